@@ -1,0 +1,245 @@
+#include "posixserialport.h"
+
+#include "clock.h"
+#include "commlog.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/ioctl.h>
+#include <termios.h>
+#include <unistd.h>
+
+QString serialErrorText(SerialError error)
+{
+    switch (error) {
+    case SerialError::None:
+        return QStringLiteral("No error");
+    case SerialError::NoSuchDevice:
+        return QStringLiteral("Invalid port number: no such device");
+    case SerialError::DeviceBusy:
+        return QStringLiteral("Port already open by another program");
+    case SerialError::PermissionDenied:
+        return QStringLiteral("Permission denied: the user may not open the port");
+    case SerialError::ConfigurationFailed:
+        return QStringLiteral("The device does not accept serial settings");
+    case SerialError::NotOpen:
+        return QStringLiteral("Port is not open");
+    case SerialError::HungUp:
+        return QStringLiteral("The device went away");
+    case SerialError::IoFailure:
+        return QStringLiteral("Input/output error on the port");
+    }
+    return {};
+}
+
+PosixSerialPort::PosixSerialPort(Clock &clock, const QString &programDir)
+    : m_clock(clock), m_programDir(programDir)
+{
+}
+
+PosixSerialPort::~PosixSerialPort()
+{
+    close();
+}
+
+QString PosixSerialPort::devicePathFor(int portNumber, const QString &programDir)
+{
+    const QString link = QDir(programDir).filePath(QStringLiteral("Support/COM%1").arg(portNumber));
+    const QFileInfo info(link);
+    // A dangling link still names the technician's choice: report that
+    // device as missing rather than quietly trying another.
+    if (info.exists() || info.isSymLink())
+        return link;
+    return QStringLiteral("/dev/ttyS%1").arg(portNumber - 1);
+}
+
+bool PosixSerialPort::deviceExists(int portNumber, const QString &programDir)
+{
+    return QFileInfo::exists(devicePathFor(portNumber, programDir));
+}
+
+QString PosixSerialPort::deviceName() const
+{
+    return devicePathFor(m_portNumber, m_programDir);
+}
+
+bool PosixSerialPort::open()
+{
+    if (isOpen())
+        close();
+    m_input.clear();
+    const QByteArray path = QFile::encodeName(deviceName());
+    const int fd = ::open(path.constData(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
+    if (fd < 0) {
+        const int e = errno;
+        m_error = (e == EBUSY)                     ? SerialError::DeviceBusy
+                  : (e == EACCES || e == EPERM)    ? SerialError::PermissionDenied
+                  : (e == ENOENT || e == ENXIO || e == ENODEV) ? SerialError::NoSuchDevice
+                                                   : SerialError::IoFailure;
+        qCWarning(lcComm) << "cannot open" << path << std::strerror(e);
+        return false;
+    }
+    termios tio{};
+    if (::tcgetattr(fd, &tio) != 0) {
+        m_error = SerialError::ConfigurationFailed;
+        ::close(fd);
+        return false;
+    }
+    // Nobody else may talk to the board while we hold the port.
+    if (::ioctl(fd, TIOCEXCL) != 0) {
+        m_error = SerialError::DeviceBusy;
+        ::close(fd);
+        return false;
+    }
+    ::cfmakeraw(&tio);
+    tio.c_cflag |= CLOCAL | CREAD;
+    tio.c_cflag &= ~(CSTOPB | PARENB | CRTSCTS);
+    tio.c_cc[VMIN] = 0;
+    tio.c_cc[VTIME] = 0;
+    const speed_t speed = m_baud == 19200 ? B19200 : B9600;
+    ::cfsetispeed(&tio, speed);
+    ::cfsetospeed(&tio, speed);
+    if (::tcsetattr(fd, TCSANOW, &tio) != 0) {
+        m_error = SerialError::ConfigurationFailed;
+        ::close(fd);
+        return false;
+    }
+    ::tcflush(fd, TCIFLUSH);
+    m_fd = fd;
+    m_error = SerialError::None;
+    return true;
+}
+
+void PosixSerialPort::close()
+{
+    if (m_fd >= 0) {
+        ::tcflush(m_fd, TCIOFLUSH);
+        ::close(m_fd);
+        m_fd = -1;
+    }
+    m_input.clear();
+}
+
+void PosixSerialPort::hangUp(SerialError error)
+{
+    m_error = error;
+    if (m_fd >= 0) {
+        ::close(m_fd);
+        m_fd = -1;
+    }
+    m_input.clear();
+}
+
+bool PosixSerialPort::drain()
+{
+    if (m_fd < 0)
+        return false;
+    char buffer[256];
+    for (;;) {
+        const ssize_t n = ::read(m_fd, buffer, sizeof buffer);
+        if (n > 0) {
+            m_input.append(buffer, n);
+            continue;
+        }
+        if (n == 0) {
+            hangUp(SerialError::HungUp);
+            return false;
+        }
+        if (errno == EINTR)
+            continue;
+        if (errno == EAGAIN || errno == EWOULDBLOCK)
+            return true;
+        hangUp(errno == EIO ? SerialError::HungUp : SerialError::IoFailure);
+        return false;
+    }
+}
+
+bool PosixSerialPort::sendByte(quint8 value)
+{
+    if (m_fd < 0) {
+        m_error = SerialError::NotOpen;
+        return false;
+    }
+    for (;;) {
+        const ssize_t n = ::write(m_fd, &value, 1);
+        if (n == 1)
+            return true;
+        if (n < 0 && errno == EINTR)
+            continue;
+        if (n < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) {
+            // Output full: a real UART drains within a byte time.
+            pollfd p{m_fd, POLLOUT, 0};
+            const int r = ::poll(&p, 1, 1000);
+            if (r > 0 && !(p.revents & (POLLHUP | POLLERR)))
+                continue;
+            hangUp(r == 0 ? SerialError::IoFailure : SerialError::HungUp);
+            return false;
+        }
+        hangUp(errno == EIO ? SerialError::HungUp : SerialError::IoFailure);
+        return false;
+    }
+}
+
+int PosixSerialPort::bytesWaiting()
+{
+    drain();
+    return static_cast<int>(m_input.size());
+}
+
+int PosixSerialPort::readByte()
+{
+    if (m_input.isEmpty())
+        drain();
+    if (m_input.isEmpty())
+        return -1;
+    const int b = static_cast<quint8>(m_input.front());
+    m_input.remove(0, 1);
+    return b;
+}
+
+void PosixSerialPort::discardInput()
+{
+    if (m_fd >= 0) {
+        ::tcflush(m_fd, TCIFLUSH);
+        drain();
+    }
+    m_input.clear();
+}
+
+bool PosixSerialPort::waitForByte(qint64 deadlineMs)
+{
+    for (;;) {
+        if (!m_input.isEmpty())
+            return true;
+        if (m_fd < 0)
+            return false;
+        const qint64 remaining = deadlineMs - m_clock.nowMs();
+        if (remaining <= 0)
+            return false;
+        pollfd p{m_fd, POLLIN, 0};
+        const int r = ::poll(&p, 1, static_cast<int>(qMin<qint64>(remaining, 60000)));
+        if (r < 0) {
+            if (errno == EINTR)
+                continue;
+            hangUp(SerialError::IoFailure);
+            return false;
+        }
+        if (r == 0)
+            continue;
+        if (p.revents & POLLIN) {
+            if (!drain())
+                return false;
+            continue;
+        }
+        if (p.revents & (POLLHUP | POLLERR | POLLNVAL)) {
+            hangUp(SerialError::HungUp);
+            return false;
+        }
+    }
+}

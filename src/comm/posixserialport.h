@@ -1,0 +1,53 @@
+#pragma once
+
+#include "serialport.h"
+
+#include <QByteArray>
+#include <QString>
+
+class Clock;
+
+// Serial port on a Linux tty (or pseudo-terminal) through termios and poll(2).
+// Port number n is the device Support/COMn beside the program when that
+// exists (a link a technician points at /dev/ttyUSB0, or the simulator's
+// pty), otherwise /dev/ttyS(n-1).
+class PosixSerialPort final : public SerialPort
+{
+public:
+    PosixSerialPort(Clock &clock, const QString &programDir);
+    ~PosixSerialPort() override;
+
+    static QString devicePathFor(int portNumber, const QString &programDir);
+    static bool deviceExists(int portNumber, const QString &programDir);
+
+    void setPortNumber(int number) override { m_portNumber = number; }
+    int portNumber() const override { return m_portNumber; }
+    void setBaudRate(int baud) override { m_baud = baud; }
+    int baudRate() const override { return m_baud; }
+
+    bool open() override;
+    void close() override;
+    bool isOpen() const override { return m_fd >= 0; }
+
+    bool sendByte(quint8 value) override;
+    int bytesWaiting() override;
+    int readByte() override;
+    void discardInput() override;
+    bool waitForByte(qint64 deadlineMs) override;
+
+    SerialError lastError() const override { return m_error; }
+    QString deviceName() const override;
+
+private:
+    // Moves whatever the device holds into m_input; false when it hung up.
+    bool drain();
+    void hangUp(SerialError error);
+
+    Clock &m_clock;
+    QString m_programDir;
+    int m_portNumber = 1;
+    int m_baud = 9600;
+    int m_fd = -1;
+    QByteArray m_input;
+    SerialError m_error = SerialError::None;
+};

@@ -1,0 +1,357 @@
+#include "rscomm.h"
+
+#include "clock.h"
+#include "commlog.h"
+#include "numbertext.h"
+#include "operatorprompt.h"
+#include "recordfile.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+
+#include <optional>
+
+Q_LOGGING_CATEGORY(lcComm, "kestro.comm", QtInfoMsg)
+Q_LOGGING_CATEGORY(lcCommTrace, "kestro.comm.trace", QtWarningMsg)
+
+namespace {
+
+constexpr int kAttention = 0xFF;
+constexpr int kAcknowledge = 0x55;
+constexpr qint64 kReplyTimeoutMs = 1000;
+constexpr qint64 kResyncTimeoutMs = 2000;
+constexpr qint64 kModeTimeoutMs = 2000;
+
+const QString kLinkTitle = QStringLiteral("WARNING - Communication Error!");
+
+// Failures while reading the settings file, numbered as the operator's
+// "Error Number = " messages have always shown them.
+struct SetupFailure
+{
+    int number;
+    QString description;
+};
+
+} // namespace
+
+RSComm::RSComm(Clock &clock, OperatorPrompt &prompt, const QString &programDir)
+    : m_clock(clock), m_prompt(prompt), m_programDir(programDir)
+{
+}
+
+RSComm::~RSComm() = default;
+
+QString RSComm::CommSettingsFile() const
+{
+    return QDir(m_programDir).filePath(QStringLiteral("Support/RSPort.cfg"));
+}
+
+void RSComm::showFailure(const QString &title, int number, const QString &description)
+{
+    m_prompt.ask(title,
+                 QStringLiteral("Error Number = %1\r\n\r\n%2").arg(number).arg(description),
+                 PromptIcon::Critical, PromptButtons::Ok);
+}
+
+bool RSComm::InitializeRSComm(SerialPort &commObj)
+{
+    const QString path = CommSettingsFile();
+    auto writeDefaults = [&path]() -> std::optional<SetupFailure> {
+        if (!QDir().mkpath(QFileInfo(path).absolutePath()))
+            return SetupFailure{76, QStringLiteral("Path not found")};
+        QFile file(path);
+        if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate) ||
+            file.write("1,9600\r\n") != 8)
+            return SetupFailure{75, QStringLiteral("Path/File access error")};
+        return std::nullopt;
+    };
+
+    for (;;) {
+        int portNumber = 1;
+        QString speed = QStringLiteral("9600");
+        std::optional<SetupFailure> failure;
+
+        if (QFileInfo::exists(path)) {
+            QByteArray content;
+            if (!RecordReader::readFile(path, content)) {
+                failure = SetupFailure{75, QStringLiteral("Path/File access error")};
+            } else if (content.isEmpty()) {
+                failure = writeDefaults();
+            } else {
+                RecordReader reader(content);
+                QString portText;
+                QString speedText;
+                bool numeric = false;
+                if (!reader.next(portText) || !reader.next(speedText)) {
+                    failure = SetupFailure{62, QStringLiteral("Input past end of file")};
+                } else {
+                    const double value = portText.toDouble(&numeric);
+                    if (!numeric) {
+                        failure = SetupFailure{13, QStringLiteral("Type mismatch")};
+                    } else {
+                        portNumber = static_cast<int>(qBound(1.0, qRound64(value) * 1.0, 99.0));
+                        if (speedText == u"9600" || speedText == u"19200")
+                            speed = speedText;
+                    }
+                }
+            }
+        } else {
+            failure = writeDefaults();
+        }
+
+        if (!failure) {
+            if (commObj.isOpen())
+                commObj.close();
+            commObj.setPortNumber(portNumber);
+            commObj.setBaudRate(speed.toInt());
+            m_commObj = &commObj;
+            m_setupFailed = false;
+            qCInfo(lcComm) << "port" << portNumber << "at" << speed << "baud";
+            return true;
+        }
+
+        const PromptAnswer answer =
+            m_prompt.ask(QStringLiteral("RSComm InitializeRSComm"),
+                         QStringLiteral("Error Number = %1\r\n\r\n%2")
+                             .arg(failure->number)
+                             .arg(failure->description),
+                         PromptIcon::Critical, PromptButtons::RetryCancel);
+        if (answer != PromptAnswer::Retry) {
+            OnlineMode = false;
+            m_setupFailed = true;
+            return false;
+        }
+    }
+}
+
+void RSComm::OpenRSComm(SerialPort &commObj)
+{
+    if (!InitializeRSComm(commObj))
+        return;
+    if (!commObj.open()) {
+        const SerialError error = commObj.lastError();
+        m_prompt.ask(QStringLiteral("Comm Port Error"),
+                     QStringLiteral("Error Number = %1\r\nError Source = %2\r\n\r\n%3")
+                         .arg(static_cast<int>(error))
+                         .arg(QStringLiteral("KESTRO"))
+                         .arg(serialErrorText(error) + QStringLiteral(" (") +
+                              commObj.deviceName() + QLatin1Char(')')),
+                     PromptIcon::Critical, PromptButtons::Ok);
+        return;
+    }
+    commObj.discardInput();
+    m_currentMode = 0;
+    m_lastReadAddress.clear();
+    CommError = false;
+    ExchangeByte(kAttention, ReplyWait::Await, InputFlush::Keep);
+    OnlineMode = !CommError;
+    qCInfo(lcComm) << "link opened on" << commObj.deviceName() << "online:" << OnlineMode;
+}
+
+void RSComm::CloseRSComm()
+{
+    if (m_commObj && m_commObj->isOpen()) {
+        if (!CommError)
+            ExchangeByte(kAttention, ReplyWait::Await, InputFlush::Keep);
+        if (m_commObj->isOpen())
+            m_commObj->close();
+    }
+    m_currentMode = 0;
+    OnlineMode = false;
+}
+
+int RSComm::ExchangeByte(int value, ReplyWait wait, InputFlush flush)
+{
+    if (CommError)
+        return NoReply;
+    SerialPort *port = m_commObj;
+    if (port && flush == InputFlush::FlushFirst)
+        port->discardInput();
+
+    auto portGone = [this]() {
+        m_currentMode = 0;
+        CommError = true;
+        return NoReply;
+    };
+    if (!port || !port->isOpen())
+        return portGone();
+    if (!port->sendByte(static_cast<quint8>(value))) {
+        qCWarning(lcComm) << "send failed:" << serialErrorText(port->lastError());
+        return portGone();
+    }
+    CommErrorAlert = false;
+    if (wait == ReplyWait::NoReply) {
+        qCDebug(lcCommTrace, "TX %02X", value);
+        return 0;
+    }
+
+    qint64 deadline = m_clock.nowMs() + kReplyTimeoutMs;
+    int timeouts = 0;
+    for (;;) {
+        if (port->waitForByte(deadline)) {
+            const int reply = port->readByte();
+            CommErrorAlert = false;
+            qCDebug(lcCommTrace, "TX %02X RX %02X", value, reply);
+            return reply;
+        }
+        if (!port->isOpen()) {
+            // The device hung up: a failed exchange, never a wait for a dead port.
+            qCWarning(lcComm) << "device hung up:" << port->deviceName();
+            return portGone();
+        }
+        m_currentMode = 0;
+        CommError = true;
+        CommErrorAlert = true;
+        deadline = m_clock.nowMs() + kResyncTimeoutMs;
+        ++timeouts;
+        qCDebug(lcCommTrace, "TX %02X RX time-out %d", value, timeouts);
+        if (timeouts < 3) {
+            CommError = false;
+            port->discardInput();
+            if (!port->sendByte(kAttention))
+                return portGone();
+            continue;
+        }
+        const PromptAnswer answer =
+            m_prompt.ask(kLinkTitle,
+                         QStringLiteral("Cannot Communicate with Target Board.\r"
+                                        "Verify RS-232 Cable is Connected Between\r"
+                                        "COMM Port and PROG Port."),
+                         PromptIcon::Critical, PromptButtons::RetryCancel);
+        if (answer != PromptAnswer::Retry)
+            return NoReply;
+        timeouts = 0;
+        CommError = false;
+    }
+}
+
+bool RSComm::SetPLCMode(qint16 mode, quint8 modeByte)
+{
+    m_currentMode = 0;
+    qint64 deadline = m_clock.nowMs() + kModeTimeoutMs;
+    while (m_currentMode != mode) {
+        if (m_clock.nowMs() > deadline) {
+            const PromptAnswer answer = m_prompt.ask(
+                kLinkTitle, QStringLiteral("Cannot Set PLC Mode Within Target Board."),
+                PromptIcon::Critical, PromptButtons::RetryCancel);
+            if (answer != PromptAnswer::Retry) {
+                CommError = true;
+                OnlineMode = false;
+                CloseRSComm();
+                return false;
+            }
+            deadline = m_clock.nowMs() + kModeTimeoutMs;
+        }
+        int reply = ExchangeByte(kAttention, ReplyWait::Await, InputFlush::FlushFirst);
+        if (reply == NoReply)
+            return false;
+        if (reply != kAcknowledge)
+            continue;
+        reply = ExchangeByte(modeByte, ReplyWait::Await, InputFlush::Keep);
+        if (reply == kAcknowledge)
+            m_currentMode = mode;
+        else if (reply == NoReply)
+            return false;
+        else
+            m_currentMode = 0;
+    }
+    return true;
+}
+
+QString RSComm::ReadRegister(const QString &add)
+{
+    if (m_currentMode != 1) {
+        if (!SetPLCMode(1, 1))
+            return {};
+        m_decoded = DecodeAddress(add);
+    } else if (add != m_lastReadAddress) {
+        m_decoded = DecodeAddress(add);
+    }
+    m_lastReadAddress = add;
+    const DecodedAddress decoded = m_decoded;
+
+    QByteArray bytes;
+    for (int i = 0; i < decoded.byteCount(); ++i) {
+        const int address = decoded.ByteAddress + i;
+        const int high = (address / 256) & 0xFF;
+        const int low = address % 256;
+        int reply = ExchangeByte(high, ReplyWait::Await, InputFlush::Keep);
+        if (reply == NoReply)
+            return {};
+        if (reply != high) {
+            m_currentMode = 0;
+            return {};
+        }
+        reply = ExchangeByte(low, ReplyWait::Await, InputFlush::Keep);
+        if (reply == NoReply)
+            return {};
+        bytes.append(char(reply));
+    }
+    return QString::number(AssembleValue(decoded, bytes));
+}
+
+bool RSComm::checkValue(const QString &add, const QString &dataValue, DecodedAddress &decoded,
+                        quint32 &value)
+{
+    const ValueCheck check = PrepareValue(add, dataValue, decoded, value);
+    if (check == ValueCheck::Accepted)
+        return true;
+    m_prompt.ask(QStringLiteral("ENTRY ALERT"), QStringLiteral("Error:\r") + valueCheckMessage(check),
+                 PromptIcon::Critical, PromptButtons::Ok);
+    return false;
+}
+
+void RSComm::WriteRegister(const QString &add, const QString &dataValue)
+{
+    m_writeFailed = false;
+    DecodedAddress decoded;
+    quint32 value = 0;
+    if (!checkValue(add, dataValue, decoded, value))
+        return;
+
+    if (decoded.IsBitAddress) {
+        // Only whole bytes travel on the wire: read the byte, change one bit.
+        // A failed read gives 0 and the write goes on from there.
+        const QString old = ReadRegister(QStringLiteral("B%1").arg(decoded.ByteAddress));
+        const quint32 oldByte = static_cast<quint32>(leadingNumber(old)) & 0xFF;
+        value = value ? (oldByte | decoded.BitMask) : (oldByte & ~quint32(decoded.BitMask));
+        value &= 0xFF;
+    }
+    const QByteArray image = ByteImage(decoded, value);
+
+    if (m_currentMode != 2 && !SetPLCMode(2, 2))
+        return;
+
+    for (int i = 0; i < image.size() && !m_writeFailed; ++i) {
+        const int address = decoded.ByteAddress + i;
+        const int sequence[3] = {(address / 256) & 0xFF, address % 256,
+                                 static_cast<quint8>(image[i])};
+        for (const int byte : sequence) {
+            const int reply = ExchangeByte(byte, ReplyWait::Await, InputFlush::Keep);
+            if (reply == NoReply)
+                return;
+            if (reply != byte) {
+                m_writeFailed = true;
+                break;
+            }
+        }
+    }
+    if (m_writeFailed)
+        m_currentMode = 0;
+}
+
+QString RSComm::RSRead(const QString &add)
+{
+    const QString text = ReadRegister(add);
+    return QString::number(static_cast<qint64>(leadingNumber(text)));
+}
+
+void RSComm::RSWrite(const QString &add, const QString &dataValue)
+{
+    WriteRegister(add, dataValue);
+    if (m_writeFailed) {
+        qCInfo(lcComm) << "wrong echo writing" << add << "- writing once more";
+        WriteRegister(add, dataValue);
+    }
+}

@@ -1,0 +1,100 @@
+#pragma once
+
+#include "registerlink.h"
+#include "serialport.h"
+
+#include <QByteArray>
+#include <QString>
+
+class Clock;
+class OperatorPrompt;
+
+// Decoded form of a register address string.
+struct DecodedAddress
+{
+    qint32 ByteAddress = 0;
+    QString ValueType = QStringLiteral("B"); // "B", "W" or "D"
+    quint16 BitMask = 0;
+    bool IsBitAddress = false;
+
+    int byteCount() const { return ValueType == u"D" ? 4 : ValueType == u"W" ? 2 : 1; }
+    bool operator==(const DecodedAddress &) const = default;
+};
+
+// Outcome of the checks on an operator value before it may be written.
+enum class ValueCheck { Accepted, NotNumeric, NotZeroOrOne, OutOfRangeByte, OutOfRangeWord,
+                        OutOfRangeDouble };
+QString valueCheckMessage(ValueCheck check);
+
+// The communications object: the one owner of the link to the target board.
+// Every register exchange of the program goes through one instance.
+class RSComm final : public RegisterLink
+{
+public:
+    // ExchangeByte's result when no reply came.
+    static constexpr int NoReply = 9999;
+    enum class ReplyWait { Await, NoReply };
+    enum class InputFlush { Keep, FlushFirst };
+
+    // programDir is the folder of the executable: Support/RSPort.cfg lives there.
+    RSComm(Clock &clock, OperatorPrompt &prompt, const QString &programDir);
+    ~RSComm() override;
+
+    // Public flags, read and written by the rest of the system.
+    bool OnlineMode = false;
+    bool CommError = false;
+    bool CommErrorAlert = false;
+    qint16 TargetboardType = 0;
+
+    void OpenRSComm(SerialPort &commObj);
+    void CloseRSComm();
+    QString RSRead(const QString &add) override;
+    void RSWrite(const QString &add, const QString &dataValue) override;
+    bool commErrorSet() const override { return CommError; }
+    QString CommSettingsFile() const;
+
+    // Address notation.
+    static QString EquateAdd(const QString &var, qint16 targetBoardIndex);
+    static bool ValidAdd(const QString &var, qint16 targetBoardIndex);
+    // Both return false on a signed 16-bit overflow and leave result unchanged.
+    static bool Dec2Octal(int decNum, qint16 &result);
+    static bool Octal2Dec(int octNum, qint16 &result);
+    static DecodedAddress DecodeAddress(const QString &add);
+    // Value assembly on read: bytes at ByteAddress upwards.
+    static quint32 AssembleValue(const DecodedAddress &decoded, const QByteArray &bytes);
+    // Value preparation on write. For a bit address the image is the bit
+    // value (0 or 1); the byte actually written is formed from the board's byte.
+    static ValueCheck PrepareValue(const QString &add, const QString &dataValue,
+                                   DecodedAddress &decoded, quint32 &value);
+    static QByteArray ByteImage(const DecodedAddress &decoded, quint32 value);
+
+    // Link-level operations, shared by the program transfer and limit-switch parts.
+    bool InitializeRSComm(SerialPort &commObj);
+    int ExchangeByte(int value, ReplyWait wait, InputFlush flush);
+    bool SetPLCMode(qint16 mode, quint8 modeByte);
+    QString ReadRegister(const QString &add);
+    void WriteRegister(const QString &add, const QString &dataValue);
+
+    qint16 currentMode() const { return m_currentMode; }
+    void setCurrentMode(qint16 mode) { m_currentMode = mode; }
+    bool writeFailed() const { return m_writeFailed; }
+    bool setupFailed() const { return m_setupFailed; }
+    SerialPort *port() const { return m_commObj; }
+    Clock &clock() const { return m_clock; }
+    OperatorPrompt &prompt() const { return m_prompt; }
+
+private:
+    bool checkValue(const QString &add, const QString &dataValue, DecodedAddress &decoded,
+                    quint32 &value);
+    void showFailure(const QString &title, int number, const QString &description);
+
+    Clock &m_clock;
+    OperatorPrompt &m_prompt;
+    QString m_programDir;
+    SerialPort *m_commObj = nullptr;
+    qint16 m_currentMode = 0;
+    bool m_writeFailed = false;
+    bool m_setupFailed = false;
+    QString m_lastReadAddress;
+    DecodedAddress m_decoded;
+};

@@ -1,0 +1,50 @@
+#pragma once
+
+#include <QString>
+#include <QtGlobal>
+
+// Failures of the serial-port layer. The numbers are stable: they appear in
+// the operator's "Error Number = " messages.
+enum class SerialError {
+    None = 0,
+    NoSuchDevice = 8002,
+    DeviceBusy = 8005,
+    PermissionDenied = 8010,
+    ConfigurationFailed = 8015,
+    NotOpen = 8018,
+    HungUp = 8020,
+    IoFailure = 8021,
+};
+
+QString serialErrorText(SerialError error);
+
+// What the register protocol needs of a serial port: a numbered port opened
+// at 9600 or 19200 baud, 8N1, one byte at a time.
+class SerialPort
+{
+public:
+    virtual ~SerialPort() = default;
+
+    virtual void setPortNumber(int number) = 0;
+    virtual int portNumber() const = 0;
+    virtual void setBaudRate(int baud) = 0;
+    virtual int baudRate() const = 0;
+
+    virtual bool open() = 0;
+    virtual void close() = 0;
+    virtual bool isOpen() const = 0;
+
+    virtual bool sendByte(quint8 value) = 0;
+    virtual int bytesWaiting() = 0;
+    // The next waiting byte, or -1 when none is waiting.
+    virtual int readByte() = 0;
+    virtual void discardInput() = 0;
+    // Waits until a byte is waiting or the clock passes deadlineMs (on the
+    // scale of the Clock the port was given). Returns false at the deadline,
+    // and also when the device hung up, after which isOpen() is false.
+    virtual bool waitForByte(qint64 deadlineMs) = 0;
+
+    virtual SerialError lastError() const = 0;
+    // Device behind the port number, for messages and the settings window.
+    virtual QString deviceName() const = 0;
+};
