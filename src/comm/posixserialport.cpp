@@ -100,7 +100,9 @@ bool PosixSerialPort::open()
     ::cfmakeraw(&tio);
     tio.c_cflag |= CLOCAL | CREAD;
     tio.c_cflag &= ~(CSTOPB | PARENB | CRTSCTS);
-    tio.c_cc[VMIN] = 0;
+    // VMIN 1 with O_NONBLOCK: an empty line reads as EAGAIN, so a read of 0
+    // bytes can only mean the device hung up.
+    tio.c_cc[VMIN] = 1;
     tio.c_cc[VTIME] = 0;
     const speed_t speed = m_baud == 19200 ? B19200 : B9600;
     ::cfsetispeed(&tio, speed);

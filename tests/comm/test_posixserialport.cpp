@@ -1,0 +1,150 @@
+#include "comm/clock.h"
+#include "comm/posixserialport.h"
+
+#include <QTemporaryDir>
+#include <QtTest>
+
+#include <fcntl.h>
+#include <poll.h>
+#include <pty.h>
+#include <termios.h>
+#include <unistd.h>
+
+// The real port layer against a pseudo-terminal made here: the test holds
+// the master side and plays the board byte by byte.
+class TestPosixSerialPort : public QObject
+{
+    Q_OBJECT
+
+    QTemporaryDir m_dir;
+    SteadyClock m_clock;
+    int m_master = -1;
+    int m_slave = -1;
+
+    void makePty(int portNumber)
+    {
+        char name[256] = {};
+        QVERIFY(::openpty(&m_master, &m_slave, name, nullptr, nullptr) == 0);
+        termios tio{};
+        ::tcgetattr(m_slave, &tio);
+        ::cfmakeraw(&tio);
+        ::tcsetattr(m_slave, TCSANOW, &tio);
+        QDir().mkpath(m_dir.filePath(QStringLiteral("Support")));
+        const QString link = m_dir.filePath(QStringLiteral("Support/COM%1").arg(portNumber));
+        QFile::remove(link);
+        QVERIFY(QFile::link(QString::fromLocal8Bit(name), link));
+    }
+    void closePty()
+    {
+        if (m_slave >= 0)
+            ::close(m_slave);
+        if (m_master >= 0)
+            ::close(m_master);
+        m_slave = m_master = -1;
+    }
+    int masterRead(int timeoutMs = 1000)
+    {
+        pollfd p{m_master, POLLIN, 0};
+        if (::poll(&p, 1, timeoutMs) <= 0)
+            return -1;
+        unsigned char b = 0;
+        return ::read(m_master, &b, 1) == 1 ? b : -1;
+    }
+
+private slots:
+    void cleanup() { closePty(); }
+
+    void resolvesPortNumbers()
+    {
+        QCOMPARE(PosixSerialPort::devicePathFor(3, m_dir.path()), QStringLiteral("/dev/ttyS2"));
+        QDir().mkpath(m_dir.filePath(QStringLiteral("Support")));
+        // A dangling link is still the technician's choice.
+        QVERIFY(QFile::link(QStringLiteral("/dev/ttyUSB-not-there"),
+                            m_dir.filePath(QStringLiteral("Support/COM4"))));
+        QCOMPARE(PosixSerialPort::devicePathFor(4, m_dir.path()),
+                 m_dir.filePath(QStringLiteral("Support/COM4")));
+        QVERIFY(!PosixSerialPort::deviceExists(4, m_dir.path()));
+        PosixSerialPort port(m_clock, m_dir.path());
+        port.setPortNumber(4);
+        QVERIFY(!port.open());
+        QCOMPARE(port.lastError(), SerialError::NoSuchDevice);
+        QVERIFY(!port.isOpen());
+    }
+
+    void notATty()
+    {
+        QFile plain(m_dir.filePath(QStringLiteral("Support/COM9")));
+        QDir().mkpath(m_dir.filePath(QStringLiteral("Support")));
+        QVERIFY(plain.open(QIODevice::WriteOnly));
+        plain.close();
+        PosixSerialPort port(m_clock, m_dir.path());
+        port.setPortNumber(9);
+        QVERIFY(!port.open());
+        QCOMPARE(port.lastError(), SerialError::ConfigurationFailed);
+    }
+
+    void exchangesBytesAndDiscardsStaleInput()
+    {
+        makePty(5);
+        // Bytes already waiting before the open are not the board's answers.
+        const char stale[] = {0x11, 0x22};
+        QCOMPARE(::write(m_master, stale, 2), ssize_t(2));
+        QTest::qWait(20);
+        PosixSerialPort port(m_clock, m_dir.path());
+        port.setPortNumber(5);
+        port.setBaudRate(19200);
+        QVERIFY(port.open());
+        QCOMPARE(port.bytesWaiting(), 0);
+
+        QVERIFY(port.sendByte(0xFF));
+        QCOMPARE(masterRead(), 0xFF);
+        const char reply[] = {0x55, 0x01};
+        QCOMPARE(::write(m_master, reply, 2), ssize_t(2));
+        QVERIFY(port.waitForByte(m_clock.nowMs() + 1000));
+        QCOMPARE(port.readByte(), 0x55);
+        QVERIFY(port.waitForByte(m_clock.nowMs() + 1000));
+        QCOMPARE(port.bytesWaiting(), 1);
+        port.discardInput();
+        QCOMPARE(port.bytesWaiting(), 0);
+        QCOMPARE(port.readByte(), -1);
+    }
+
+    void waitsWithoutSpinning()
+    {
+        makePty(6);
+        PosixSerialPort port(m_clock, m_dir.path());
+        port.setPortNumber(6);
+        QVERIFY(port.open());
+        const clock_t cpuBefore = ::clock();
+        const qint64 start = m_clock.nowMs();
+        QVERIFY(!port.waitForByte(start + 300));
+        const qint64 waited = m_clock.nowMs() - start;
+        QVERIFY(waited >= 300 && waited < 1000);
+        // A busy loop would burn the whole 300 ms of CPU.
+        QVERIFY(double(::clock() - cpuBefore) / CLOCKS_PER_SEC < 0.1);
+        QVERIFY(port.isOpen());
+    }
+
+    void hangUpClosesThePort()
+    {
+        makePty(7);
+        PosixSerialPort port(m_clock, m_dir.path());
+        port.setPortNumber(7);
+        QVERIFY(port.open());
+        QVERIFY(port.sendByte(0xFF));
+        // The far end vanishes: no more master, and nobody else holds the slave.
+        ::close(m_slave);
+        m_slave = -1;
+        ::close(m_master);
+        m_master = -1;
+        const qint64 start = m_clock.nowMs();
+        QVERIFY(!port.waitForByte(start + 5000));
+        QVERIFY(m_clock.nowMs() - start < 1000);
+        QVERIFY(!port.isOpen());
+        QCOMPARE(port.lastError(), SerialError::HungUp);
+        QVERIFY(!port.sendByte(0x01));
+    }
+};
+
+QTEST_GUILESS_MAIN(TestPosixSerialPort)
+#include "test_posixserialport.moc"

@@ -1,0 +1,406 @@
+#include "comm/rscomm.h"
+#include "fakes/fakeboard.h"
+#include "fakes/fakeclock.h"
+#include "fakes/fakeserialport.h"
+#include "fakes/scriptedprompt.h"
+
+#include <QTemporaryDir>
+#include <QtTest>
+
+namespace {
+const QString kNoBoardText = QStringLiteral(
+    "Cannot Communicate with Target Board.\rVerify RS-232 Cable is Connected Between\r"
+    "COMM Port and PROG Port.");
+}
+
+// One link under test: fake time, a fake port with a fake board behind it,
+// scripted operator answers and a settings folder of its own.
+struct Link
+{
+    QTemporaryDir dir;
+    FakeClock clock;
+    FakeSerialPort port{clock};
+    FakeBoard board;
+    ScriptedPrompt prompt;
+    RSComm comm{clock, prompt, dir.path()};
+
+    Link() { board.attach(port); }
+    void open()
+    {
+        comm.OpenRSComm(port);
+        port.sent.clear();
+    }
+    void writeSettings(const QByteArray &content)
+    {
+        QDir().mkpath(dir.filePath(QStringLiteral("Support")));
+        QFile f(comm.CommSettingsFile());
+        QVERIFY(f.open(QIODevice::WriteOnly));
+        f.write(content);
+    }
+    QByteArray settings()
+    {
+        QFile f(comm.CommSettingsFile());
+        return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
+    }
+};
+
+class TestRSComm : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void settingsFile_data()
+    {
+        QTest::addColumn<QByteArray>("content");
+        QTest::addColumn<int>("port");
+        QTest::addColumn<int>("baud");
+        QTest::newRow("bad speed") << QByteArray("7,4800\r\n") << 7 << 9600;
+        QTest::newRow("port 0") << QByteArray("0,19200\r\n") << 1 << 19200;
+        QTest::newRow("port 150") << QByteArray("150,9600\r\n") << 99 << 9600;
+        QTest::newRow("blanks") << QByteArray("3, 19200 \r\n") << 3 << 19200;
+        QTest::newRow("quoted speed") << QByteArray("4,\"19200\"\n") << 4 << 19200;
+    }
+    void settingsFile()
+    {
+        QFETCH(QByteArray, content);
+        Link link;
+        link.writeSettings(content);
+        QVERIFY(link.comm.InitializeRSComm(link.port));
+        QTEST(link.port.portNumber(), "port");
+        QTEST(link.port.baudRate(), "baud");
+        QCOMPARE(link.settings(), content); // only read
+        QVERIFY(link.prompt.asked.isEmpty());
+    }
+
+    void settingsFileEmptyOrMissing()
+    {
+        Link empty;
+        empty.writeSettings({});
+        empty.port.setPortNumber(5);
+        empty.port.setBaudRate(19200);
+        QVERIFY(empty.comm.InitializeRSComm(empty.port));
+        QCOMPARE(empty.settings(), QByteArray("1,9600\r\n"));
+        QCOMPARE(empty.port.portNumber(), 1);
+        QCOMPARE(empty.port.baudRate(), 9600);
+
+        Link missing; // no Support folder at all
+        QVERIFY(missing.comm.InitializeRSComm(missing.port));
+        QCOMPARE(missing.settings(), QByteArray("1,9600\r\n"));
+        QVERIFY(missing.comm.CommSettingsFile().endsWith(QStringLiteral("/Support/RSPort.cfg")));
+    }
+
+    void settingsFileDamagedAsksRetryCancel()
+    {
+        Link link;
+        link.writeSettings("COM1,9600\r\n");
+        link.comm.OnlineMode = true;
+        // Retry once (still damaged), then Cancel.
+        link.prompt.answers = {PromptAnswer::Retry, PromptAnswer::Cancel};
+        QVERIFY(!link.comm.InitializeRSComm(link.port));
+        QCOMPARE(link.prompt.asked.size(), 2);
+        QCOMPARE(link.prompt.asked[0].title, QStringLiteral("RSComm InitializeRSComm"));
+        QCOMPARE(link.prompt.asked[0].text, QStringLiteral("Error Number = 13\r\n\r\nType mismatch"));
+        QCOMPARE(link.prompt.asked[0].buttons, PromptButtons::RetryCancel);
+        QVERIFY(link.comm.setupFailed());
+        QVERIFY(!link.comm.OnlineMode);
+
+        // OpenRSComm stops there: the port is never opened.
+        link.prompt.answers = {PromptAnswer::Cancel};
+        link.comm.OpenRSComm(link.port);
+        QCOMPARE(link.port.openCount, 0);
+    }
+
+    void openProbesAndGoesOnline()
+    {
+        Link link;
+        link.comm.OpenRSComm(link.port);
+        QVERIFY(link.comm.OnlineMode);
+        QVERIFY(!link.comm.CommError);
+        QCOMPARE(link.port.sentBytes(), QByteArray("\xff", 1));
+        link.comm.CloseRSComm();
+        QVERIFY(!link.port.isOpen());
+        QVERIFY(!link.comm.OnlineMode);
+        QCOMPARE(link.port.sentBytes(), QByteArray("\xff\xff", 2)); // goodbye probe
+    }
+
+    void openFailureShowsPortError()
+    {
+        Link link;
+        link.port.failOpen = true;
+        link.comm.OnlineMode = true; // keeps its previous value
+        link.comm.OpenRSComm(link.port);
+        QCOMPARE(link.prompt.asked.size(), 1);
+        QCOMPARE(link.prompt.asked[0].title, QStringLiteral("Comm Port Error"));
+        QVERIFY(link.prompt.asked[0].text.startsWith(
+            QStringLiteral("Error Number = 8002\r\nError Source = KESTRO\r\n\r\n")));
+        QCOMPARE(link.prompt.asked[0].buttons, PromptButtons::Ok);
+        QVERIFY(link.comm.OnlineMode);
+    }
+
+    void wireBytesOfReadAndWrite()
+    {
+        Link link;
+        link.open();
+        link.board.memory[98] = char(0x34);
+        link.board.memory[99] = char(0x12);
+        QCOMPARE(link.comm.RSRead(QStringLiteral("W98")), QStringLiteral("4660"));
+        QCOMPARE(link.port.sentBytes(), QByteArray::fromHex("ff01 0062 0063"));
+
+        link.port.sent.clear();
+        link.comm.RSWrite(QStringLiteral("W98"), QStringLiteral("1234"));
+        QCOMPARE(link.port.sentBytes(), QByteArray::fromHex("ff02 0062d2 006304"));
+        QCOMPARE(quint8(link.board.memory[98]), quint8(0xD2));
+        QCOMPARE(quint8(link.board.memory[99]), quint8(0x04));
+
+        // Staying in write mode costs no handshake; switching back costs one.
+        link.port.sent.clear();
+        link.comm.RSWrite(QStringLiteral("B1000"), QStringLiteral(" 15"));
+        QCOMPARE(link.port.sentBytes(), QByteArray::fromHex("03e80f"));
+        link.port.sent.clear();
+        QCOMPARE(link.comm.RSRead(QStringLiteral("B1000")), QStringLiteral("15"));
+        QCOMPARE(link.port.sentBytes(), QByteArray::fromHex("ff01 03e8"));
+        QCOMPARE(link.board.handshakes, 3);
+    }
+
+    void readsEveryValueType()
+    {
+        Link link;
+        link.open();
+        link.comm.RSWrite(QStringLiteral("D1304"), QStringLiteral("655359999"));
+        link.comm.RSWrite(QStringLiteral("F830"), QStringLiteral("1"));
+        link.comm.RSWrite(QStringLiteral("B1016.0"), QStringLiteral("1"));
+        QCOMPARE(link.comm.RSRead(QStringLiteral("D1304")), QStringLiteral("655359999"));
+        QCOMPARE(link.comm.RSRead(QStringLiteral("F830")), QStringLiteral("1"));
+        QCOMPARE(link.comm.RSRead(QStringLiteral("F831")), QStringLiteral("0"));
+        QCOMPARE(link.comm.RSRead(QStringLiteral("B1016.0")), QStringLiteral("1"));
+        QCOMPARE(link.comm.RSRead(QStringLiteral("B1016")), QStringLiteral("1"));
+        QCOMPARE(link.comm.RSRead(QStringLiteral("EFF0H")), QStringLiteral("0"));
+        QVERIFY(link.prompt.asked.isEmpty());
+    }
+
+    void flagWriteIsReadModifyWrite()
+    {
+        Link link;
+        link.open();
+        link.board.memory[46] = char(0x25);
+        QCOMPARE(link.comm.RSRead(QStringLiteral("B46")), QStringLiteral("37"));
+        link.port.sent.clear();
+        link.comm.RSWrite(QStringLiteral("F119"), QStringLiteral("1"));
+        // Reads the whole byte 46 (already in read mode), then writes it back
+        // with bit 7 set.
+        QCOMPARE(link.port.sentBytes(), QByteArray::fromHex("002e ff02 002ea5"));
+        QCOMPARE(quint8(link.board.memory[46]), quint8(0xA5));
+        link.comm.RSWrite(QStringLiteral("F119"), QStringLiteral("0"));
+        QCOMPARE(quint8(link.board.memory[46]), quint8(0x25));
+    }
+
+    void refusedValuesAreNotWritten()
+    {
+        Link link;
+        link.open();
+        link.comm.RSWrite(QStringLiteral("F119"), QStringLiteral("2"));
+        link.comm.RSWrite(QStringLiteral("W98"), QStringLiteral("-5"));
+        link.comm.RSWrite(QStringLiteral("B1000"), QStringLiteral("300"));
+        QVERIFY(link.port.sent.isEmpty());
+        QCOMPARE(link.prompt.asked.size(), 3);
+        for (const auto &a : link.prompt.asked) {
+            QCOMPARE(a.title, QStringLiteral("ENTRY ALERT"));
+            QCOMPARE(a.icon, PromptIcon::Critical);
+            QCOMPARE(a.buttons, PromptButtons::Ok);
+        }
+        QCOMPARE(link.prompt.asked[0].text, QStringLiteral("Error:\rEnter 0 or 1 Only."));
+        QCOMPARE(link.prompt.asked[1].text, QStringLiteral("Error:\rOnly Numerical Data Allowed."));
+        QCOMPARE(link.prompt.asked[2].text, QStringLiteral("Error:\rEntry out of Range (0-255)."));
+    }
+
+    void silentBoardTimesOutThreeTimes()
+    {
+        Link link;
+        link.open();
+        link.board.silent = true;
+        const qint64 start = link.clock.nowMs();
+        qint64 shownAt = 0;
+        link.prompt.onAsk = [&](const ScriptedPrompt::Asked &) { shownAt = link.clock.nowMs(); };
+        link.prompt.answers = {PromptAnswer::Cancel};
+        QCOMPARE(link.comm.RSRead(QStringLiteral("W98")), QStringLiteral("0"));
+
+        QCOMPARE(link.prompt.asked.size(), 1);
+        QCOMPARE(link.prompt.asked[0].title, QStringLiteral("WARNING - Communication Error!"));
+        QCOMPARE(link.prompt.asked[0].text, kNoBoardText);
+        QCOMPARE(link.prompt.asked[0].buttons, PromptButtons::RetryCancel);
+        QCOMPARE(shownAt - start, 5000); // 1 s + 2 s + 2 s
+        // The attention byte, then two resync bytes at 1 s and 3 s.
+        QCOMPARE(link.port.sentBytes(), QByteArray::fromHex("ffffff"));
+        QCOMPARE(link.port.sent[1].atMs - start, 1000);
+        QCOMPARE(link.port.sent[2].atMs - start, 3000);
+        QVERIFY(link.comm.CommError);
+        QVERIFY(link.comm.CommErrorAlert);
+
+        // Latched: no traffic until the link is opened again.
+        link.port.sent.clear();
+        QCOMPARE(link.comm.RSRead(QStringLiteral("B52")), QStringLiteral("0"));
+        link.comm.RSWrite(QStringLiteral("W98"), QStringLiteral("5"));
+        QVERIFY(link.port.sent.isEmpty());
+        QCOMPARE(link.prompt.asked.size(), 1);
+
+        link.board.silent = false;
+        link.comm.OpenRSComm(link.port);
+        QVERIFY(!link.comm.CommError);
+        QVERIFY(link.comm.OnlineMode);
+        link.board.memory[52] = char(36);
+        QCOMPARE(link.comm.RSRead(QStringLiteral("B52")), QStringLiteral("36"));
+    }
+
+    void retryKeepsWaiting()
+    {
+        Link link;
+        link.open();
+        link.board.silent = true;
+        // Retry at once: the deadline set before the box still holds, so the
+        // wait goes on and a late reply is taken.
+        link.prompt.onAsk = [&](const ScriptedPrompt::Asked &) {
+            link.board.silent = false;
+            link.port.reply(0x55, 500);
+        };
+        link.prompt.answers = {PromptAnswer::Retry};
+        const qint64 start = link.clock.nowMs();
+        QCOMPARE(link.comm.ExchangeByte(0xFF, RSComm::ReplyWait::Await, RSComm::InputFlush::Keep),
+                 0x55);
+        QCOMPARE(link.clock.nowMs() - start, 5500);
+        QVERIFY(!link.comm.CommError);
+        QVERIFY(!link.comm.CommErrorAlert);
+    }
+
+    void lateRetryLeadsToNextTimeout()
+    {
+        Link link;
+        link.open();
+        link.board.silent = true;
+        int asks = 0;
+        link.prompt.onAsk = [&](const ScriptedPrompt::Asked &) {
+            if (++asks == 1)
+                link.clock.advance(3000); // the operator took 3 s to answer
+        };
+        link.prompt.answers = {PromptAnswer::Retry, PromptAnswer::Cancel};
+        QCOMPARE(link.comm.ExchangeByte(0x01, RSComm::ReplyWait::Await, RSComm::InputFlush::Keep),
+                 RSComm::NoReply);
+        QCOMPARE(asks, 2);
+        // After the late Retry a new resync 0xFF goes out straight away.
+        QCOMPARE(link.port.sentBytes(), QByteArray::fromHex("01ffffffff"));
+        QCOMPARE(link.port.sent[3].atMs, link.port.sent[2].atMs + 2000 + 3000);
+    }
+
+    void modeHandshakeGivesUpAfterTwoSeconds()
+    {
+        Link link;
+        link.open();
+        link.comm.OnlineMode = true;
+        link.prompt.answers = {PromptAnswer::Cancel};
+        // Each wrong acknowledge costs fake time only through the reply delay.
+        link.port.responder = [&](quint8 b, FakeSerialPort &p) {
+            p.reply(b == 0xFF ? 0x00 : b, 100);
+        };
+        QCOMPARE(link.comm.RSRead(QStringLiteral("W98")), QStringLiteral("0"));
+        QCOMPARE(link.prompt.asked.size(), 1);
+        QCOMPARE(link.prompt.asked[0].text, QStringLiteral("Cannot Set PLC Mode Within Target Board."));
+        QCOMPARE(link.prompt.asked[0].title, QStringLiteral("WARNING - Communication Error!"));
+        QVERIFY(link.comm.CommError);
+        QVERIFY(!link.comm.OnlineMode);
+        QVERIFY(!link.port.isOpen());
+        // Only attention bytes were sent, about 2 s worth of them.
+        const QByteArray sent = link.port.sentBytes();
+        QVERIFY(sent.size() >= 20 && sent.size() <= 22);
+        QCOMPARE(sent.count(char(0xFF)), sent.size());
+    }
+
+    void wrongEchoRewritesOnce()
+    {
+        Link link;
+        link.open();
+        link.comm.RSRead(QStringLiteral("B0")); // leave the board in read mode
+        link.port.sent.clear();
+        link.board.corruptWriteEcho = 1; // the low address byte of the first write
+        link.comm.RSWrite(QStringLiteral("W98"), QStringLiteral("1234"));
+        // Handshake, high byte, wrong echo of the low byte: stop. Then a fresh
+        // handshake and the whole value once more.
+        QCOMPARE(link.port.sentBytes(), QByteArray::fromHex("ff02 0062 ff02 0062d2 006304"));
+        QCOMPARE(quint8(link.board.memory[98]), quint8(0xD2));
+        QCOMPARE(quint8(link.board.memory[99]), quint8(0x04));
+        QVERIFY(!link.comm.CommError);
+        QVERIFY(link.prompt.asked.isEmpty());
+    }
+
+    void secondWrongEchoIsNotReported()
+    {
+        Link link;
+        link.open();
+        link.port.responder = [](quint8 b, FakeSerialPort &p) {
+            p.reply(b == 0xFF || b == 0x02 ? 0x55 : quint8(b ^ 1));
+        };
+        link.comm.RSWrite(QStringLiteral("B1000"), QStringLiteral("5"));
+        QCOMPARE(link.port.sentBytes(), QByteArray::fromHex("ff02 03 ff02 03"));
+        QVERIFY(link.comm.writeFailed());
+        QVERIFY(!link.comm.CommError);
+        QVERIFY(link.prompt.asked.isEmpty());
+    }
+
+    void wrongReadEchoGivesZeroAndHandshakesAgain()
+    {
+        Link link;
+        link.open();
+        link.board.memory[52] = char(36);
+        const FakeSerialPort::Responder boardSide = link.port.responder;
+        bool corrupt = true;
+        link.port.responder = [&corrupt, boardSide](quint8 b, FakeSerialPort &p) {
+            if (b == 0x00 && corrupt) {
+                corrupt = false;
+                p.reply(0x07); // not the echo of the high address byte
+                return;
+            }
+            boardSide(b, p);
+        };
+        QCOMPARE(link.comm.RSRead(QStringLiteral("B52")), QStringLiteral("0"));
+        QCOMPARE(link.comm.currentMode(), qint16(0));
+        QCOMPARE(link.comm.RSRead(QStringLiteral("B52")), QStringLiteral("36"));
+        QVERIFY(link.prompt.asked.isEmpty());
+    }
+
+    void hungUpDeviceFailsWithoutWaiting()
+    {
+        Link link;
+        link.open();
+        link.port.hangUpAfter = 3; // the USB adapter is pulled mid-read
+        const qint64 start = link.clock.nowMs();
+        QCOMPARE(link.comm.RSRead(QStringLiteral("D1100")), QStringLiteral("0"));
+        QVERIFY(link.comm.CommError);
+        QVERIFY(link.prompt.asked.isEmpty());
+        QCOMPARE(link.clock.nowMs(), start);
+        QVERIFY(!link.port.isOpen());
+    }
+
+    void closedPortFailsSilently()
+    {
+        Link link;
+        QCOMPARE(link.comm.RSRead(QStringLiteral("W98")), QStringLiteral("0"));
+        QVERIFY(link.comm.CommError);
+        QVERIFY(link.prompt.asked.isEmpty());
+        QVERIFY(link.port.sent.isEmpty());
+    }
+
+    void sameAddressReusesDecoding()
+    {
+        Link link;
+        link.open();
+        link.board.memory[1100] = char(0x0F);
+        link.board.memory[1101] = char(0x27);
+        link.board.memory[1102] = char(0x01);
+        QCOMPARE(link.comm.RSRead(QStringLiteral("D1100")), QStringLiteral("19999"));
+        QCOMPARE(link.comm.RSRead(QStringLiteral("D1100")), QStringLiteral("19999"));
+        QCOMPARE(link.comm.RSRead(QStringLiteral("B1100")), QStringLiteral("15"));
+        QCOMPARE(link.port.sentBytes(),
+                 QByteArray::fromHex("ff01 044c044d044e044f 044c044d044e044f 044c"));
+    }
+};
+
+QTEST_APPLESS_MAIN(TestRSComm)
+#include "test_rscomm.moc"

@@ -1,0 +1,92 @@
+#pragma once
+
+#include "fakeserialport.h"
+
+#include <QByteArray>
+
+// Minimal board side of the register protocol for unit tests: probe,
+// attention/mode handshake, read and write transactions over 64 KiB.
+class FakeBoard
+{
+public:
+    QByteArray memory = QByteArray(65536, '\0');
+    bool silent = false;
+    // Answer to attention bytes (0x55 normally).
+    quint8 attentionReply = 0x55;
+    // Index (0-based, counted over all echoes of write transactions) of an
+    // echo to corrupt; -1 for none.
+    int corruptWriteEcho = -1;
+    int handshakes = 0;
+
+    void attach(FakeSerialPort &port)
+    {
+        port.responder = [this](quint8 b, FakeSerialPort &p) { onByte(b, p); };
+    }
+
+private:
+    enum class Stage { Idle, AwaitMode, Read, Write };
+
+    void onByte(quint8 b, FakeSerialPort &p)
+    {
+        if (silent)
+            return;
+        if (b == 0xFF && m_step == 0) {
+            m_stage = Stage::AwaitMode;
+            p.reply(attentionReply);
+            return;
+        }
+        switch (m_stage) {
+        case Stage::Idle:
+            p.reply(b);
+            return;
+        case Stage::AwaitMode:
+            if (b == 1 || b == 2) {
+                m_stage = b == 1 ? Stage::Read : Stage::Write;
+                ++handshakes;
+                p.reply(0x55);
+            } else {
+                m_stage = Stage::Idle;
+                p.reply(b);
+            }
+            return;
+        case Stage::Read:
+            if (m_step == 0) {
+                m_high = b;
+                m_step = 1;
+                p.reply(b);
+            } else {
+                m_step = 0;
+                p.reply(quint8(memory[m_high * 256 + b]));
+            }
+            return;
+        case Stage::Write:
+            if (m_step == 0) {
+                m_high = b;
+                m_step = 1;
+                echo(b, p);
+            } else if (m_step == 1) {
+                m_low = b;
+                m_step = 2;
+                echo(b, p);
+            } else {
+                m_step = 0;
+                memory[m_high * 256 + m_low] = char(b);
+                echo(b, p);
+            }
+            return;
+        }
+    }
+    void echo(quint8 b, FakeSerialPort &p)
+    {
+        const bool corrupt = m_echoes++ == corruptWriteEcho;
+        if (corrupt)
+            m_step = 0; // the line noise also lost the board its place
+        p.reply(corrupt ? quint8(b ^ 0x5A) : b);
+    }
+
+    Stage m_stage = Stage::Idle;
+    int m_step = 0;
+    int m_high = 0;
+    int m_low = 0;
+    int m_echoes = 0;
+};

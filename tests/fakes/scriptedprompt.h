@@ -1,0 +1,44 @@
+#pragma once
+
+#include "comm/operatorprompt.h"
+
+#include <QList>
+#include <functional>
+
+// Answers operator questions from a queue and records every one asked.
+class ScriptedPrompt final : public OperatorPrompt
+{
+public:
+    struct Asked
+    {
+        QString title;
+        QString text;
+        PromptIcon icon;
+        PromptButtons buttons;
+    };
+
+    PromptAnswer ask(const QString &title, const QString &text, PromptIcon icon,
+                     PromptButtons buttons) override
+    {
+        asked.append({title, text, icon, buttons});
+        if (onAsk)
+            onAsk(asked.last());
+        if (!answers.isEmpty())
+            return answers.takeFirst();
+        // Unscripted: the safest answer the box offers.
+        switch (buttons) {
+        case PromptButtons::Ok:
+            return PromptAnswer::Ok;
+        case PromptButtons::YesNo:
+            return PromptAnswer::No;
+        case PromptButtons::AbortRetryIgnore:
+            return PromptAnswer::Abort;
+        default:
+            return PromptAnswer::Cancel;
+        }
+    }
+
+    QList<PromptAnswer> answers;
+    QList<Asked> asked;
+    std::function<void(const Asked &)> onAsk;
+};
