@@ -1,0 +1,74 @@
+#include "consoleprompt.h"
+
+#include <QList>
+#include <QTextStream>
+#include <cstdio>
+#include <unistd.h>
+
+namespace {
+QList<PromptAnswer> choices(PromptButtons buttons)
+{
+    switch (buttons) {
+    case PromptButtons::Ok:
+        return {PromptAnswer::Ok};
+    case PromptButtons::OkCancel:
+        return {PromptAnswer::Ok, PromptAnswer::Cancel};
+    case PromptButtons::RetryCancel:
+        return {PromptAnswer::Retry, PromptAnswer::Cancel};
+    case PromptButtons::YesNo:
+        return {PromptAnswer::Yes, PromptAnswer::No};
+    case PromptButtons::YesNoCancel:
+        return {PromptAnswer::Yes, PromptAnswer::No, PromptAnswer::Cancel};
+    case PromptButtons::AbortRetryIgnore:
+        return {PromptAnswer::Abort, PromptAnswer::Retry, PromptAnswer::Ignore};
+    }
+    return {PromptAnswer::Ok};
+}
+
+PromptAnswer unattendedAnswer(const QList<PromptAnswer> &offered)
+{
+    if (offered.contains(PromptAnswer::Cancel))
+        return PromptAnswer::Cancel;
+    if (offered.contains(PromptAnswer::Abort))
+        return PromptAnswer::Abort;
+    if (offered.contains(PromptAnswer::No))
+        return PromptAnswer::No;
+    return offered.first();
+}
+} // namespace
+
+ConsolePrompt::ConsolePrompt() : m_interactive(::isatty(STDIN_FILENO) && ::isatty(STDERR_FILENO)) {}
+
+PromptAnswer ConsolePrompt::ask(const QString &title, const QString &text, PromptIcon,
+                                PromptButtons buttons)
+{
+    ++m_asked;
+    QTextStream err(stderr);
+    QString shown = text;
+    shown.replace(QStringLiteral("\r\n"), QStringLiteral("\n")).replace(u'\r', u'\n');
+    err << "[" << title << "] " << shown << Qt::endl;
+
+    const QList<PromptAnswer> offered = choices(buttons);
+    if (offered.size() == 1 || !m_interactive) {
+        const PromptAnswer answer = offered.size() == 1 ? offered.first() : unattendedAnswer(offered);
+        if (offered.size() > 1)
+            err << "  -> " << promptAnswerName(answer) << " (no terminal to ask)" << Qt::endl;
+        return answer;
+    }
+    QTextStream in(stdin);
+    for (;;) {
+        QStringList names;
+        for (PromptAnswer a : offered)
+            names << QStringLiteral("[%1]%2").arg(promptAnswerName(a).left(1),
+                                                 promptAnswerName(a).mid(1));
+        err << "  " << names.join(QLatin1Char(' ')) << "? " << Qt::flush;
+        const QString line = in.readLine();
+        if (line.isNull())
+            return unattendedAnswer(offered);
+        for (PromptAnswer a : offered)
+            if (line.trimmed().compare(promptAnswerName(a).left(line.trimmed().size()),
+                                       Qt::CaseInsensitive) == 0 &&
+                !line.trimmed().isEmpty())
+                return a;
+    }
+}
