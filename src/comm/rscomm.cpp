@@ -355,3 +355,24 @@ void RSComm::RSWrite(const QString &add, const QString &dataValue)
         WriteRegister(add, dataValue);
     }
 }
+
+int RSComm::Query(quint8 code)
+{
+    m_currentMode = 0;
+    int result = QueryFailed;
+    if (SetPLCMode(4, code) && !CommError) {
+        const int low = ExchangeByte(kAcknowledge, ReplyWait::Await, InputFlush::Keep);
+        const int high = low == NoReply ? NoReply
+                                        : ExchangeByte(kAcknowledge, ReplyWait::Await, InputFlush::Keep);
+        if (low != NoReply && high != NoReply)
+            result = high * 256 + low;
+    }
+    // The board leaves query mode after the two bytes.
+    m_currentMode = 0;
+    return result;
+}
+
+QString RSComm::queryText(quint8 code)
+{
+    return plainNumberText(Query(code));
+}

@@ -68,6 +68,14 @@ public:
                                    DecodedAddress &decoded, quint32 &value);
     static QByteArray ByteImage(const DecodedAddress &decoded, quint32 value);
 
+    // Limit-switch queries: the word as plain number text (" 291"), "-9999" on failure.
+    QString PLSScaleFactor() { return queryText(0x18); }
+    QString PLSOffset() { return queryText(0x28); }
+    QString PLSPos() { return queryText(0x48); }
+    QString PLSRpm() { return queryText(0x58); }
+    static constexpr int QueryFailed = -9999;
+    int Query(quint8 code);
+
     // Link-level operations, shared by the program transfer and limit-switch parts.
     bool InitializeRSComm(SerialPort &commObj);
     int ExchangeByte(int value, ReplyWait wait, InputFlush flush);
@@ -84,6 +92,7 @@ public:
     OperatorPrompt &prompt() const { return m_prompt; }
 
 private:
+    QString queryText(quint8 code);
     bool checkValue(const QString &add, const QString &dataValue, DecodedAddress &decoded,
                     quint32 &value);
     void showFailure(const QString &title, int number, const QString &description);

@@ -387,6 +387,31 @@ private slots:
         QVERIFY(link.port.sent.isEmpty());
     }
 
+    void limitSwitchQueries()
+    {
+        Link link;
+        link.open();
+        link.port.responder = [](quint8 b, FakeSerialPort &p) {
+            static int requests = 0;
+            if (b == 0xFF || b == 0x48 || b == 0x18)
+                p.reply(0x55);
+            else if (b == 0x55)
+                p.reply(++requests % 2 ? 0x23 : 0x01);
+        };
+        QCOMPARE(link.comm.PLSPos(), QStringLiteral(" 291"));
+        QCOMPARE(link.port.sentBytes(), QByteArray::fromHex("ff48 5555"));
+        QCOMPARE(link.comm.currentMode(), qint16(0));
+        QCOMPARE(link.comm.PLSScaleFactor(), QStringLiteral(" 291"));
+
+        // Mode byte never acknowledged: the handshake message, then -9999.
+        link.port.responder = [](quint8 b, FakeSerialPort &p) { p.reply(b == 0xFF ? 0x55 : 0x00, 50); };
+        link.prompt.answers = {PromptAnswer::Cancel};
+        QCOMPARE(link.comm.PLSRpm(), QStringLiteral("-9999"));
+        QVERIFY(link.comm.CommError);
+        QCOMPARE(link.prompt.asked.size(), 1);
+        QCOMPARE(link.prompt.asked[0].text, QStringLiteral("Cannot Set PLC Mode Within Target Board."));
+    }
+
     void sameAddressReusesDecoding()
     {
         Link link;
