@@ -1,0 +1,131 @@
+#include "datatransfer.h"
+
+#include "comm/registerlink.h"
+#include "machineerror.h"
+#include "valuetext.h"
+
+std::optional<TransferMode> transferModeFromCode(int code)
+{
+    switch (code) {
+    case 0:
+    case 1:
+    case 4:
+    case 10:
+    case 11:
+    case 14:
+        return TransferMode(code);
+    default:
+        return std::nullopt;
+    }
+}
+
+TransferDirection transferDirection(TransferMode mode)
+{
+    return int(mode) >= 10 ? TransferDirection::Download : TransferDirection::Upload;
+}
+
+DataGroup transferGroup(TransferMode mode)
+{
+    switch (int(mode) % 10) {
+    case 0:
+        return DataGroup::SetupData;
+    case 1:
+        return DataGroup::ShiftData;
+    default:
+        return DataGroup::All;
+    }
+}
+
+TransferMode transferMode(TransferDirection direction, DataGroup group)
+{
+    const int base = direction == TransferDirection::Download ? 10 : 0;
+    switch (group) {
+    case DataGroup::SetupData:
+        return TransferMode(base);
+    case DataGroup::ShiftData:
+        return TransferMode(base + 1);
+    case DataGroup::All:
+        break;
+    }
+    return TransferMode(base + 4);
+}
+
+QString transferCaption(TransferMode mode)
+{
+    switch (mode) {
+    case TransferMode::UploadSetup:
+        return QStringLiteral("Uploading Set-up Data, Please Standby");
+    case TransferMode::UploadShift:
+        return QStringLiteral("Uploading Shift Data, Please Standby");
+    case TransferMode::UploadAll:
+        return QStringLiteral("Uploading, Please Standby");
+    case TransferMode::DownloadSetup:
+        return QStringLiteral("Downloading Set-Up Data, Please Standby");
+    case TransferMode::DownloadShift:
+        return QStringLiteral("Downloading Shift Data, Please Standby");
+    case TransferMode::DownloadAll:
+        return QStringLiteral("Downloading, Please Standby");
+    }
+    return QString();
+}
+
+int transferCount(TransferMode mode)
+{
+    return int(dataGroupIndexes(transferGroup(mode)).size());
+}
+
+void DataTransfer::transferIndex(TransferDirection direction, int index)
+{
+    const QString address = m_data.addressAt(index);
+    if (direction == TransferDirection::Download) {
+        m_link.RSWrite(address, plainNumberText(m_data.valueAt(index)));
+    } else {
+        const qint32 value = roundedTextValue(m_link.RSRead(address));
+        if (m_data.Value.size() <= index)
+            m_data.Value.resize(index + 1);
+        m_data.Value[index] = value;
+    }
+}
+
+TransferResult DataTransfer::ProcessTransfer(TransferMode mode, const TransferCallbacks &callbacks)
+{
+    const TransferDirection direction = transferDirection(mode);
+    QList<int> indexes = dataGroupIndexes(transferGroup(mode));
+    const int maximum = int(indexes.size());
+    TransferResult result;
+    const auto advance = [&] {
+        ++result.Transferred;
+        if (callbacks.progress)
+            callbacks.progress(result.Transferred, maximum);
+    };
+
+    // The set-up group's first item is moved on its own, before the loop and
+    // without a yield; the loop then covers 122..137.
+    if (transferGroup(mode) == DataGroup::SetupData) {
+        const int first = indexes.takeFirst();
+        if (!m_link.commErrorSet()) {
+            transferIndex(direction, first);
+            advance();
+        }
+    }
+
+    for (int index : std::as_const(indexes)) {
+        if (callbacks.yieldEvents)
+            callbacks.yieldEvents();
+        if (callbacks.cancelRequested && callbacks.cancelRequested()) {
+            result.Outcome = TransferOutcome::Cancelled;
+            break;
+        }
+        if (m_link.commErrorSet())
+            break;
+        transferIndex(direction, index);
+        advance();
+    }
+
+    if (m_link.commErrorSet()) {
+        result.Outcome = TransferOutcome::CommError;
+        qCWarning(lcMachine) << "transfer" << int(mode) << "stopped by a link error after"
+                             << result.Transferred << "of" << maximum << "registers";
+    }
+    return result;
+}
