@@ -1,0 +1,247 @@
+#include "boardmodel.h"
+
+#include "boardregisters.h"
+
+#include <utility>
+
+BoardModel::BoardModel() = default;
+
+BoardModel::Mode BoardModel::mode() const
+{
+    switch (m_phase) {
+    case Phase::ReadHigh:
+    case Phase::ReadLow:
+        return Mode::Read;
+    case Phase::WriteHigh:
+    case Phase::WriteLow:
+    case Phase::WriteData:
+        return Mode::Write;
+    case Phase::QueryLow:
+    case Phase::QueryHigh:
+        return Mode::Query;
+    case Phase::Idle:
+    case Phase::AwaitMode:
+        break;
+    }
+    return Mode::None;
+}
+
+std::optional<quint8> BoardModel::feed(quint8 byte)
+{
+    // Attention bytes received in a row before this one.
+    const int attentionRun = m_attentionRun;
+    m_attentionRun = byte == Attention ? m_attentionRun + 1 : 0;
+    const bool ambiguousAck = std::exchange(m_ambiguousAck, false);
+
+    switch (m_phase) {
+    case Phase::Idle:
+        if (byte == Attention)
+            return attention();
+        return refuse(byte);
+
+    case Phase::AwaitMode:
+        if (byte == Attention)
+            return attention();
+        return selectMode(byte);
+
+    case Phase::ReadHigh:
+        if (byte == Attention && attentionRun >= 2)
+            return attention();
+        if (ambiguousAck && isModeByte(byte))
+            return selectMode(byte);
+        m_high = byte;
+        return echo(byte, Phase::ReadLow);
+
+    case Phase::ReadLow: {
+        const int address = m_high * 256 + byte;
+        const quint8 data = m_registers.byteAt(address);
+        m_phase = Phase::ReadHigh;
+        m_ambiguousAck = address == 0xFFFF && data == Acknowledge;
+        return data;
+    }
+
+    case Phase::WriteHigh:
+        if (byte == Attention)
+            return attention();
+        m_high = byte;
+        return echo(byte, Phase::WriteLow);
+
+    case Phase::WriteLow:
+        m_low = byte;
+        return echo(byte, Phase::WriteData);
+
+    case Phase::WriteData: {
+        const int address = m_high * 256 + m_low;
+        const auto reply = echo(byte, Phase::WriteHigh);
+        if (reply == byte) {
+            m_registers.setByte(address, byte);
+            notifyWritten(address);
+        }
+        return reply;
+    }
+
+    case Phase::QueryLow:
+        if (byte == Attention)
+            return attention();
+        m_queryWord = queryValue(m_queryCode);
+        m_phase = Phase::QueryHigh;
+        return quint8(m_queryWord & 0xFF);
+
+    case Phase::QueryHigh:
+        if (byte == Attention)
+            return attention();
+        m_phase = Phase::Idle;
+        return quint8(m_queryWord >> 8);
+    }
+    return std::nullopt;
+}
+
+bool BoardModel::isModeByte(quint8 byte)
+{
+    switch (byte) {
+    case ReadModeByte:
+    case WriteModeByte:
+    case QueryScaleFactor:
+    case QueryOffset:
+    case QueryPosition:
+    case QuerySpeed:
+        return true;
+    default:
+        break;
+    }
+    return false;
+}
+
+std::optional<quint8> BoardModel::attention()
+{
+    m_phase = Phase::AwaitMode;
+    return Acknowledge;
+}
+
+// The mode table. Program load (03), the limit-switch programming modes
+// (1B/2B channel, 2A/1A word, 3B..6B configuration, 0C configuration read,
+// 09 channel recall) and the ready poll are not served: they are refused
+// like any unknown mode byte.
+std::optional<quint8> BoardModel::selectMode(quint8 modeByte)
+{
+    switch (modeByte) {
+    case ReadModeByte:
+        m_phase = Phase::ReadHigh;
+        break;
+    case WriteModeByte:
+        m_phase = Phase::WriteHigh;
+        break;
+    case QueryScaleFactor:
+    case QueryOffset:
+    case QueryPosition:
+    case QuerySpeed:
+        m_queryCode = modeByte;
+        m_phase = Phase::QueryLow;
+        break;
+    default:
+        m_phase = Phase::Idle;
+        return refuse(modeByte);
+    }
+    return Acknowledge;
+}
+
+std::optional<quint8> BoardModel::refuse(quint8 byte) const
+{
+    // Echoed, so a trace shows what was refused, but never as an acknowledge.
+    return byte == Acknowledge ? quint8(~Acknowledge) : byte;
+}
+
+std::optional<quint8> BoardModel::echo(quint8 byte, Phase next)
+{
+    if (nextEchoIsWrong()) {
+        m_phase = transactionStart();
+        quint8 wrong = byte ^ 0x01;
+        if (wrong == Acknowledge)
+            wrong = byte ^ 0x02;
+        return wrong;
+    }
+    m_phase = next;
+    return byte;
+}
+
+bool BoardModel::nextEchoIsWrong()
+{
+    if (m_wrongEchoEvery <= 0)
+        return false;
+    ++m_echoCount;
+    if (m_echoCount < m_wrongEchoEvery)
+        return false;
+    m_echoCount = 0;
+    return true;
+}
+
+BoardModel::Phase BoardModel::transactionStart() const
+{
+    return mode() == Mode::Write ? Phase::WriteHigh : Phase::ReadHigh;
+}
+
+void BoardModel::setWrongEchoEvery(int n)
+{
+    m_wrongEchoEvery = qMax(0, n);
+    m_echoCount = 0;
+}
+
+void BoardModel::notifyWritten(int address)
+{
+    if (m_writeObserver)
+        m_writeObserver(address);
+}
+
+quint32 BoardModel::value(const RegisterAddress &address) const
+{
+    const int at = address.byteAddress();
+    switch (address.kind()) {
+    case RegisterAddress::Kind::Byte:
+        return m_registers.byteAt(at);
+    case RegisterAddress::Kind::Word:
+        return m_registers.wordAt(at);
+    case RegisterAddress::Kind::Double:
+        return m_registers.doubleAt(at);
+    case RegisterAddress::Kind::Bit:
+        break;
+    }
+    return m_registers.bitAt(at, address.bit()) ? 1 : 0;
+}
+
+void BoardModel::storeValue(const RegisterAddress &address, quint32 value)
+{
+    const int at = address.byteAddress();
+    switch (address.kind()) {
+    case RegisterAddress::Kind::Byte:
+        m_registers.setByte(at, quint8(value));
+        break;
+    case RegisterAddress::Kind::Word:
+        m_registers.setWord(at, quint16(value));
+        break;
+    case RegisterAddress::Kind::Double:
+        m_registers.setDouble(at, value);
+        break;
+    case RegisterAddress::Kind::Bit:
+        m_registers.setBit(at, address.bit(), value != 0);
+        break;
+    }
+    for (int i = 0; i < address.byteCount(); ++i)
+        notifyWritten(at + i);
+}
+
+quint16 BoardModel::queryValue(quint8 code) const
+{
+    switch (code) {
+    case QueryScaleFactor:
+        return m_registers.wordAt(BoardRegisters::ResolverScale);
+    case QueryOffset:
+        return m_registers.wordAt(BoardRegisters::ResolverOffset);
+    case QueryPosition:
+        return m_registers.wordAt(BoardRegisters::ResolverPosition);
+    case QuerySpeed:
+        return m_registers.wordAt(BoardRegisters::MachineCpm);
+    default:
+        break;
+    }
+    return 0;
+}

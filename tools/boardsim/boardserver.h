@@ -1,0 +1,89 @@
+#pragma once
+
+#include "commandprocessor.h"
+
+#include <QElapsedTimer>
+#include <QFile>
+#include <QString>
+
+#include <deque>
+
+class BoardModel;
+class MachineSim;
+struct SimSettings;
+
+// Puts the board on a pseudo-terminal and runs it: bytes from the PC are fed
+// to the board and its replies sent back (held for --delay-ms and the wire
+// time under --pace), the machine is moved on every tick, and console
+// commands are read from stdin. One thread, one poll(2) loop.
+//
+// The server keeps its own descriptor of the slave side open, so a client
+// that closes and reopens the device finds the board as it left it.
+class BoardServer
+{
+public:
+    struct Options {
+        QString linkPath;    // symbolic link to the slave device, kept while running
+        QString tracePath;   // one line per byte received: "RX -> TX" in hex
+        int closeAfter = 0;  // vanish on receiving this many bytes; 0 = never
+        int tickMs = 100;    // machine time step
+    };
+
+    BoardServer(BoardModel &board, MachineSim &machine, SimSettings &settings,
+                Options options);
+    ~BoardServer();
+
+    BoardServer(const BoardServer &) = delete;
+    BoardServer &operator=(const BoardServer &) = delete;
+
+    // Creates the device, the link and the trace file.
+    bool open(QString *error);
+    QString slavePath() const { return m_slavePath; }
+
+    // Runs until quit, close, --close-after or SIGINT/SIGTERM; returns the
+    // process exit status.
+    int run();
+
+private:
+    struct PendingReply {
+        qint64 dueNs;
+        quint8 byte;
+    };
+
+    qint64 nowNs() const { return m_clock.nsecsElapsed(); }
+    void readFromClient();
+    void receive(quint8 byte);
+    void scheduleReply(quint8 byte);
+    void sendDueReplies();
+    void readConsole();
+    void runCommand(QStringView line);
+    void advanceMachine();
+    int pollTimeoutMs() const;
+    void trace(quint8 received, int replied);
+    void vanish();
+    void closeDevice();
+    void removeLink();
+
+    BoardModel &m_board;
+    MachineSim &m_machine;
+    SimSettings &m_settings;
+    Options m_options;
+    CommandProcessor m_console;
+
+    int m_master = -1;
+    int m_slave = -1;
+    QString m_slavePath;
+    bool m_linkMade = false;
+    QFile m_trace;
+
+    QElapsedTimer m_clock;
+    qint64 m_lastTickNs = 0;
+    bool m_wasFrozen = false;
+    qint64 m_lineFreeNs = 0;
+    std::deque<PendingReply> m_replies;
+    qint64 m_received = 0;
+
+    bool m_consoleOpen = true;
+    QByteArray m_consoleBuffer;
+    bool m_running = false;
+};

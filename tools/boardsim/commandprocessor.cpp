@@ -1,0 +1,146 @@
+#include "commandprocessor.h"
+
+#include "boardmodel.h"
+#include "registeraddress.h"
+#include "simsettings.h"
+
+#include <QList>
+
+#include <optional>
+
+namespace {
+
+std::optional<quint32> unsignedNumber(QStringView text)
+{
+    if (text.isEmpty() || text.size() > 10)
+        return std::nullopt;
+    quint64 value = 0;
+    for (QChar c : text) {
+        if (c < u'0' || c > u'9')
+            return std::nullopt;
+        value = value * 10 + (c.unicode() - u'0');
+    }
+    if (value > 0xFFFFFFFFull)
+        return std::nullopt;
+    return quint32(value);
+}
+
+std::optional<bool> onOff(QStringView text)
+{
+    if (text.compare(u"on", Qt::CaseInsensitive) == 0)
+        return true;
+    if (text.compare(u"off", Qt::CaseInsensitive) == 0)
+        return false;
+    return std::nullopt;
+}
+
+QString error(const QString &reason)
+{
+    return QStringLiteral("error: ") + reason;
+}
+
+const QString Ok = QStringLiteral("ok");
+
+} // namespace
+
+CommandProcessor::CommandProcessor(BoardModel &board, SimSettings &settings)
+    : m_board(board), m_settings(settings)
+{
+}
+
+CommandProcessor::Result CommandProcessor::execute(QStringView line)
+{
+    QString text = line.toString();
+    text.replace(u'\t', u' ');
+    const QList<QStringView> words =
+        QStringView(text).trimmed().split(u' ', Qt::SkipEmptyParts);
+    if (words.isEmpty())
+        return {};
+    const QString command = words.front().toString().toLower();
+    const qsizetype args = words.size() - 1;
+
+    auto wrongArguments = [&](const char *usage) {
+        return Result{error(QStringLiteral("usage: ") + QLatin1String(usage))};
+    };
+
+    if (command == u"set") {
+        if (args != 2)
+            return wrongArguments("set ADDR VALUE");
+        return {set(words[1], words[2])};
+    }
+    if (command == u"get") {
+        if (args != 1)
+            return wrongArguments("get ADDR");
+        return {get(words[1])};
+    }
+    if (command == u"silent" || command == u"frozen") {
+        const auto on = args == 1 ? onOff(words[1]) : std::nullopt;
+        if (!on)
+            return command == u"silent" ? wrongArguments("silent on|off")
+                                        : wrongArguments("frozen on|off");
+        (command == u"silent" ? m_settings.silent : m_settings.frozen) = *on;
+        return {Ok};
+    }
+    if (command == u"wrong-echo" || command == u"delay" || command == u"pace") {
+        const auto n = args == 1 ? unsignedNumber(words[1]) : std::nullopt;
+        if (!n || *n > 1000000)
+            return wrongArguments(command == u"wrong-echo" ? "wrong-echo N"
+                                  : command == u"delay"    ? "delay MS"
+                                                           : "pace BAUD");
+        if (command == u"wrong-echo")
+            m_board.setWrongEchoEvery(int(*n));
+        else if (command == u"delay")
+            m_settings.delayMs = int(*n);
+        else
+            m_settings.paceBaud = int(*n);
+        return {Ok};
+    }
+    if (command == u"mode" && args == 0)
+        return {modeName()};
+    if (command == u"close" && args == 0)
+        return {Ok, Outcome::Vanish};
+    if (command == u"quit" && args == 0)
+        return {Ok, Outcome::Quit};
+    return {error(QStringLiteral("unknown command '%1'").arg(line.trimmed()))};
+}
+
+QString CommandProcessor::set(QStringView addressText, QStringView valueText)
+{
+    QString why;
+    const auto address = RegisterAddress::parse(addressText, &why);
+    if (!address)
+        return error(why + QStringLiteral(" '") + addressText.toString() + u'\'');
+    const auto value = unsignedNumber(valueText);
+    if (!value)
+        return error(QStringLiteral("value must be a decimal number"));
+    if (*value > address->maxValue())
+        return error(QStringLiteral("value out of range (0-%1)").arg(address->maxValue()));
+    m_board.storeValue(*address, *value);
+    return Ok;
+}
+
+QString CommandProcessor::get(QStringView addressText) const
+{
+    QString why;
+    const auto address = RegisterAddress::parse(addressText, &why);
+    if (!address)
+        return error(why + QStringLiteral(" '") + addressText.toString() + u'\'');
+    return QString::number(m_board.value(*address));
+}
+
+QString CommandProcessor::modeName() const
+{
+    if (m_board.awaitingModeByte())
+        return QStringLiteral("attention");
+    switch (m_board.mode()) {
+    case BoardModel::Mode::Read:
+        return QStringLiteral("read");
+    case BoardModel::Mode::Write:
+        return QStringLiteral("write");
+    case BoardModel::Mode::Query:
+        return QStringLiteral("query");
+    case BoardModel::Mode::None:
+        break;
+    }
+    return QStringLiteral("none");
+}

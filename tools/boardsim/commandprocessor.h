@@ -1,0 +1,38 @@
+#pragma once
+
+#include <QString>
+#include <QStringView>
+
+class BoardModel;
+struct SimSettings;
+
+// The console: one command per line on stdin, one answer line each.
+//   set ADDR VALUE      -> ok            get ADDR        -> decimal value
+//   silent on|off       -> ok            frozen on|off   -> ok
+//   wrong-echo N        -> ok            delay N         -> ok
+//   pace BAUD           -> ok            mode            -> none|attention|read|write|query
+//   close               -> ok, then the link vanishes
+//   quit                -> ok, then the simulator ends
+// Anything else answers "error: " and a reason.
+class CommandProcessor
+{
+public:
+    enum class Outcome { Continue, Quit, Vanish };
+
+    struct Result {
+        QString reply;  // empty for a blank line: nothing is answered
+        Outcome outcome = Outcome::Continue;
+    };
+
+    CommandProcessor(BoardModel &board, SimSettings &settings);
+
+    Result execute(QStringView line);
+
+private:
+    QString set(QStringView address, QStringView value);
+    QString get(QStringView address) const;
+    QString modeName() const;
+
+    BoardModel &m_board;
+    SimSettings &m_settings;
+};
