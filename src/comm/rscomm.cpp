@@ -12,7 +12,7 @@
 
 #include <optional>
 
-Q_LOGGING_CATEGORY(lcComm, "kestro.comm", QtInfoMsg)
+Q_LOGGING_CATEGORY(lcComm, "kestro.comm", QtWarningMsg)
 Q_LOGGING_CATEGORY(lcCommTrace, "kestro.comm.trace", QtWarningMsg)
 
 namespace {
