@@ -1,0 +1,41 @@
+#pragma once
+
+#include <QTimer>
+#include <QWidget>
+
+class ModUtility;
+
+// A child window of the main window (Main Display, Set-up Parameters, Shift
+// Data, I/O States). The main window loads one at a time, activates it when
+// it is in front and unloads it when another is chosen. The refresh cycle
+// runs while FormActive: each turn switches the system offline when the link
+// latched an error, applies the layout of the mode once and runs one pass.
+class ChildForm : public QWidget
+{
+    Q_OBJECT
+public:
+    explicit ChildForm(ModUtility &util, QWidget *parent = nullptr);
+
+    bool FormActive = false;
+    bool OnlineReady = false;
+    bool OfflineReady = false;
+
+    // Starts the refresh cycle; a window already active is left alone.
+    virtual void Form_Activate();
+    // Ends the cycle; runs before the window is discarded.
+    virtual void Form_Unload();
+
+    // One turn of the cycle, also callable directly by tests.
+    void refreshTurn();
+
+protected:
+    virtual void applyOnlineLayout() {}
+    virtual void applyOfflineLayout() {}
+    virtual void onlinePass() {}
+    virtual void offlinePass() {}
+
+    ModUtility &m_util;
+
+private:
+    QTimer m_cycle;
+};

@@ -1,0 +1,53 @@
+#include "filedialogs.h"
+
+#include <QFileDialog>
+#include <QFileInfo>
+#include <QStringList>
+
+QString QtFileDialogs::qtFilter(const QString &filter)
+{
+    // Pairs of description and pattern separated by bars; a trailing bar ends the list.
+    const QStringList parts = filter.split(QLatin1Char('|'));
+    QStringList filters;
+    for (qsizetype i = 0; i + 1 < parts.size(); i += 2) {
+        if (parts.at(i).isEmpty())
+            continue;
+        const QString patterns = QString(parts.at(i + 1)).replace(QLatin1Char(';'), QLatin1Char(' '));
+        filters << parts.at(i) + QStringLiteral(" (") + patterns + QLatin1Char(')');
+    }
+    return filters.join(QStringLiteral(";;"));
+}
+
+namespace {
+
+// A pattern in the initial path only chooses the folder the dialog opens in:
+// the filter already shows the matching files.
+QString startPath(const QString &initialPath)
+{
+    if (initialPath.contains(QLatin1Char('*')) || initialPath.contains(QLatin1Char('?')))
+        return QFileInfo(initialPath).absolutePath();
+    return initialPath;
+}
+
+std::optional<QString> chosen(const QString &path)
+{
+    if (path.isEmpty())
+        return std::nullopt;
+    return path;
+}
+
+} // namespace
+
+std::optional<QString> QtFileDialogs::openFile(QWidget *parent, const QString &filter,
+                                               const QString &initialPath)
+{
+    return chosen(QFileDialog::getOpenFileName(parent, QString(), startPath(initialPath),
+                                               qtFilter(filter)));
+}
+
+std::optional<QString> QtFileDialogs::saveFile(QWidget *parent, const QString &filter,
+                                               const QString &initialPath)
+{
+    return chosen(QFileDialog::getSaveFileName(parent, QString(), startPath(initialPath),
+                                               qtFilter(filter)));
+}

@@ -1,0 +1,280 @@
+#include "frmsetupcomm.h"
+
+#include "numbertext.h"
+#include "operatorprompt.h"
+#include "posixserialport.h"
+#include "recordfile.h"
+#include "rscomm.h"
+
+#include "app/modutility.h"
+
+#include <QApplication>
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QGroupBox>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QRadioButton>
+#include <QTimer>
+#include <QToolButton>
+#include <QVBoxLayout>
+
+#include <cmath>
+
+namespace {
+
+// 75 is the tools' number for a path or file access error.
+constexpr int FileAccessError = 75;
+
+int limitedPort(double value)
+{
+    const double whole = std::trunc(value);
+    if (whole < frmSetupComm::PortMinimum)
+        return frmSetupComm::PortMinimum;
+    if (whole > frmSetupComm::PortMaximum)
+        return frmSetupComm::PortMaximum;
+    return int(whole);
+}
+
+// Numeric as the settings window understands it: a number and nothing
+// else, blanks around it allowed.
+bool numericText(const QString &text, double &value)
+{
+    bool ok = false;
+    value = text.trimmed().toDouble(&ok);
+    return ok;
+}
+
+bool writeTextFile(const QString &path, const QByteArray &content, QString &error)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate)) {
+        error = file.errorString();
+        return false;
+    }
+    if (file.write(content) != content.size() || !file.flush()) {
+        error = file.errorString();
+        return false;
+    }
+    file.close();
+    return true;
+}
+
+} // namespace
+
+frmSetupComm::frmSetupComm(RSComm &rsComm, SerialPort &commPort, OperatorPrompt &prompt,
+                           const QString &programDir, QWidget *parent)
+    : QDialog(parent), m_rsComm(rsComm), m_commPort(commPort), m_prompt(prompt),
+      m_programDir(programDir)
+{
+    setWindowTitle(QStringLiteral("Comm Port Settings"));
+    setWindowFlag(Qt::WindowContextHelpButtonHint, false);
+
+    fraCommPort = new QGroupBox(QStringLiteral("Comm Port"), this);
+    txtCommPort = new QLineEdit(fraCommPort);
+    txtCommPort->setMaximumWidth(txtCommPort->fontMetrics().horizontalAdvance(QStringLiteral("0000")) + 16);
+    updCommPortUp = new QToolButton(fraCommPort);
+    updCommPortUp->setArrowType(Qt::UpArrow);
+    updCommPortUp->setAutoRepeat(true);
+    updCommPortDown = new QToolButton(fraCommPort);
+    updCommPortDown->setArrowType(Qt::DownArrow);
+    updCommPortDown->setAutoRepeat(true);
+    for (QToolButton *b : {updCommPortUp, updCommPortDown}) {
+        b->setFixedSize(18, 12);
+        b->setFocusPolicy(Qt::NoFocus);
+    }
+    auto *spin = new QVBoxLayout;
+    spin->setSpacing(0);
+    spin->addWidget(updCommPortUp);
+    spin->addWidget(updCommPortDown);
+    lblDevice = new QLabel(fraCommPort);
+    lblDevice->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    auto *portRow = new QHBoxLayout;
+    portRow->addWidget(new QLabel(QStringLiteral("COM"), fraCommPort));
+    portRow->addWidget(txtCommPort);
+    portRow->addLayout(spin);
+    portRow->addStretch();
+    auto *portLayout = new QVBoxLayout(fraCommPort);
+    portLayout->addLayout(portRow);
+    portLayout->addWidget(lblDevice);
+
+    fraPortSpeed = new QGroupBox(QStringLiteral("Port Speed"), this);
+    optPortSpeed[0] = new QRadioButton(QStringLiteral("9600"), fraPortSpeed);
+    optPortSpeed[1] = new QRadioButton(QStringLiteral("19200"), fraPortSpeed);
+    auto *speedLayout = new QVBoxLayout(fraPortSpeed);
+    speedLayout->addWidget(optPortSpeed[0]);
+    speedLayout->addWidget(optPortSpeed[1]);
+
+    cmdSave = new QPushButton(QStringLiteral("&Save"), this);
+    cmdSave->setDefault(true);
+    cmdCancel = new QPushButton(QStringLiteral("&Cancel"), this);
+    auto *buttons = new QHBoxLayout;
+    buttons->addStretch();
+    buttons->addWidget(cmdSave);
+    buttons->addWidget(cmdCancel);
+
+    auto *frames = new QHBoxLayout;
+    frames->addWidget(fraCommPort, 1);
+    frames->addWidget(fraPortSpeed);
+    auto *layout = new QVBoxLayout(this);
+    layout->addLayout(frames);
+    layout->addLayout(buttons);
+
+    connect(updCommPortUp, &QToolButton::clicked, this, [this] { updCommPort_Change(1); });
+    connect(updCommPortDown, &QToolButton::clicked, this, [this] { updCommPort_Change(-1); });
+    connect(txtCommPort, &QLineEdit::textChanged, this, &frmSetupComm::showDevice);
+    connect(cmdSave, &QPushButton::clicked, this, &frmSetupComm::cmdSave_Click);
+    connect(cmdCancel, &QPushButton::clicked, this, &frmSetupComm::cmdCancel_Click);
+    connect(qApp, &QApplication::focusChanged, this, &frmSetupComm::focusChanged);
+
+    // Load step.
+    m_wasOnline = m_rsComm.OnlineMode;
+    CurrentSettings();
+    const QDir dir(m_programDir);
+    m_toolFolders = {dir.filePath(QStringLiteral("PRX51")), dir.filePath(QStringLiteral("PRX96")),
+                     dir.filePath(QStringLiteral("LMX51"))};
+    adjustSize();
+    ModUtility::CenterForm(this);
+}
+
+void frmSetupComm::showFailure(const QString &title, int number, const QString &description)
+{
+    m_prompt.ask(title,
+                 QStringLiteral("Error Number = ") + QString::number(number)
+                     + QStringLiteral("\r\n\r\n") + description,
+                 PromptIcon::Information, PromptButtons::Ok);
+}
+
+void frmSetupComm::CurrentSettings()
+{
+    int port = 1;
+    int speed = 9600;
+    QByteArray content;
+    const QString path = m_rsComm.CommSettingsFile();
+    if (QFileInfo::exists(path)) {
+        if (!RecordReader::readFile(path, content)) {
+            showFailure(QStringLiteral("SetupComm CurrentSettings"), FileAccessError,
+                        QStringLiteral("Path/File access error"));
+        } else if (!content.trimmed().isEmpty()) {
+            RecordReader reader(content);
+            QString field;
+            if (reader.next(field))
+                port = limitedPort(leadingNumber(field));
+            if (reader.next(field))
+                speed = int(leadingNumber(field));
+        }
+    }
+    txtCommPort->setText(QString::number(limitedPort(port)));
+    optPortSpeed[speed == 19200 ? 1 : 0]->setChecked(true);
+    showDevice();
+}
+
+void frmSetupComm::showDevice()
+{
+    double value = 0;
+    if (!numericText(txtCommPort->text(), value) || value < PortMinimum || value > PortMaximum) {
+        lblDevice->setText(QStringLiteral("Device: -"));
+        return;
+    }
+    const int port = int(value);
+    QString device = PosixSerialPort::devicePathFor(port, m_programDir);
+    const QString relative = QDir(m_programDir).relativeFilePath(device);
+    if (!relative.startsWith(QStringLiteral("..")))
+        device = relative;
+    const bool exists = PosixSerialPort::deviceExists(port, m_programDir);
+    lblDevice->setText(QStringLiteral("Device: ") + device
+                       + (exists ? QStringLiteral(" (present)") : QStringLiteral(" (not found)")));
+}
+
+void frmSetupComm::updCommPort_Change(int step)
+{
+    double value = 0;
+    const int current = numericText(txtCommPort->text(), value) ? limitedPort(value) : PortMinimum;
+    txtCommPort->setText(QString::number(qBound(PortMinimum, current + step, PortMaximum)));
+}
+
+bool frmSetupComm::txtCommPort_Validate()
+{
+    double value = 0;
+    if (numericText(txtCommPort->text(), value) && value >= PortMinimum && value <= PortMaximum)
+        return true;
+    m_validating = true;
+    m_prompt.ask(QStringLiteral("Comm Port"),
+                 QStringLiteral("Only a Number Between ") + QString::number(PortMinimum)
+                     + QStringLiteral(" and ") + QString::number(PortMaximum)
+                     + QStringLiteral(" can be Entered"),
+                 PromptIcon::Information, PromptButtons::Ok);
+    m_validating = false;
+    txtCommPort->setFocus();
+    txtCommPort->selectAll();
+    return false;
+}
+
+void frmSetupComm::focusChanged(QWidget *old, QWidget *now)
+{
+    // Leaving the port box validates it, as the Save button does itself;
+    // Cancel never validates. The check runs after the focus change is
+    // complete so the message box does not fight it.
+    if (old != txtCommPort || m_validating || !isVisible())
+        return;
+    if (now == cmdSave || now == cmdCancel || (now && now->window() != this))
+        return;
+    QTimer::singleShot(0, this, [this] {
+        if (isVisible())
+            txtCommPort_Validate();
+    });
+}
+
+void frmSetupComm::cmdSave_Click()
+{
+    if (!txtCommPort_Validate())
+        return;
+
+    m_rsComm.CloseRSComm();
+    double value = 0;
+    numericText(txtCommPort->text(), value);
+    const int port = limitedPort(value);
+    const int speed = optPortSpeed[1]->isChecked() ? 19200 : 9600;
+
+    // The speed is written as a printed number: a blank before and after.
+    const QString settings = m_rsComm.CommSettingsFile();
+    QString error;
+    if (!QDir().mkpath(QFileInfo(settings).absolutePath())
+        || !writeTextFile(settings,
+                          QString::number(port).toLatin1() + ", " + QByteArray::number(speed) + " \r\n",
+                          error)) {
+        showFailure(QStringLiteral("SetupComm"), FileAccessError,
+                    error.isEmpty() ? QStringLiteral("Path/File access error") : error);
+        return;
+    }
+    // The development tools count their ports from 0.
+    for (const QString &folder : std::as_const(m_toolFolders)) {
+        if (!QFileInfo(folder).isDir())
+            continue;
+        if (!writeTextFile(QDir(folder).filePath(QStringLiteral("PRADEX.SFG")),
+                           QByteArray::number(port - 1) + "\r\n", error)) {
+            showFailure(QStringLiteral("SetupComm"), FileAccessError, error);
+            return;
+        }
+    }
+
+    if (!m_wasOnline) {
+        accept();
+        return;
+    }
+    m_rsComm.OpenRSComm(m_commPort);
+    if (m_rsComm.OnlineMode) {
+        accept();
+        return;
+    }
+    // No board on this port: stay open so another can be tried.
+    m_rsComm.OnlineMode = false;
+}
+
+void frmSetupComm::cmdCancel_Click()
+{
+    reject();
+}

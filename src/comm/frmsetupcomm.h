@@ -1,0 +1,63 @@
+#pragma once
+
+#include <QDialog>
+#include <QStringList>
+
+class OperatorPrompt;
+class QGroupBox;
+class QLabel;
+class QLineEdit;
+class QRadioButton;
+class QPushButton;
+class QToolButton;
+class RSComm;
+class SerialPort;
+
+// "Comm Port Settings": the COM port number and link speed. Saving writes
+// the settings file and the development tools' port files, then reconnects
+// when the program was online; the window stays open when the board does
+// not answer on the new port.
+class frmSetupComm : public QDialog
+{
+    Q_OBJECT
+public:
+    // Spinner range of the port number; the link applies the same limits.
+    static constexpr int PortMinimum = 1;
+    static constexpr int PortMaximum = 99;
+
+    frmSetupComm(RSComm &rsComm, SerialPort &commPort, OperatorPrompt &prompt,
+                 const QString &programDir, QWidget *parent = nullptr);
+
+    QGroupBox *fraCommPort;
+    QLineEdit *txtCommPort;
+    QToolButton *updCommPortUp;
+    QToolButton *updCommPortDown;
+    QLabel *lblDevice;
+    QGroupBox *fraPortSpeed;
+    QRadioButton *optPortSpeed[2];
+    QPushButton *cmdSave;
+    QPushButton *cmdCancel;
+
+    // The folders of the development tools beside the program.
+    const QStringList &toolFolders() const { return m_toolFolders; }
+
+    // False (after the message) when the port box holds no number in range.
+    bool txtCommPort_Validate();
+    void cmdSave_Click();
+    void cmdCancel_Click();
+
+private:
+    void CurrentSettings();
+    void updCommPort_Change(int step);
+    void showDevice();
+    void focusChanged(QWidget *old, QWidget *now);
+    void showFailure(const QString &title, int number, const QString &description);
+
+    RSComm &m_rsComm;
+    SerialPort &m_commPort;
+    OperatorPrompt &m_prompt;
+    QString m_programDir;
+    bool m_wasOnline = false;
+    bool m_validating = false;
+    QStringList m_toolFolders;
+};
