@@ -36,7 +36,7 @@ bool inWindow(double degrees, double start, double length)
 MachineSim::MachineSim(BoardModel &board, const QDateTime &clockStart)
     : m_board(board),
       m_random(6800),
-      m_clock(clockStart.date(), clockStart.time(), Qt::UTC)
+      m_clockStart(clockStart)
 {
     m_board.setWriteObserver([this](int address) { registerWritten(address); });
 }
@@ -163,7 +163,7 @@ void MachineSim::loadStartValues(SetupValues setup)
     }
 
     m_clockMs = 0;
-    writeClock();
+    writeClock(m_clockStart);
     updateSpeeds(0, 0);
     updatePosition();
     updateIo();
@@ -200,12 +200,8 @@ void MachineSim::advance(qint64 elapsedMs)
         *pulse = qMax(0, *pulse - int(elapsedMs));
     m_pcClock = !m_pcClock;
 
-    m_clockMs += elapsedMs;
-    if (m_clockMs >= 1000) {
-        m_clock = m_clock.addSecs(m_clockMs / 1000);
-        m_clockMs %= 1000;
-        writeClock();
-    }
+    for (m_clockMs += elapsedMs; m_clockMs >= 1000; m_clockMs -= 1000)
+        tickClockSecond();
 
     updateSpeeds(m_random.bounded(3) - 1, m_random.bounded(3) - 1);
     updatePosition();
@@ -361,6 +357,7 @@ void MachineSim::registerWritten(int address)
         if (held && !m_endOfShiftHeld)
             endShift();
         m_endOfShiftHeld = held;
+        updateIo();
     }
     if (address == MachineCpm || address == MachineCpm + 1)
         m_targetCpm = r.wordAt(MachineCpm);
@@ -369,8 +366,8 @@ void MachineSim::registerWritten(int address)
         if (scale > 0)
             m_rawPosition = (r.wordAt(ResolverPosition) + r.wordAt(ResolverOffset)) % scale;
     }
-    if (address >= ClockSecond && address <= ClockYear)
-        readClock();
+    if (address == ClockSecond)
+        m_clockMs = 0;   // a second set from the PC starts now
     if (address == ResolverOffset || address == ResolverOffset + 1
         || address == ResolverScale || address == ResolverScale + 1)
         updatePosition();
@@ -464,29 +461,45 @@ void MachineSim::zeroResolver()
     updatePosition();
 }
 
-void MachineSim::writeClock()
+void MachineSim::writeClock(const QDateTime &time)
 {
     RegisterSpace &r = regs();
-    const QDate date = m_clock.date();
-    const QTime time = m_clock.time();
-    r.setByte(ClockSecond, quint8(time.second()));
-    r.setByte(ClockMinute, quint8(time.minute()));
-    r.setByte(ClockHour, quint8(time.hour()));
-    r.setByte(ClockDay, quint8(date.day()));
-    r.setByte(ClockMonth, quint8(date.month()));
-    r.setByte(ClockYear, quint8(date.year() % 100));
+    r.setByte(ClockSecond, quint8(time.time().second()));
+    r.setByte(ClockMinute, quint8(time.time().minute()));
+    r.setByte(ClockHour, quint8(time.time().hour()));
+    r.setByte(ClockDay, quint8(time.date().day()));
+    r.setByte(ClockMonth, quint8(time.date().month()));
+    r.setByte(ClockYear, quint8(time.date().year() % 100));
 }
 
-void MachineSim::readClock()
+// The clock registers are the clock, as in a real-time clock chip: whatever
+// the PC writes counts on from there, carrying as far as needed.
+void MachineSim::tickClockSecond()
 {
-    const RegisterSpace &r = regs();
-    const QDate date(2000 + r.byteAt(ClockYear), r.byteAt(ClockMonth), r.byteAt(ClockDay));
-    const QTime time(r.byteAt(ClockHour), r.byteAt(ClockMinute), r.byteAt(ClockSecond));
-    // A half-set clock (say the 31st before the month is changed) keeps
-    // counting from the last good setting and is overwritten at the next
-    // second.
-    if (date.isValid() && time.isValid()) {
-        m_clock = QDateTime(date, time, Qt::UTC);
-        m_clockMs = 0;
+    RegisterSpace &r = regs();
+    const int fields[] = {ClockSecond, ClockMinute, ClockHour};
+    const int limits[] = {60, 60, 24};
+    for (int i = 0; i < 3; ++i) {
+        const int value = r.byteAt(fields[i]) + 1;
+        if (value < limits[i]) {
+            r.setByte(fields[i], quint8(value));
+            return;
+        }
+        r.setByte(fields[i], 0);
     }
+    const int year = r.byteAt(ClockYear);
+    const int month = r.byteAt(ClockMonth);
+    const int days = month >= 1 && month <= 12 ? QDate(2000 + year, month, 1).daysInMonth() : 31;
+    const int day = r.byteAt(ClockDay) + 1;
+    if (day <= days) {
+        r.setByte(ClockDay, quint8(day));
+        return;
+    }
+    r.setByte(ClockDay, 1);
+    if (month < 12) {
+        r.setByte(ClockMonth, quint8(month + 1));
+        return;
+    }
+    r.setByte(ClockMonth, 1);
+    r.setByte(ClockYear, quint8((year + 1) % 100));
 }

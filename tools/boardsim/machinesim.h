@@ -43,13 +43,13 @@ private:
     void updateSpeeds(double noise1, double noise2);
     void updatePosition();
     void updateIo();
-    void writeClock();
-    void readClock();
+    void writeClock(const QDateTime &time);
+    void tickClockSecond();
     double positionDegrees() const;
 
     BoardModel &m_board;
     QRandomGenerator m_random;
-    QDateTime m_clock;
+    QDateTime m_clockStart;
     qint64 m_clockMs = 0;
     qint64 m_runMs = 0;
     int m_targetCpm = StartCpm;
