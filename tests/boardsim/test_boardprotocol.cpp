@@ -1,0 +1,367 @@
+// The board's end of the PROG port dialogue, fed byte by byte.
+#include "boardmodel.h"
+#include "boardregisters.h"
+
+#include <QTest>
+
+#include <vector>
+
+namespace {
+
+// One byte from the PC and the answer the board must give (-1: none).
+struct Exchange {
+    int sent;
+    int answer;
+};
+
+// Feeds the bytes and returns what the board answered (-1 for no answer).
+std::vector<int> feedAll(BoardModel &board, const std::vector<int> &bytes)
+{
+    std::vector<int> replies;
+    for (int b : bytes) {
+        const auto reply = board.feed(quint8(b));
+        replies.push_back(reply ? int(*reply) : -1);
+    }
+    return replies;
+}
+
+// Runs a wire table; the first exchange that differs, or nothing.
+QString runWire(BoardModel &board, const std::vector<Exchange> &table)
+{
+    for (size_t i = 0; i < table.size(); ++i) {
+        const auto reply = board.feed(quint8(table[i].sent));
+        const int got = reply ? int(*reply) : -1;
+        if (got != table[i].answer) {
+            return QStringLiteral("exchange %1: sent %2, expected %3, got %4")
+                .arg(i)
+                .arg(table[i].sent, 2, 16, QLatin1Char('0'))
+                .arg(table[i].answer, 2, 16, QLatin1Char('0'))
+                .arg(got, 2, 16, QLatin1Char('0'));
+        }
+    }
+    return {};
+}
+
+#define EXPECT_WIRE(board, ...)                                                                    \
+    do {                                                                                           \
+        const QString mismatch = runWire(board, __VA_ARGS__);                                      \
+        QVERIFY2(mismatch.isEmpty(), qPrintable(mismatch));                                        \
+    } while (false)
+
+// What the PC does to put the board into a mode: attention until 55, then
+// the mode byte. Returns the number of attention bytes it took, 0 if the
+// board never acknowledged within the attempts.
+int handshake(BoardModel &board, quint8 modeByte, int attempts = 6)
+{
+    for (int i = 1; i <= attempts; ++i) {
+        if (board.feed(BoardModel::Attention) != BoardModel::Acknowledge)
+            continue;
+        if (board.feed(modeByte) == BoardModel::Acknowledge)
+            return i;
+    }
+    return 0;
+}
+
+} // namespace
+
+class TestBoardProtocol : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void handshakes_data();
+    void handshakes();
+    void refusedModeByte();
+    void readW98();
+    void writeW98();
+    void writeDoubleWithFFBytes();
+    void readHighAddresses();
+    void leavingReadMode();
+    void leavingWriteMode();
+    void readOfFFFFHoldingAcknowledge();
+    void resynchronisation();
+    void wrongEchoInjection();
+    void limitSwitchQueries_data();
+    void limitSwitchQueries();
+    void consoleValues();
+};
+
+void TestBoardProtocol::handshakes_data()
+{
+    QTest::addColumn<int>("modeByte");
+    QTest::addColumn<int>("mode");
+    QTest::newRow("read") << 1 << int(BoardModel::Mode::Read);
+    QTest::newRow("write") << 2 << int(BoardModel::Mode::Write);
+    QTest::newRow("query position") << 0x48 << int(BoardModel::Mode::Query);
+}
+
+void TestBoardProtocol::handshakes()
+{
+    QFETCH(int, modeByte);
+    QFETCH(int, mode);
+    BoardModel board;
+    QCOMPARE(board.mode(), BoardModel::Mode::None);
+    // Probe first, as the PC does when it opens the link: any answer will do.
+    QVERIFY(board.feed(0xFF).has_value());
+    EXPECT_WIRE(board, {{0xFF, 0x55}, {modeByte, 0x55}});
+    QCOMPARE(int(board.mode()), mode);
+    // A repeated attention while awaiting the mode byte is acknowledged again.
+    BoardModel fresh;
+    EXPECT_WIRE(fresh, {{0xFF, 0x55}, {0xFF, 0x55}, {0xFF, 0x55}, {modeByte, 0x55}});
+    QCOMPARE(int(fresh.mode()), mode);
+}
+
+void TestBoardProtocol::refusedModeByte()
+{
+    BoardModel board;
+    // Program load and the limit-switch programming modes are not served;
+    // 0x55 as a mode byte must not be answered with 0x55.
+    for (int modeByte : {0x03, 0x07, 0x1B, 0x0C, 0x55, 0x00}) {
+        const auto replies = feedAll(board, {0xFF, modeByte});
+        QCOMPARE(replies[0], 0x55);
+        QVERIFY2(replies[1] != 0x55 && replies[1] >= 0, qPrintable(QString::number(modeByte)));
+        QCOMPARE(board.mode(), BoardModel::Mode::None);
+        QVERIFY(!board.awaitingModeByte());
+    }
+    // Without a mode, address bytes are refused too (never 0x55)...
+    board.registers().setByte(0x62, 0x55);
+    const auto replies = feedAll(board, {0x00, 0x62, 0x55});
+    QCOMPARE(replies[0], 0x00);
+    QCOMPARE(replies[1], 0x62);
+    QVERIFY(replies[2] != 0x55);
+    // ...and an attention still works.
+    QCOMPARE(handshake(board, 1), 1);
+}
+
+void TestBoardProtocol::readW98()
+{
+    BoardModel board;
+    board.registers().setWord(BoardRegisters::AlarmWord, 0xA705);
+    EXPECT_WIRE(board, {{0xFF, 0x55}, {0x01, 0x55},
+                       {0x00, 0x00}, {0x62, 0x05},
+                       {0x00, 0x00}, {0x63, 0xA7}});
+    // Reading again needs no new handshake.
+    EXPECT_WIRE(board, {{0x00, 0x00}, {0x62, 0x05}});
+    QCOMPARE(board.mode(), BoardModel::Mode::Read);
+}
+
+void TestBoardProtocol::writeW98()
+{
+    BoardModel board;
+    std::vector<int> written;
+    board.setWriteObserver([&](int address) { written.push_back(address); });
+    EXPECT_WIRE(board, {{0xFF, 0x55}, {0x02, 0x55},
+                       {0x00, 0x00}, {0x62, 0x62}, {0xD2, 0xD2},
+                       {0x00, 0x00}, {0x63, 0x63}, {0x04, 0x04}});
+    QCOMPARE(board.registers().wordAt(98), quint16(1234));
+    QCOMPARE(written, (std::vector<int>{98, 99}));
+    QCOMPARE(board.mode(), BoardModel::Mode::Write);
+}
+
+void TestBoardProtocol::writeDoubleWithFFBytes()
+{
+    // 655359999 in D1304 is 0F 27 FF FF: data bytes 0xFF are data, not
+    // attention, and so is a low address byte 0xFF.
+    BoardModel board;
+    EXPECT_WIRE(board, {{0xFF, 0x55}, {0x02, 0x55},
+                       {0x05, 0x05}, {0x18, 0x18}, {0x0F, 0x0F},
+                       {0x05, 0x05}, {0x19, 0x19}, {0x27, 0x27},
+                       {0x05, 0x05}, {0x1A, 0x1A}, {0xFF, 0xFF},
+                       {0x05, 0x05}, {0x1B, 0x1B}, {0xFF, 0xFF},
+                       {0x00, 0x00}, {0xFF, 0xFF}, {0x42, 0x42}});
+    QCOMPARE(board.registers().doubleAt(1304), quint32(655359999));
+    QCOMPARE(board.registers().byteAt(0xFF), quint8(0x42));
+    QCOMPARE(board.mode(), BoardModel::Mode::Write);
+}
+
+void TestBoardProtocol::readHighAddresses()
+{
+    BoardModel board;
+    auto &r = board.registers();
+    r.setByte(0xEFF0, 'D');
+    r.setByte(0xFF10, 0x3C);
+    r.setByte(0xFFFE, 0x11);
+    r.setByte(0xFFFF, 0x22);
+    QCOMPARE(handshake(board, 1), 1);
+    EXPECT_WIRE(board, {{0xEF, 0xEF}, {0xF0, 'D'},
+                       {0xFF, 0xFF}, {0x10, 0x3C},
+                       {0x00, 0x00}, {0xFF, 0x00},   // B255: low byte 0xFF
+                       {0xFF, 0xFF}, {0xFE, 0x11},   // word at FFFEH
+                       {0xFF, 0xFF}, {0xFF, 0x22}});
+    QCOMPARE(board.mode(), BoardModel::Mode::Read);
+}
+
+void TestBoardProtocol::leavingReadMode()
+{
+    BoardModel board;
+    board.registers().setByte(0xFFFF, 0x99);
+    QCOMPARE(handshake(board, 1), 1);
+    EXPECT_WIRE(board, {{0x00, 0x00}, {0x34, 0x00}});
+    // The PC's first attention is echoed as a high byte, its second is read
+    // as the low byte, the third is acknowledged.
+    EXPECT_WIRE(board, {{0xFF, 0xFF}, {0xFF, 0x99}, {0xFF, 0x55}, {0x02, 0x55}});
+    QCOMPARE(board.mode(), BoardModel::Mode::Write);
+    // Nothing was stored on the way.
+    QCOMPARE(board.registers().byteAt(0xFFFF), quint8(0x99));
+
+    // The same through the PC's loop, also after an FFxx read.
+    QCOMPARE(handshake(board, 1), 1);
+    EXPECT_WIRE(board, {{0xFF, 0xFF}, {0x10, 0x00}});
+    QCOMPARE(handshake(board, 2), 3);
+    QCOMPARE(board.mode(), BoardModel::Mode::Write);
+
+    // Limitation: right after a read of FFFFH a third 0xFF in a row is
+    // attention, so an FFxx read cannot follow it directly.
+    QCOMPARE(handshake(board, 1), 1);
+    EXPECT_WIRE(board, {{0xFF, 0xFF}, {0xFF, 0x99}, {0xFF, 0x55}});
+    QVERIFY(board.awaitingModeByte());
+}
+
+void TestBoardProtocol::leavingWriteMode()
+{
+    BoardModel board;
+    QCOMPARE(handshake(board, 2), 1);
+    EXPECT_WIRE(board, {{0x00, 0x00}, {0x62, 0x62}, {0x07, 0x07}});
+    QCOMPARE(handshake(board, 1), 1);
+    QCOMPARE(board.mode(), BoardModel::Mode::Read);
+    QCOMPARE(handshake(board, 2), 3);
+    QCOMPARE(handshake(board, 1), 1);
+    QCOMPARE(board.registers().wordAt(98), quint16(7));
+}
+
+void TestBoardProtocol::readOfFFFFHoldingAcknowledge()
+{
+    // FFFFH holding 0x55 answers the PC's second attention with what looks
+    // like the acknowledge; the mode byte that follows must be honoured or
+    // the PC would never get the board out of read mode.
+    BoardModel board;
+    board.registers().setByte(0xFFFF, 0x55);
+    QCOMPARE(handshake(board, 1), 1);
+    EXPECT_WIRE(board, {{0xFF, 0xFF}, {0xFF, 0x55}, {0x02, 0x55}});
+    QCOMPARE(board.mode(), BoardModel::Mode::Write);
+    // A genuine read of FFFFH still gives 0x55.
+    QCOMPARE(handshake(board, 1), 1);
+    EXPECT_WIRE(board, {{0xFF, 0xFF}, {0xFF, 0x55}, {0x00, 0x00}, {0x62, 0x00}});
+}
+
+void TestBoardProtocol::resynchronisation()
+{
+    // The PC gave up waiting after sending a high byte in read mode and sends
+    // 0xFF to resynchronise; its next transaction handshakes afresh.
+    BoardModel board;
+    board.registers().setWord(98, 0x0102);
+    QCOMPARE(handshake(board, 1), 1);
+    QCOMPARE(board.feed(0x00), std::optional<quint8>(0x00));
+    QVERIFY(board.feed(0xFF).has_value());   // taken as the low byte: data of 00FFH
+    QVERIFY(handshake(board, 1) > 0);
+    EXPECT_WIRE(board, {{0x00, 0x00}, {0x62, 0x02}, {0x00, 0x00}, {0x63, 0x01}});
+
+    // Two resynchronisation bytes during a handshake: the board keeps
+    // acknowledging and takes the mode byte after them.
+    BoardModel other;
+    EXPECT_WIRE(other, {{0xFF, 0x55}, {0xFF, 0x55}, {0xFF, 0x55}, {0x02, 0x55}});
+    QCOMPARE(other.mode(), BoardModel::Mode::Write);
+
+    // In a query the resynchronisation byte is attention.
+    BoardModel query;
+    EXPECT_WIRE(query, {{0xFF, 0x55}, {0x48, 0x55}, {0x55, 0x00}, {0xFF, 0x55}, {0x01, 0x55}});
+    QCOMPARE(query.mode(), BoardModel::Mode::Read);
+}
+
+void TestBoardProtocol::wrongEchoInjection()
+{
+    BoardModel board;
+    board.setWrongEchoEvery(3);
+    std::vector<int> written;
+    board.setWriteObserver([&](int address) { written.push_back(address); });
+    QCOMPARE(handshake(board, 2), 1);
+    // Echoes 1 and 2 are right, the third (the data byte) is wrong and the
+    // byte is not stored.
+    const auto replies = feedAll(board, {0x00, 0x62, 0x2A});
+    QCOMPARE(replies[0], 0x00);
+    QCOMPARE(replies[1], 0x62);
+    QVERIFY(replies[2] != 0x2A && replies[2] != 0x55 && replies[2] >= 0);
+    QCOMPARE(board.registers().byteAt(0x62), quint8(0));
+    QVERIFY(written.empty());
+    // The transaction was dropped: the PC handshakes again (attention in
+    // write mode is acknowledged at once) and rewrites.
+    QCOMPARE(handshake(board, 2), 1);
+    EXPECT_WIRE(board, {{0x00, 0x00}, {0x62, 0x62}});
+    const auto third = feedAll(board, {0x2A});
+    QVERIFY(third[0] != 0x2A);
+    QCOMPARE(board.registers().byteAt(0x62), quint8(0));
+
+    // Read mode: the wrong high echo drops the transaction; the next byte is
+    // a high byte again.
+    board.setWrongEchoEvery(1);
+    board.registers().setByte(0x62, 0x77);
+    QCOMPARE(handshake(board, 1), 1);
+    QVERIFY(board.feed(0x00) != std::optional<quint8>(0x00));
+    board.setWrongEchoEvery(0);
+    EXPECT_WIRE(board, {{0x00, 0x00}, {0x62, 0x77}});
+
+    // Off again: nothing is wrong any more.
+    QCOMPARE(handshake(board, 2), 3);
+    EXPECT_WIRE(board, {{0x00, 0x00}, {0x62, 0x62}, {0x2A, 0x2A}});
+    QCOMPARE(board.registers().byteAt(0x62), quint8(0x2A));
+}
+
+void TestBoardProtocol::limitSwitchQueries_data()
+{
+    QTest::addColumn<int>("code");
+    QTest::addColumn<int>("wordAddress");
+    QTest::newRow("scale factor") << 0x18 << BoardRegisters::ResolverScale;
+    QTest::newRow("offset") << 0x28 << BoardRegisters::ResolverOffset;
+    QTest::newRow("position") << 0x48 << BoardRegisters::ResolverPosition;
+    QTest::newRow("speed") << 0x58 << BoardRegisters::MachineCpm;
+}
+
+void TestBoardProtocol::limitSwitchQueries()
+{
+    QFETCH(int, code);
+    QFETCH(int, wordAddress);
+    BoardModel board;
+    board.registers().setWord(wordAddress, 0x0123);
+    // Leave read mode first, as the PC does before a query.
+    QCOMPARE(handshake(board, 1), 1);
+    QCOMPARE(handshake(board, quint8(code)), 3);
+    QCOMPARE(board.mode(), BoardModel::Mode::Query);
+    EXPECT_WIRE(board, {{0x55, 0x23}, {0x55, 0x01}});
+    // The query ends in no mode: an address byte now is refused and a read
+    // needs a new handshake.
+    QCOMPARE(board.mode(), BoardModel::Mode::None);
+    QCOMPARE(handshake(board, quint8(code)), 1);
+    board.registers().setWord(wordAddress, 0xBEEF);
+    EXPECT_WIRE(board, {{0x55, 0xEF}, {0x55, 0xBE}});
+}
+
+void TestBoardProtocol::consoleValues()
+{
+    BoardModel board;
+    std::vector<int> written;
+    board.setWriteObserver([&](int address) { written.push_back(address); });
+    const auto word = RegisterAddress::parse(u"W98");
+    const auto dbl = RegisterAddress::parse(u"D1304");
+    const auto bit = RegisterAddress::parse(u"F119");
+    QVERIFY(word && dbl && bit);
+    board.storeValue(*word, 1234);
+    board.storeValue(*dbl, 19999);
+    board.storeValue(*bit, 1);
+    QCOMPARE(board.value(*word), quint32(1234));
+    QCOMPARE(board.value(*dbl), quint32(19999));
+    QCOMPARE(board.value(*bit), quint32(1));
+    // D1304 19999 is 0F 27 01 00; F119 is bit 7 of byte 46.
+    const auto &r = board.registers();
+    QCOMPARE(r.byteAt(1304), quint8(0x0F));
+    QCOMPARE(r.byteAt(1305), quint8(0x27));
+    QCOMPARE(r.byteAt(1306), quint8(0x01));
+    QCOMPARE(r.byteAt(1307), quint8(0x00));
+    QCOMPARE(r.byteAt(46), quint8(0x80));
+    QCOMPARE(written, (std::vector<int>{98, 99, 1304, 1305, 1306, 1307, 46}));
+    // A low word above 9999 stored by the board is passed on as the PC sums it.
+    board.registers().setWord(1304, 12000);
+    QCOMPARE(board.value(*dbl), quint32(10000 + 12000));
+}
+
+QTEST_APPLESS_MAIN(TestBoardProtocol)
+#include "test_boardprotocol.moc"
