@@ -1,0 +1,187 @@
+#include "displayform.h"
+
+#include "app/modutility.h"
+#include "comm/rscomm.h"
+
+#include <QPointer>
+#include <QPushButton>
+
+DisplayForm::DisplayForm(ModUtility &util, QWidget *parent)
+    : ChildForm(util, parent), cmdDefault(new QPushButton(QStringLiteral("-"), this))
+{
+    cmdDefault->setObjectName(QStringLiteral("cmdDefault"));
+    cmdDefault->setFixedSize(cmdDefault->fontMetrics().height() + 6,
+                             cmdDefault->fontMetrics().height() + 6);
+    m_entry.cmdDefault = cmdDefault;
+    m_timer.setSingleShot(true);
+    connect(&m_timer, &QTimer::timeout, this, &DisplayForm::step);
+}
+
+RSComm &DisplayForm::comm() const
+{
+    return *m_util.gRSComm;
+}
+
+OperatorPrompt &DisplayForm::prompt() const
+{
+    return m_util.prompt();
+}
+
+void DisplayForm::Form_Activate()
+{
+    if (FormActive)
+        return;
+    activated();
+    FormActive = true;
+    m_stage = Stage::Turn;
+    schedule(0);
+}
+
+void DisplayForm::Form_Unload()
+{
+    ChildForm::Form_Unload();
+    FormActive = false;
+    m_timer.stop();
+    m_reads.clear();
+    m_stage = Stage::Turn;
+    unloaded();
+}
+
+void DisplayForm::activated()
+{
+    applyLayoutForMode();
+}
+
+void DisplayForm::applyLayoutForMode()
+{
+    if (comm().OnlineMode)
+        runOnlineLayout();
+    else
+        runOfflineLayout();
+}
+
+void DisplayForm::runOnlineLayout()
+{
+    applyOnlineLayout();
+    OnlineReady = true;
+}
+
+void DisplayForm::runOfflineLayout()
+{
+    applyOfflineLayout();
+    OfflineReady = true;
+}
+
+void DisplayForm::schedule(int ms)
+{
+    if (FormActive)
+        m_timer.start(ms);
+}
+
+void DisplayForm::step()
+{
+    // A modal box inside a read runs its own event loop; the cycle must not
+    // start another step from there.
+    if (m_inStep || !FormActive)
+        return;
+    QPointer<DisplayForm> self(this);
+    m_inStep = true;
+    int pause = 0;
+    if (m_stage == Stage::Turn) {
+        beginTurn();
+        if (self && m_stage == Stage::Turn)
+            pause = m_offlineIntervalMs;
+    } else if (!readStep()) {
+        m_stage = Stage::Turn;
+    }
+    if (!self)
+        return;
+    m_inStep = false;
+    schedule(pause);
+}
+
+void DisplayForm::beginTurn()
+{
+    QPointer<DisplayForm> self(this);
+    RSComm &link = comm();
+    if (link.CommError) {
+        link.OnlineMode = false;
+        OnlineReady = false;
+        m_util.ApplyCommMode();
+        if (!self || !FormActive)
+            return;
+    }
+    beforeMode();
+    if (!link.OnlineMode) {
+        if (!OfflineReady)
+            runOfflineLayout();
+        OnlineReady = false;
+        offlinePass();
+        return;
+    }
+    if (!OnlineReady)
+        runOnlineLayout();
+    if (!self)
+        return;
+    OfflineReady = false;
+    beforeOnlinePass();
+    m_reads.clear();
+    buildOnlinePass(m_reads);
+    m_next = 0;
+    m_stage = Stage::Reading;
+}
+
+bool DisplayForm::readStep()
+{
+    QPointer<DisplayForm> self(this);
+    RSComm &link = comm();
+    while (m_next < m_reads.size()) {
+        const PassRead read = m_reads.at(m_next++);
+        if (!FormActive || !link.OnlineMode)
+            return false;
+        if (read.kind == PassRead::Kind::PageField && m_pageChanged) {
+            m_pageChanged = false;
+            return false;
+        }
+        if (link.CommError)
+            return false;
+        if (read.wanted && !read.wanted())
+            continue;
+        const QString text = read.fetch ? read.fetch(link) : link.RSRead(read.address);
+        if (!self)
+            return false;
+        ++m_readCount;
+        if (link.CommError)
+            return false;
+        if (read.show)
+            read.show(text);
+        // One exchange per step: the events run before the next one.
+        if (m_next < m_reads.size())
+            return true;
+    }
+    ++m_passCount;
+    return false;
+}
+
+void DisplayForm::onlinePass()
+{
+    m_reads.clear();
+    beforeOnlinePass();
+    buildOnlinePass(m_reads);
+    m_next = 0;
+    while (readStep()) {
+    }
+    m_reads.clear();
+}
+
+void DisplayForm::writeIfOnline(const QString &address, const QString &text)
+{
+    if (comm().OnlineMode && !comm().CommError)
+        comm().RSWrite(address, text);
+}
+
+void DisplayForm::writeCommand(const QString &address, const QString &text)
+{
+    if (!comm().CommError)
+        comm().RSWrite(address, text);
+}

@@ -1,0 +1,41 @@
+#include "displaytext.h"
+
+#include "comm/numbertext.h"
+
+#include <QLabel>
+#include <QLocale>
+
+#include <cmath>
+
+namespace DisplayText
+{
+
+QString count(qint64 value)
+{
+    // Counts are always grouped, also where the locale says to leave
+    // grouping out by default (the C locale).
+    QLocale locale;
+    locale.setNumberOptions(locale.numberOptions() & ~QLocale::OmitGroupSeparator);
+    return locale.toString(value);
+}
+
+QString countOf(const QString &registerText)
+{
+    return count(qint64(std::nearbyint(leadingNumber(registerText))));
+}
+
+void setTextColour(QLabel *label, const QColor &colour)
+{
+    QPalette palette = label->palette();
+    palette.setColor(QPalette::WindowText, colour);
+    palette.setColor(QPalette::Disabled, QPalette::WindowText, colour.lighter(160));
+    label->setPalette(palette);
+}
+
+void showState(QLabel *label, bool on)
+{
+    setTextColour(label, on ? OnColour : OffColour);
+    label->setText(on ? QStringLiteral("ON") : QStringLiteral("off"));
+}
+
+} // namespace DisplayText

@@ -1,0 +1,175 @@
+#include "numericentryfield.h"
+
+#include "app/modutility.h"
+#include "comm/operatorprompt.h"
+#include "machine/valuetext.h"
+#include "updownspinner.h"
+
+#include <QAbstractButton>
+#include <QCoreApplication>
+#include <QFocusEvent>
+#include <QKeyEvent>
+#include <QLineEdit>
+#include <QLocale>
+
+bool isNumericText(const QString &text, double *value)
+{
+    const QString trimmed = text.trimmed();
+    if (trimmed.isEmpty())
+        return false;
+    bool ok = false;
+    double number = QLocale::c().toDouble(trimmed, &ok);
+    if (!ok)
+        number = QLocale().toDouble(trimmed, &ok);
+    if (ok && value)
+        *value = number;
+    return ok;
+}
+
+NumericEntryField::NumericEntryField(QLineEdit *txt, UpDownSpinner *upd, EntryWindowState &window,
+                                     OperatorPrompt &prompt, const QString &title)
+    : QObject(txt), m_txt(txt), m_upd(upd), m_window(window), m_prompt(prompt), m_title(title)
+{
+    m_txt->installEventFilter(this);
+    connect(m_upd, &UpDownSpinner::changed, this, &NumericEntryField::spinnerStep);
+}
+
+bool NumericEntryField::showValue(const QString &text)
+{
+    if (BeingEdited)
+        return false;
+    if (m_txt->text() != text)
+        m_txt->setText(text);
+    return true;
+}
+
+QString NumericEntryField::rejectionMessage() const
+{
+    return QStringLiteral("Only a Number Between ") + QString::number(m_upd->minimum())
+           + QStringLiteral(" and ") + QString::number(m_upd->maximum())
+           + QStringLiteral(" can be Entered");
+}
+
+bool NumericEntryField::acceptable() const
+{
+    double value = 0;
+    return isNumericText(m_txt->text(), &value) && value >= m_upd->minimum()
+           && value <= m_upd->maximum();
+}
+
+bool NumericEntryField::eventFilter(QObject *watched, QEvent *event)
+{
+    if (watched != m_txt)
+        return false;
+    switch (event->type()) {
+    case QEvent::FocusIn: {
+        // Switching windows or opening a menu is not entering the field.
+        const auto reason = static_cast<QFocusEvent *>(event)->reason();
+        if (reason == Qt::ActiveWindowFocusReason || reason == Qt::PopupFocusReason)
+            return false;
+        m_inField = true;
+        enter();
+        return false;
+    }
+    case QEvent::FocusOut: {
+        const auto reason = static_cast<QFocusEvent *>(event)->reason();
+        if (reason == Qt::ActiveWindowFocusReason || reason == Qt::PopupFocusReason
+            || !m_inField || m_refusing)
+            return false;
+        m_inField = false;
+        // A refused value keeps the focus: the line edit must not see the
+        // focus leave (it would drop the selection).
+        return !m_quietLeave && !leave();
+    }
+    case QEvent::MouseButtonRelease:
+        // A click enters the field again, after the line edit placed the cursor.
+        if (m_inRelease)
+            return false;
+        m_inRelease = true;
+        QCoreApplication::sendEvent(m_txt, event);
+        m_inRelease = false;
+        if (m_txt->hasFocus())
+            enter();
+        return true;
+    case QEvent::KeyPress: {
+        auto *key = static_cast<QKeyEvent *>(event);
+        if (key->key() == Qt::Key_Return || key->key() == Qt::Key_Enter) {
+            m_window.PendingEsc = false;
+            QKeyEvent tab(QEvent::KeyPress, Qt::Key_Tab, Qt::NoModifier);
+            QCoreApplication::sendEvent(m_txt, &tab);
+            return true;
+        }
+        if (key->key() == Qt::Key_Escape) {
+            escape();
+            return true;
+        }
+        m_window.PendingEsc = false;
+        return false;
+    }
+    default:
+        return false;
+    }
+}
+
+void NumericEntryField::enter()
+{
+    ValueOnEntry = roundedTextValue(m_txt->text());
+    BeingEdited = true;
+    m_window.PendingEsc = false;
+    ModUtility::SelectAllText(m_txt);
+}
+
+bool NumericEntryField::leave()
+{
+    if (acceptable()) {
+        if (m_accept)
+            m_accept(m_txt->text());
+        BeingEdited = false;
+        return true;
+    }
+    m_refusing = true;
+    m_prompt.ask(m_title, rejectionMessage(), PromptIcon::Information, PromptButtons::Ok);
+    m_refusing = false;
+    // The focus change is taken back: the field keeps the operator, with
+    // the value it had on entry, and stays marked.
+    m_txt->setText(QString::number(ValueOnEntry));
+    if (m_txt->isEnabled() && m_txt->isVisible()) {
+        m_txt->setFocus(Qt::OtherFocusReason);
+        m_inField = true;
+    }
+    ModUtility::SelectAllText(m_txt);
+    return false;
+}
+
+void NumericEntryField::escape()
+{
+    m_txt->setText(QString::number(ValueOnEntry));
+    if (m_window.PendingEsc) {
+        m_window.PendingEsc = false;
+        BeingEdited = false;
+        parkFocus();
+    } else {
+        m_window.PendingEsc = true;
+        ModUtility::SelectAllText(m_txt);
+    }
+}
+
+void NumericEntryField::spinnerStep()
+{
+    m_window.PendingEsc = false;
+    BeingEdited = false;
+    parkFocus();
+    if (m_step)
+        m_step(m_txt->text());
+}
+
+void NumericEntryField::parkFocus()
+{
+    // The value is settled already: parking is not leaving with a check.
+    m_quietLeave = true;
+    if (m_window.cmdDefault)
+        m_window.cmdDefault->setFocus(Qt::OtherFocusReason);
+    m_quietLeave = false;
+    if (!m_txt->hasFocus())
+        m_inField = false;
+}

@@ -1,0 +1,79 @@
+#pragma once
+
+#include <QObject>
+#include <QString>
+
+#include <functional>
+
+class OperatorPrompt;
+class QAbstractButton;
+class QLineEdit;
+class UpDownSpinner;
+
+// What the entry fields of one window share: the pending-Esc flag and the
+// focus-parking button "-" that a second Esc or a spinner step moves to.
+struct EntryWindowState {
+    bool PendingEsc = false;
+    QAbstractButton *cmdDefault = nullptr;
+};
+
+// A numeric entry field: a text box with its spinner. Entering remembers the
+// value and marks the field as being edited, so the refresh cycle leaves it
+// alone; Enter moves on like Tab; Esc restores, a second Esc parks the
+// focus; leaving checks the number against the spinner's limits and either
+// runs the accept action or refuses with a message and keeps the focus; a
+// spinner step runs the step action at once.
+class NumericEntryField : public QObject
+{
+    Q_OBJECT
+public:
+    using Action = std::function<void(const QString &text)>;
+
+    NumericEntryField(QLineEdit *txt, UpDownSpinner *upd, EntryWindowState &window,
+                      OperatorPrompt &prompt, const QString &title);
+
+    QLineEdit *txt() const { return m_txt; }
+    UpDownSpinner *upd() const { return m_upd; }
+    const QString &title() const { return m_title; }
+
+    void setAcceptAction(Action action) { m_accept = std::move(action); }
+    void setStepAction(Action action) { m_step = std::move(action); }
+
+    bool BeingEdited = false;
+    qint32 ValueOnEntry = 0;
+
+    // Shows a value from the cycle unless the operator is in the field;
+    // false when the field was left alone.
+    bool showValue(const QString &text);
+    // "Only a Number Between <min> and <max> can be Entered".
+    QString rejectionMessage() const;
+    // True when the text is a number within the spinner's limits.
+    bool acceptable() const;
+
+protected:
+    bool eventFilter(QObject *watched, QEvent *event) override;
+
+private:
+    void enter();
+    // False when the value was refused and the field took the focus back.
+    bool leave();
+    void escape();
+    void spinnerStep();
+    void parkFocus();
+
+    QLineEdit *m_txt;
+    UpDownSpinner *m_upd;
+    EntryWindowState &m_window;
+    OperatorPrompt &m_prompt;
+    QString m_title;
+    Action m_accept;
+    Action m_step;
+    bool m_inField = false;   // focus is in the field (window switches aside)
+    bool m_quietLeave = false; // the focus leaves without a check (park)
+    bool m_refusing = false;   // the refusal message is up
+    bool m_inRelease = false;
+};
+
+// The text is a number as the operator may type it: blanks around it, a
+// sign, a fraction or an exponent.
+bool isNumericText(const QString &text, double *value = nullptr);
