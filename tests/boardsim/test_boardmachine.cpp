@@ -12,7 +12,8 @@
 
 using namespace BoardRegisters;
 
-namespace {
+namespace
+{
 
 // The machine data table as the PC walks it: index -> register name.
 QStringList dataTableAddresses()
@@ -44,7 +45,8 @@ struct Limits {
 const Limits SetupLimits[16] = {{0, 1999}, {0, 1999}, {0, 500}, {0, 999}, {1, 5},  {0, 255},
                                 {0, 255},  {0, 255},  {1, 36},  {5, 50},  {5, 50}, {5, 50},
                                 {5, 50},   {0, 359},  {0, 359}, {0, 359}};
-const quint32 FactoryDefaults[16] = {600, 1000, 380, 32, 1, 12, 0, 0, 1, 15, 28, 15, 28, 180, 185, 0};
+const quint32 FactoryDefaults[16] = {600, 1000, 380, 32, 1,  12,  0,   0,
+                                     1,   15,   28,  15, 28, 180, 185, 0};
 
 struct Rig {
     BoardModel board;
@@ -192,10 +194,10 @@ void TestBoardMachine::consoleErrors()
 {
     Rig rig;
     const quint32 before = rig.get("W98");
-    for (const char *line : {"set B52 256", "set W98 65536", "set D1100 655360000", "set F119 2",
-                             "set W98 -5", "set W98 12a", "set X10 1", "set W98", "get",
-                             "get W98 W100", "silent maybe", "frozen", "delay -1",
-                             "wrong-echo x", "bogus", "quit now"}) {
+    for (const char *line :
+         {"set B52 256", "set W98 65536", "set D1100 655360000", "set F119 2", "set W98 -5",
+          "set W98 12a", "set X10 1", "set W98", "get", "get W98 W100", "silent maybe", "frozen",
+          "delay -1", "wrong-echo x", "bogus", "quit now"}) {
         const QString reply = rig.run(QLatin1String(line));
         QVERIFY2(reply.startsWith(QStringLiteral("error: ")), line);
     }
@@ -212,7 +214,8 @@ void TestBoardMachine::startValuesDistinct()
     QSet<quint32> seen;
     for (int i = 0; i < table.size(); ++i) {
         const quint32 v = rig.get(table[i]);
-        QVERIFY2(!seen.contains(v), qPrintable(QStringLiteral("%1 repeats %2").arg(table[i]).arg(v)));
+        QVERIFY2(!seen.contains(v),
+                 qPrintable(QStringLiteral("%1 repeats %2").arg(table[i]).arg(v)));
         seen.insert(v);
         const auto address = RegisterAddress::parse(table[i]);
         QVERIFY(v <= address->maxValue());
@@ -230,10 +233,10 @@ void TestBoardMachine::startValuesDistinct()
     // The counts add up: the shift's total blow-offs are the sum of the kinds,
     // and its bad can blow-offs the sum of its trips.
     for (int base : {1100, 1200}) {
-        const quint32 kinds = rig.get(QStringLiteral("D%1").arg(base + 8))
-                              + rig.get(QStringLiteral("D%1").arg(base + 12))
-                              + rig.get(QStringLiteral("D%1").arg(base + 16))
-                              + rig.get(QStringLiteral("D%1").arg(base + 20));
+        const quint32 kinds = rig.get(QStringLiteral("D%1").arg(base + 8)) +
+                              rig.get(QStringLiteral("D%1").arg(base + 12)) +
+                              rig.get(QStringLiteral("D%1").arg(base + 16)) +
+                              rig.get(QStringLiteral("D%1").arg(base + 20));
         QCOMPARE(rig.get(QStringLiteral("D%1").arg(base + 4)), kinds);
         quint32 trips = 0;
         for (int s = 0; s < 36; ++s)
@@ -307,7 +310,7 @@ void TestBoardMachine::qcBlowoff()
     QCOMPARE(rig.get("D1104"), total + 1);
     QCOMPARE(rig.get("F825"), quint32(0));
     QCOMPARE(rig.get("F102"), quint32(0));
-    QVERIFY(rig.get("W110") & 0x8000u);   // Q.C. solenoid
+    QVERIFY(rig.get("W110") & 0x8000u); // Q.C. solenoid
 
     // The second flag alone does nothing and is cleared.
     QCOMPARE(rig.run("set F102 1"), QStringLiteral("ok"));
@@ -358,7 +361,7 @@ void TestBoardMachine::badCanTestTrip()
     const QString current = QStringLiteral("W%1").arg(1124 + 2 * (spindle - 1));
     QCOMPARE(rig.get(sinceReset), before.get(sinceReset) + 1);
     QCOMPARE(rig.get(current), before.get(current) + 1);
-    QVERIFY(rig.get("W110") & 0x4000u);   // bad can solenoid
+    QVERIFY(rig.get("W110") & 0x4000u); // bad can solenoid
 }
 
 void TestBoardMachine::zeroResolver()
@@ -427,7 +430,7 @@ void TestBoardMachine::endOfShift()
         QCOMPARE(rig.get(QStringLiteral("W%1").arg(1124 + 2 * s)), quint32(0));
     }
     QCOMPARE(rig.get("W1020"), sinceReset);
-    QVERIFY(rig.get("W100") & (1u << 3));   // end of shift input while held
+    QVERIFY(rig.get("W100") & (1u << 3)); // end of shift input while held
 
     // Holding the flag (written again) does not transfer twice.
     rig.run("set F830 1");
@@ -453,7 +456,8 @@ void TestBoardMachine::runningMachine()
         maxCpm = qMax(maxCpm, rig.get("W112"));
         QVERIFY(rig.get("W180") < 360);
     }
-    QVERIFY2(minCpm >= 1480 && maxCpm <= 1520, qPrintable(QStringLiteral("%1..%2").arg(minCpm).arg(maxCpm)));
+    QVERIFY2(minCpm >= 1480 && maxCpm <= 1520,
+             qPrintable(QStringLiteral("%1..%2").arg(minCpm).arg(maxCpm)));
     QVERIFY(minCpm != maxCpm);
     const quint32 made = rig.get("D1100") - good;
     QVERIFY2(made > 1400 && made <= 1520, qPrintable(QString::number(made)));
@@ -474,7 +478,8 @@ void TestBoardMachine::runningMachine()
     for (int s = 0; s < 36; ++s)
         trips += rig.get(QStringLiteral("W%1").arg(1124 + 2 * s));
     QCOMPARE(rig.get("D1108"), trips);
-    QCOMPARE(rig.get("D1104"), rig.get("D1108") + rig.get("D1112") + rig.get("D1116") + rig.get("D1120"));
+    QCOMPARE(rig.get("D1104"),
+             rig.get("D1108") + rig.get("D1112") + rig.get("D1116") + rig.get("D1120"));
 }
 
 void TestBoardMachine::stoppedMachine()
@@ -500,7 +505,7 @@ void TestBoardMachine::stoppedMachine()
 
 void TestBoardMachine::clockCarries()
 {
-    Rig rig;   // 2024-02-28 23:59:58, a leap year
+    Rig rig; // 2024-02-28 23:59:58, a leap year
     rig.machine.advance(1500);
     QCOMPARE(rig.get("B43008"), quint32(59));
     rig.machine.advance(600);

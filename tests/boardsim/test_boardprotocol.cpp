@@ -6,7 +6,8 @@
 
 #include <vector>
 
-namespace {
+namespace
+{
 
 // One byte from the PC and the answer the board must give (-1: none).
 struct Exchange {
@@ -137,9 +138,9 @@ void TestBoardProtocol::readW98()
 {
     BoardModel board;
     board.registers().setWord(BoardRegisters::AlarmWord, 0xA705);
-    EXPECT_WIRE(board, {{0xFF, 0x55}, {0x01, 0x55},
-                       {0x00, 0x00}, {0x62, 0x05},
-                       {0x00, 0x00}, {0x63, 0xA7}});
+    EXPECT_WIRE(
+        board,
+        {{0xFF, 0x55}, {0x01, 0x55}, {0x00, 0x00}, {0x62, 0x05}, {0x00, 0x00}, {0x63, 0xA7}});
     // Reading again needs no new handshake.
     EXPECT_WIRE(board, {{0x00, 0x00}, {0x62, 0x05}});
     QCOMPARE(board.mode(), BoardModel::Mode::Read);
@@ -150,9 +151,14 @@ void TestBoardProtocol::writeW98()
     BoardModel board;
     std::vector<int> written;
     board.setWriteObserver([&](int address) { written.push_back(address); });
-    EXPECT_WIRE(board, {{0xFF, 0x55}, {0x02, 0x55},
-                       {0x00, 0x00}, {0x62, 0x62}, {0xD2, 0xD2},
-                       {0x00, 0x00}, {0x63, 0x63}, {0x04, 0x04}});
+    EXPECT_WIRE(board, {{0xFF, 0x55},
+                        {0x02, 0x55},
+                        {0x00, 0x00},
+                        {0x62, 0x62},
+                        {0xD2, 0xD2},
+                        {0x00, 0x00},
+                        {0x63, 0x63},
+                        {0x04, 0x04}});
     QCOMPARE(board.registers().wordAt(98), quint16(1234));
     QCOMPARE(written, (std::vector<int>{98, 99}));
     QCOMPARE(board.mode(), BoardModel::Mode::Write);
@@ -163,12 +169,23 @@ void TestBoardProtocol::writeDoubleWithFFBytes()
     // 655359999 in D1304 is 0F 27 FF FF: data bytes 0xFF are data, not
     // attention, and so is a low address byte 0xFF.
     BoardModel board;
-    EXPECT_WIRE(board, {{0xFF, 0x55}, {0x02, 0x55},
-                       {0x05, 0x05}, {0x18, 0x18}, {0x0F, 0x0F},
-                       {0x05, 0x05}, {0x19, 0x19}, {0x27, 0x27},
-                       {0x05, 0x05}, {0x1A, 0x1A}, {0xFF, 0xFF},
-                       {0x05, 0x05}, {0x1B, 0x1B}, {0xFF, 0xFF},
-                       {0x00, 0x00}, {0xFF, 0xFF}, {0x42, 0x42}});
+    EXPECT_WIRE(board, {{0xFF, 0x55},
+                        {0x02, 0x55},
+                        {0x05, 0x05},
+                        {0x18, 0x18},
+                        {0x0F, 0x0F},
+                        {0x05, 0x05},
+                        {0x19, 0x19},
+                        {0x27, 0x27},
+                        {0x05, 0x05},
+                        {0x1A, 0x1A},
+                        {0xFF, 0xFF},
+                        {0x05, 0x05},
+                        {0x1B, 0x1B},
+                        {0xFF, 0xFF},
+                        {0x00, 0x00},
+                        {0xFF, 0xFF},
+                        {0x42, 0x42}});
     QCOMPARE(board.registers().doubleAt(1304), quint32(655359999));
     QCOMPARE(board.registers().byteAt(0xFF), quint8(0x42));
     QCOMPARE(board.mode(), BoardModel::Mode::Write);
@@ -183,11 +200,16 @@ void TestBoardProtocol::readHighAddresses()
     r.setByte(0xFFFE, 0x11);
     r.setByte(0xFFFF, 0x22);
     QCOMPARE(handshake(board, 1), 1);
-    EXPECT_WIRE(board, {{0xEF, 0xEF}, {0xF0, 'D'},
-                       {0xFF, 0xFF}, {0x10, 0x3C},
-                       {0x00, 0x00}, {0xFF, 0x00},   // B255: low byte 0xFF
-                       {0xFF, 0xFF}, {0xFE, 0x11},   // word at FFFEH
-                       {0xFF, 0xFF}, {0xFF, 0x22}});
+    EXPECT_WIRE(board, {{0xEF, 0xEF},
+                        {0xF0, 'D'},
+                        {0xFF, 0xFF},
+                        {0x10, 0x3C},
+                        {0x00, 0x00},
+                        {0xFF, 0x00}, // B255: low byte 0xFF
+                        {0xFF, 0xFF},
+                        {0xFE, 0x11}, // word at FFFEH
+                        {0xFF, 0xFF},
+                        {0xFF, 0x22}});
     QCOMPARE(board.mode(), BoardModel::Mode::Read);
 }
 
@@ -252,7 +274,7 @@ void TestBoardProtocol::resynchronisation()
     board.registers().setWord(98, 0x0102);
     QCOMPARE(handshake(board, 1), 1);
     QCOMPARE(board.feed(0x00), std::optional<quint8>(0x00));
-    QVERIFY(board.feed(0xFF).has_value());   // taken as the low byte: data of 00FFH
+    QVERIFY(board.feed(0xFF).has_value()); // taken as the low byte: data of 00FFH
     QVERIFY(handshake(board, 1) > 0);
     EXPECT_WIRE(board, {{0x00, 0x00}, {0x62, 0x02}, {0x00, 0x00}, {0x63, 0x01}});
 

@@ -15,7 +15,8 @@
 #include <termios.h>
 #include <unistd.h>
 
-namespace {
+namespace
+{
 
 constexpr int Timeout = -1;
 constexpr int HungUp = -2;
@@ -123,7 +124,7 @@ public:
             const ssize_t n = ::read(m_fd, &byte, 1);
             if (n == 1)
                 return byte;
-            return HungUp;   // 0 or EIO: the other end has gone
+            return HungUp; // 0 or EIO: the other end has gone
         }
         return (p.revents & (POLLHUP | POLLERR)) ? HungUp : Timeout;
     }
@@ -187,7 +188,7 @@ void TestBoardSimProcess::dialogueAndConsole()
                        QStringLiteral("--trace"), tracePath}));
     QCOMPARE(QFileInfo(link).symLinkTarget(), sim.path());
 
-    QCOMPARE(sim.command(QStringLiteral("set W98 42240")), QStringLiteral("ok"));   // A500H
+    QCOMPARE(sim.command(QStringLiteral("set W98 42240")), QStringLiteral("ok")); // A500H
     Client pc;
     QVERIFY(pc.open(link));
     QCOMPARE(pc.exchangeAll({0xFF, 0xFF, 0x01, 0x00, 0x62, 0x00, 0x63}),
@@ -327,13 +328,14 @@ void TestBoardSimProcess::silentDelayAndWrongEcho()
     QCOMPARE(pc.exchange(0xFF, 2000), 0x55);
     QVERIFY(timer.elapsed() >= 145);
     QCOMPARE(pc.exchange(0x01, 2000), 0x55);
-    QCOMPARE(pc.exchange(0x00, 2000), 0x01);   // every echo wrong
+    QCOMPARE(pc.exchange(0x00, 2000), 0x01); // every echo wrong
 }
 
 void TestBoardSimProcess::pacing()
 {
     Simulator sim;
-    QVERIFY(sim.start({QStringLiteral("--pace"), QStringLiteral("1200"), QStringLiteral("--frozen")}));
+    QVERIFY(
+        sim.start({QStringLiteral("--pace"), QStringLiteral("1200"), QStringLiteral("--frozen")}));
     Client pc;
     QVERIFY(pc.open(sim.path()));
     QCOMPARE(pc.exchangeAll({0xFF, 0x01}), (QList<int>{0x55, 0x55}));
@@ -349,9 +351,10 @@ void TestBoardSimProcess::pacing()
 
 void TestBoardSimProcess::badOptions()
 {
-    for (const QStringList &args : {QStringList{QStringLiteral("--pace"), QStringLiteral("fast")},
-                                    QStringList{QStringLiteral("--close-after"), QStringLiteral("0")},
-                                    QStringList{QStringLiteral("extra")}}) {
+    for (const QStringList &args :
+         {QStringList{QStringLiteral("--pace"), QStringLiteral("fast")},
+          QStringList{QStringLiteral("--close-after"), QStringLiteral("0")},
+          QStringList{QStringLiteral("extra")}}) {
         QProcess p;
         p.start(simulatorPath(), args);
         QVERIFY(p.waitForFinished(5000));

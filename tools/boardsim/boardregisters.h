@@ -2,28 +2,29 @@
 
 // Byte addresses of the registers the decorator's user program keeps, and the
 // flag numbers of its commands. Flag n is bit n mod 8 of byte 32 + n div 8.
-namespace BoardRegisters {
+namespace BoardRegisters
+{
 
 // Machine status and live values.
-inline constexpr int SpindleCount = 52;       // byte
-inline constexpr int AlarmWord = 98;          // word, bits 0..2 carry alarms
-inline constexpr int Slot00 = 100;            // word, discrete I/O slot 0-0
-inline constexpr int Slot01 = 110;            // word, discrete I/O slot 0-1
-inline constexpr int MachineCpm = 112;        // word, cans per minute
-inline constexpr int Slot02 = 120;            // word, discrete I/O slot 0-2
-inline constexpr int AnalogIn0 = 162;         // word
-inline constexpr int AnalogIn1 = 164;         // word
-inline constexpr int AnalogOut0 = 166;        // byte
-inline constexpr int AnalogOut1 = 167;        // byte
-inline constexpr int TimingChannels = 170;    // word, 16 timing channels
-inline constexpr int ResolverPosition = 180;  // word
-inline constexpr int ResolverPeriod = 184;    // word, microseconds per turn
-inline constexpr int ResolverScale = 186;     // word, divisions per turn
-inline constexpr int ResolverOffset = 188;    // word
-inline constexpr int Appl1RollRpm = 526;      // word
-inline constexpr int Appl2RollRpm = 528;      // word
-inline constexpr int TrippedSpindle = 599;    // byte
-inline constexpr int QcSpindleNumber = 2088;  // byte
+inline constexpr int SpindleCount = 52;      // byte
+inline constexpr int AlarmWord = 98;         // word, bits 0..2 carry alarms
+inline constexpr int Slot00 = 100;           // word, discrete I/O slot 0-0
+inline constexpr int Slot01 = 110;           // word, discrete I/O slot 0-1
+inline constexpr int MachineCpm = 112;       // word, cans per minute
+inline constexpr int Slot02 = 120;           // word, discrete I/O slot 0-2
+inline constexpr int AnalogIn0 = 162;        // word
+inline constexpr int AnalogIn1 = 164;        // word
+inline constexpr int AnalogOut0 = 166;       // byte
+inline constexpr int AnalogOut1 = 167;       // byte
+inline constexpr int TimingChannels = 170;   // word, 16 timing channels
+inline constexpr int ResolverPosition = 180; // word
+inline constexpr int ResolverPeriod = 184;   // word, microseconds per turn
+inline constexpr int ResolverScale = 186;    // word, divisions per turn
+inline constexpr int ResolverOffset = 188;   // word
+inline constexpr int Appl1RollRpm = 526;     // word
+inline constexpr int Appl2RollRpm = 528;     // word
+inline constexpr int TrippedSpindle = 599;   // byte
+inline constexpr int QcSpindleNumber = 2088; // byte
 
 // Command and status flags.
 inline constexpr int CanSensorFlag = 17;
@@ -34,7 +35,7 @@ inline constexpr int EndOfShiftFlag = 137;
 inline constexpr int QcBlowoffFlag1 = 825;
 inline constexpr int BadCanTestFlag = 830;
 inline constexpr int ZeroResolverFlag = 831;
-inline constexpr int ResetTripsByte = 1016;   // bit 0 resets the trips per spindle
+inline constexpr int ResetTripsByte = 1016; // bit 0 resets the trips per spindle
 
 // Production counts. Per-spindle words are consecutive, 36 slots each.
 inline constexpr int MaxSpindles = 36;
@@ -88,9 +89,9 @@ inline constexpr int ClockMinute = 43010;
 inline constexpr int ClockHour = 43012;
 inline constexpr int ClockDay = 43015;
 inline constexpr int ClockMonth = 43016;
-inline constexpr int ClockYear = 43017;              // last two digits
+inline constexpr int ClockYear = 43017; // last two digits
 inline constexpr int ProgramStart = 0x4000;
-inline constexpr int ProgramIdent = 0xEFF0;          // eight characters
+inline constexpr int ProgramIdent = 0xEFF0; // eight characters
 inline constexpr int ProgramChecksum = 0xEFF8;
 inline constexpr int ProgramRevision = 0xEFF9;
 

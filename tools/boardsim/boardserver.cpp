@@ -15,7 +15,8 @@
 #include <termios.h>
 #include <unistd.h>
 
-namespace {
+namespace
+{
 
 int signalPipe[2] = {-1, -1};
 
@@ -56,7 +57,8 @@ void writeAll(int fd, const QByteArray &data)
 
 QString systemError(const char *what)
 {
-    return QStringLiteral("%1: %2").arg(QLatin1String(what), QString::fromLocal8Bit(std::strerror(errno)));
+    return QStringLiteral("%1: %2").arg(QLatin1String(what),
+                                        QString::fromLocal8Bit(std::strerror(errno)));
 }
 
 constexpr qint64 NsPerMs = 1000000;
@@ -65,10 +67,7 @@ constexpr qint64 NsPerMs = 1000000;
 
 BoardServer::BoardServer(BoardModel &board, MachineSim &machine, SimSettings &settings,
                          Options options)
-    : m_board(board),
-      m_machine(machine),
-      m_settings(settings),
-      m_options(std::move(options)),
+    : m_board(board), m_machine(machine), m_settings(settings), m_options(std::move(options)),
       m_console(board, settings)
 {
     m_clock.start();
@@ -136,7 +135,8 @@ bool BoardServer::open(QString *error)
     if (!m_options.tracePath.isEmpty()) {
         m_trace.setFileName(m_options.tracePath);
         if (!m_trace.open(QIODevice::WriteOnly | QIODevice::Truncate | QIODevice::Text)) {
-            *error = QStringLiteral("trace file %1: %2").arg(m_options.tracePath, m_trace.errorString());
+            *error =
+                QStringLiteral("trace file %1: %2").arg(m_options.tracePath, m_trace.errorString());
             return false;
         }
     }
@@ -168,7 +168,8 @@ int BoardServer::run()
             m_running = false;
         if (m_running && ready > 0 && (fds[1].revents & POLLIN))
             readFromClient();
-        if (m_running && ready > 0 && watchConsole && (fds[2].revents & (POLLIN | POLLHUP | POLLERR | POLLNVAL)))
+        if (m_running && ready > 0 && watchConsole &&
+            (fds[2].revents & (POLLIN | POLLHUP | POLLERR | POLLNVAL)))
             readConsole();
         if (m_running) {
             sendDueReplies();

@@ -23,14 +23,13 @@ class BoardServer
 {
 public:
     struct Options {
-        QString linkPath;    // symbolic link to the slave device, kept while running
-        QString tracePath;   // one line per byte received: "RX -> TX" in hex
-        int closeAfter = 0;  // vanish on receiving this many bytes; 0 = never
-        int tickMs = 100;    // machine time step
+        QString linkPath;   // symbolic link to the slave device, kept while running
+        QString tracePath;  // one line per byte received: "RX -> TX" in hex
+        int closeAfter = 0; // vanish on receiving this many bytes; 0 = never
+        int tickMs = 100;   // machine time step
     };
 
-    BoardServer(BoardModel &board, MachineSim &machine, SimSettings &settings,
-                Options options);
+    BoardServer(BoardModel &board, MachineSim &machine, SimSettings &settings, Options options);
     ~BoardServer();
 
     BoardServer(const BoardServer &) = delete;

@@ -8,7 +8,8 @@
 
 #include <optional>
 
-namespace {
+namespace
+{
 
 std::optional<quint32> unsignedNumber(QStringView text)
 {
@@ -52,8 +53,7 @@ CommandProcessor::Result CommandProcessor::execute(QStringView line)
 {
     QString text = line.toString();
     text.replace(u'\t', u' ');
-    const QList<QStringView> words =
-        QStringView(text).trimmed().split(u' ', Qt::SkipEmptyParts);
+    const QList<QStringView> words = QStringView(text).trimmed().split(u' ', Qt::SkipEmptyParts);
     if (words.isEmpty())
         return {};
     const QString command = words.front().toString().toLower();

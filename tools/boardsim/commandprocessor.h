@@ -20,7 +20,7 @@ public:
     enum class Outcome { Continue, Quit, Vanish };
 
     struct Result {
-        QString reply;  // empty for a blank line: nothing is answered
+        QString reply; // empty for a blank line: nothing is answered
         Outcome outcome = Outcome::Continue;
     };
 

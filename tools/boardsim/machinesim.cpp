@@ -8,7 +8,8 @@
 
 using namespace BoardRegisters;
 
-namespace {
+namespace
+{
 
 constexpr double Pi = 3.14159265358979323846;
 constexpr int SolenoidPulseMs = 250;
@@ -16,9 +17,9 @@ constexpr int RollRpmPerThousandCpm = 165;
 constexpr quint8 ProgramIdentText[8] = {'D', 'E', 'C', 'O', 'R', '2', '1', '3'};
 
 // Shift count registers, current shift; the last shift's are 100 higher.
-constexpr int ShiftCounts[] = {CurShiftGoodCans,        CurShiftBlowoffs,
-                               CurShiftBadCanBlowoffs,  CurShiftRestartBlowoffs,
-                               CurShiftManualBlowoffs,  CurShiftQcBlowoffs};
+constexpr int ShiftCounts[] = {CurShiftGoodCans,       CurShiftBlowoffs,
+                               CurShiftBadCanBlowoffs, CurShiftRestartBlowoffs,
+                               CurShiftManualBlowoffs, CurShiftQcBlowoffs};
 
 int spindleWord(int base, int spindle)
 {
@@ -34,9 +35,7 @@ bool inWindow(double degrees, double start, double length)
 } // namespace
 
 MachineSim::MachineSim(BoardModel &board, const QDateTime &clockStart)
-    : m_board(board),
-      m_random(6800),
-      m_clockStart(clockStart)
+    : m_board(board), m_random(6800), m_clockStart(clockStart)
 {
     m_board.setWriteObserver([this](int address) { registerWritten(address); });
 }
@@ -340,10 +339,10 @@ void MachineSim::updateIo()
 void MachineSim::registerWritten(int address)
 {
     RegisterSpace &r = regs();
-    if (address == RegisterSpace::flagByte(QcBlowoffFlag1)
-        || address == RegisterSpace::flagByte(QcBlowoffFlag2)
-        || address == RegisterSpace::flagByte(BadCanTestFlag)
-        || address == RegisterSpace::flagByte(ZeroResolverFlag)) {
+    if (address == RegisterSpace::flagByte(QcBlowoffFlag1) ||
+        address == RegisterSpace::flagByte(QcBlowoffFlag2) ||
+        address == RegisterSpace::flagByte(BadCanTestFlag) ||
+        address == RegisterSpace::flagByte(ZeroResolverFlag)) {
         handleCommandFlags();
     }
     if (address == ResetTripsByte) {
@@ -367,9 +366,9 @@ void MachineSim::registerWritten(int address)
             m_rawPosition = (r.wordAt(ResolverPosition) + r.wordAt(ResolverOffset)) % scale;
     }
     if (address == ClockSecond)
-        m_clockMs = 0;   // a second set from the PC starts now
-    if (address == ResolverOffset || address == ResolverOffset + 1
-        || address == ResolverScale || address == ResolverScale + 1)
+        m_clockMs = 0; // a second set from the PC starts now
+    if (address == ResolverOffset || address == ResolverOffset + 1 || address == ResolverScale ||
+        address == ResolverScale + 1)
         updatePosition();
 }
 
@@ -401,11 +400,11 @@ void MachineSim::qcBlowoff(int spindleCode)
     const int spindles = spindleCount();
     int cans = 0;
     if (spindleCode >= 1 && spindleCode <= spindles)
-        cans = 1;                       // one spindle
+        cans = 1; // one spindle
     else if (spindleCode == spindles + 1)
-        cans = spindles;                // blanket: every spindle
+        cans = spindles; // blanket: every spindle
     else if (spindleCode == spindles + 2)
-        cans = 1;                       // the can on the mandrel
+        cans = 1; // the can on the mandrel
     if (cans == 0)
         return;
     RegisterSpace &r = regs();

@@ -13,7 +13,8 @@
 #include <cstdio>
 #include <optional>
 
-namespace {
+namespace
+{
 
 std::optional<int> numberOption(const QCommandLineParser &parser, const QString &name, int min)
 {
@@ -51,8 +52,7 @@ int main(int argc, char *argv[])
     const QCommandLineOption trace(QStringLiteral("trace"),
                                    QStringLiteral("Write every byte both ways to FILE."),
                                    QStringLiteral("FILE"));
-    const QCommandLineOption silent(QStringLiteral("silent"),
-                                    QStringLiteral("Never answer."));
+    const QCommandLineOption silent(QStringLiteral("silent"), QStringLiteral("Never answer."));
     const QCommandLineOption wrongEcho(QStringLiteral("wrong-echo-every"),
                                        QStringLiteral("Answer every Nth echo wrongly."),
                                        QStringLiteral("N"));
@@ -89,10 +89,10 @@ int main(int argc, char *argv[])
         int min;
         int *target;
     };
-    for (const NumberOption &o : {NumberOption{pace, 1, &settings.paceBaud},
-                                  NumberOption{delay, 0, &settings.delayMs},
-                                  NumberOption{wrongEcho, 0, &wrongEchoEvery},
-                                  NumberOption{closeAfter, 1, &serverOptions.closeAfter}}) {
+    for (const NumberOption &o :
+         {NumberOption{pace, 1, &settings.paceBaud}, NumberOption{delay, 0, &settings.delayMs},
+          NumberOption{wrongEcho, 0, &wrongEchoEvery},
+          NumberOption{closeAfter, 1, &serverOptions.closeAfter}}) {
         if (!parser.isSet(o.option))
             continue;
         const auto value = numberOption(parser, o.option.names().front(), o.min);

@@ -2,7 +2,8 @@
 
 #include "registerspace.h"
 
-namespace {
+namespace
+{
 
 std::optional<int> decimalNumber(QStringView text)
 {
@@ -60,8 +61,8 @@ std::optional<RegisterAddress> RegisterAddress::parse(QStringView text, QString 
     if (point >= 0) {
         const auto byte = decimalNumber(rest.left(point));
         const auto bit = decimalNumber(rest.mid(point + 1));
-        if (!QStringView(u"BWDF").contains(letter) || !byte || !bit || *bit > 7
-            || *byte >= RegisterSpace::Size) {
+        if (!QStringView(u"BWDF").contains(letter) || !byte || !bit || *bit > 7 ||
+            *byte >= RegisterSpace::Size) {
             setError(error, QStringLiteral("bad bit address"));
             return std::nullopt;
         }
