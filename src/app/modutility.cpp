@@ -23,10 +23,15 @@ ModUtility::ModUtility(RSComm &rsComm, SerialPort &commPort, OperatorPrompt &pro
 void ModUtility::ApplyCommMode()
 {
     RSComm &comm = *gRSComm;
-    if (comm.OnlineMode)
+    if (comm.OnlineMode) {
         comm.OpenRSComm(*gCommPort);
-    else
+        // A port that would not open leaves the mode as it was asked for;
+        // the program is offline all the same and shows it.
+        if (!gCommPort->isOpen())
+            comm.OnlineMode = false;
+    } else {
         comm.CloseRSComm();
+    }
 
     if (m_modeView)
         m_modeView->showCommMode(comm.OnlineMode);

@@ -1,0 +1,156 @@
+#pragma once
+
+// The real main window with its real link, driven by a test: a scripted
+// prompt answers every message box, scripted file dialogs answer every file
+// question, and the program folder is a fresh temporary one with the shipped
+// Support files copied in.
+
+#include "app/filedialogs.h"
+#include "app/frmmdimain.h"
+#include "comm/clock.h"
+#include "comm/posixserialport.h"
+#include "comm/rscomm.h"
+#include "fakes/boardsimprocess.h"
+#include "fakes/scriptedprompt.h"
+#include "machine/machinedata.h"
+
+#include <QAction>
+#include <QApplication>
+#include <QDir>
+#include <QFile>
+#include <QList>
+#include <QTemporaryDir>
+#include <QTimer>
+#include <QTest>
+
+#include <memory>
+#include <optional>
+
+// Answers the file dialogs from a queue (nullopt = Cancel) and records each
+// question as (filter, initial path).
+class ScriptedFileDialogs final : public FileDialogs
+{
+public:
+    struct Asked
+    {
+        bool save;
+        QString filter;
+        QString initialPath;
+    };
+
+    std::optional<QString> openFile(QWidget *, const QString &filter,
+                                    const QString &initialPath) override
+    {
+        return answer(false, filter, initialPath);
+    }
+    std::optional<QString> saveFile(QWidget *, const QString &filter,
+                                    const QString &initialPath) override
+    {
+        return answer(true, filter, initialPath);
+    }
+
+    QList<std::optional<QString>> answers;
+    QList<Asked> asked;
+
+private:
+    std::optional<QString> answer(bool save, const QString &filter, const QString &initialPath)
+    {
+        asked.append({save, filter, initialPath});
+        return answers.isEmpty() ? std::nullopt : answers.takeFirst();
+    }
+};
+
+// Forwards to a real port and keeps every byte sent and every open.
+class RecordingPort final : public SerialPort
+{
+public:
+    explicit RecordingPort(SerialPort &inner) : m_inner(inner) {}
+
+    QByteArray sent;
+    int openCount = 0;
+
+    void setPortNumber(int number) override { m_inner.setPortNumber(number); }
+    int portNumber() const override { return m_inner.portNumber(); }
+    void setBaudRate(int baud) override { m_inner.setBaudRate(baud); }
+    int baudRate() const override { return m_inner.baudRate(); }
+    bool open() override
+    {
+        ++openCount;
+        return m_inner.open();
+    }
+    void close() override { m_inner.close(); }
+    bool isOpen() const override { return m_inner.isOpen(); }
+    bool sendByte(quint8 value) override
+    {
+        sent.append(char(value));
+        return m_inner.sendByte(value);
+    }
+    int bytesWaiting() override { return m_inner.bytesWaiting(); }
+    int readByte() override { return m_inner.readByte(); }
+    void discardInput() override { m_inner.discardInput(); }
+    bool waitForByte(qint64 deadlineMs) override { return m_inner.waitForByte(deadlineMs); }
+    SerialError lastError() const override { return m_inner.lastError(); }
+    QString deviceName() const override { return m_inner.deviceName(); }
+
+private:
+    SerialPort &m_inner;
+};
+
+inline QString binDir()
+{
+    return BoardSimProcess::binDir();
+}
+
+// A fresh program folder: Support/ with the shipped fault texts.
+inline bool prepareProgramDir(const QString &dir)
+{
+    const QString support = QDir(dir).filePath(QStringLiteral("Support"));
+    if (!QDir().mkpath(support))
+        return false;
+    const QString shipped = QDir(binDir()).filePath(QStringLiteral("Support/FaultErrCodes.txt"));
+    const QString copy = QDir(support).filePath(QStringLiteral("FaultErrCodes.txt"));
+    QFile::remove(copy);
+    return QFile::copy(shipped, copy);
+}
+
+struct AppHarness
+{
+    QTemporaryDir dir;
+    SteadyClock clock;
+    ScriptedPrompt prompt;
+    ScriptedFileDialogs dialogs;
+    std::unique_ptr<PosixSerialPort> realPort;
+    std::unique_ptr<RecordingPort> port;
+    std::unique_ptr<RSComm> comm;
+    MachineData data;
+    std::unique_ptr<frmMDIMain> window;
+
+    QString programDir() const { return dir.path(); }
+
+    // Builds the program folder and the window. The window's own timer is
+    // stopped so each test decides when a background tick runs.
+    bool start(bool keepTimer = false)
+    {
+        if (!dir.isValid() || !prepareProgramDir(dir.path()))
+            return false;
+        realPort = std::make_unique<PosixSerialPort>(clock, dir.path());
+        port = std::make_unique<RecordingPort>(*realPort);
+        comm = std::make_unique<RSComm>(clock, prompt, dir.path());
+        window = std::make_unique<frmMDIMain>(frmMDIMain::Collaborators{
+            *comm, *port, prompt, clock, data, dialogs, dir.path()});
+        if (!keepTimer)
+            window->tmrBackgroungUpdate->stop();
+        return true;
+    }
+
+    frmMDIMain &w() { return *window; }
+    ModUtility &util() { return window->util(); }
+
+    int timesAsked(const QString &text) const
+    {
+        int n = 0;
+        for (const auto &a : prompt.asked)
+            n += a.text == text ? 1 : 0;
+        return n;
+    }
+};
