@@ -158,9 +158,11 @@ int BoardServer::run()
         if (watchConsole)
             fds[count++] = {STDIN_FILENO, POLLIN, 0};
 
-        const int ready = ::poll(fds, count, pollTimeoutMs());
+        const qint64 waitNs = pollTimeoutNs();
+        timespec timeout{time_t(waitNs / 1000000000), long(waitNs % 1000000000)};
+        const int ready = ::ppoll(fds, count, waitNs < 0 ? nullptr : &timeout, nullptr);
         if (ready < 0 && errno != EINTR) {
-            writeAll(STDERR_FILENO, systemError("poll").toLocal8Bit() + '\n');
+            writeAll(STDERR_FILENO, systemError("ppoll").toLocal8Bit() + '\n');
             return 1;
         }
 
@@ -181,7 +183,7 @@ int BoardServer::run()
     return 0;
 }
 
-int BoardServer::pollTimeoutMs() const
+qint64 BoardServer::pollTimeoutNs() const
 {
     qint64 wait = -1;
     const qint64 now = nowNs();
@@ -191,9 +193,7 @@ int BoardServer::pollTimeoutMs() const
         const qint64 tick = qMax<qint64>(0, m_lastTickNs + m_options.tickMs * NsPerMs - now);
         wait = wait < 0 ? tick : qMin(wait, tick);
     }
-    if (wait < 0)
-        return -1;
-    return int((wait + NsPerMs - 1) / NsPerMs);
+    return wait;
 }
 
 void BoardServer::readFromClient()

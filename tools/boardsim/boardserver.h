@@ -15,7 +15,7 @@ struct SimSettings;
 // Puts the board on a pseudo-terminal and runs it: bytes from the PC are fed
 // to the board and its replies sent back (held for --delay-ms and the wire
 // time under --pace), the machine is moved on every tick, and console
-// commands are read from stdin. One thread, one poll(2) loop.
+// commands are read from stdin. One thread, one ppoll(2) loop.
 //
 // The server keeps its own descriptor of the slave side open, so a client
 // that closes and reopens the device finds the board as it left it.
@@ -57,7 +57,8 @@ private:
     void readConsole();
     void runCommand(QStringView line);
     void advanceMachine();
-    int pollTimeoutMs() const;
+    // Until the next reply or tick is due; -1 for no limit.
+    qint64 pollTimeoutNs() const;
     void trace(quint8 received, int replied);
     void vanish();
     void closeDevice();
