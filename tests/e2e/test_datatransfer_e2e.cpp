@@ -232,6 +232,20 @@ private slots:
         QCOMPARE(cli(kPort, {"show"}).exitCode, 2);
         QCOMPARE(cli(kPort, {"download", "all", filePath("missing.sdt")}).exitCode, 5);
 
+        // A file of another version is used only when the operator says so;
+        // with no terminal to ask, the answer is Cancel.
+        DataSet other;
+        QCOMPARE(readSetupFile(file, other), MachineError::None);
+        other.Version = QStringLiteral("KESTRO_R2.0.9");
+        const QString otherFile = filePath("other.sdt");
+        QCOMPARE(writeSetupFile(otherFile, other), MachineError::None);
+        const Run asked = cli(kPort, {"download", "all", otherFile});
+        QCOMPARE(asked.exitCode, 5);
+        QVERIFY2(asked.err.contains("File created by set-up program version: KESTRO_R2.0.9\n"
+                                    "Data tables may not be properly aligned."),
+                 qPrintable(asked.err));
+        QCOMPARE(cli(kPort, {"show", otherFile}).exitCode, 0);
+
         // A damaged file is neither used nor overwritten by an upload.
         const QString damaged = filePath("damaged.sdt");
         QFile::copy(file, damaged);

@@ -305,6 +305,12 @@ void TestSdtFile::missingFile()
     const DataSet before = m.gFileData;
     QCOMPARE(m.readFile(path("none.sdt")), MachineError::FileNotFound);
     QCOMPARE(m.gFileData, before);
+    QVERIFY(QDir(m_dir->path()).mkdir("folder.sdt"));
+    QCOMPARE(m.readFile(path("folder.sdt")), MachineError::FileOpenFailed);
+    QCOMPARE(m.gFileData, before);
+    QVERIFY(writeAll(path("empty.sdt"), QByteArray()));
+    QCOMPARE(m.readFile(path("empty.sdt")), MachineError::FileTooShort);
+    QCOMPARE(m.gFileData, before);
 }
 
 void TestSdtFile::existingLongerFileKeepsTail()
