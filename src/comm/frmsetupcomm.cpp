@@ -128,7 +128,7 @@ frmSetupComm::frmSetupComm(RSComm &rsComm, SerialPort &commPort, OperatorPrompt 
     connect(txtCommPort, &QLineEdit::textChanged, this, &frmSetupComm::showDevice);
     connect(cmdSave, &QPushButton::clicked, this, &frmSetupComm::cmdSave_Click);
     connect(cmdCancel, &QPushButton::clicked, this, &frmSetupComm::cmdCancel_Click);
-    connect(qApp, &QApplication::focusChanged, this, &frmSetupComm::focusChanged);
+    m_focusWatch = connect(qApp, &QApplication::focusChanged, this, &frmSetupComm::focusChanged);
 
     // Load step.
     m_wasOnline = m_rsComm.OnlineMode;
@@ -138,6 +138,13 @@ frmSetupComm::frmSetupComm(RSComm &rsComm, SerialPort &commPort, OperatorPrompt 
                      dir.filePath(QStringLiteral("LMX51"))};
     adjustSize();
     ModUtility::CenterForm(this);
+}
+
+frmSetupComm::~frmSetupComm()
+{
+    // Hiding the window on destruction moves the focus: by then this part
+    // of the object is gone and must not hear about it.
+    disconnect(m_focusWatch);
 }
 
 void frmSetupComm::showFailure(const QString &title, int number, const QString &description)

@@ -27,6 +27,7 @@ public:
 
     frmSetupComm(RSComm &rsComm, SerialPort &commPort, OperatorPrompt &prompt,
                  const QString &programDir, QWidget *parent = nullptr);
+    ~frmSetupComm() override;
 
     QGroupBox *fraCommPort;
     QLineEdit *txtCommPort;
@@ -60,4 +61,5 @@ private:
     bool m_wasOnline = false;
     bool m_validating = false;
     QStringList m_toolFolders;
+    QMetaObject::Connection m_focusWatch;
 };
