@@ -151,6 +151,9 @@ bool DisplayForm::readStep()
         if (!self)
             return false;
         ++m_readCount;
+        emit passRead(read.address);
+        if (!self)
+            return false;
         if (link.CommError)
             return false;
         if (read.show)

@@ -51,6 +51,10 @@ public:
     // Pause between turns while offline; online turns follow at once.
     void setOfflineTurnInterval(int ms) { m_offlineIntervalMs = ms; }
 
+signals:
+    // A register (or limit-switch query, empty address) was read by a pass.
+    void passRead(const QString &address);
+
 protected:
     // Activation before the cycle starts; by default the layout of the mode.
     virtual void activated();

@@ -1,0 +1,142 @@
+#include "displayfixture.h"
+#include "displays/displaytext.h"
+#include "displays/frmdisplayio.h"
+
+#include <QGroupBox>
+#include <QLabel>
+
+// The I/O Status window against the simulated board.
+class TestFrmDisplayIO : public QObject
+{
+    Q_OBJECT
+
+    DisplayFixture f;
+    std::unique_ptr<frmDisplayIO> form;
+
+    frmDisplayIO &open()
+    {
+        form = std::make_unique<frmDisplayIO>(*f.util);
+        if (!DisplayFixture::activate(*form))
+            qFatal("window did not become active");
+        return *form;
+    }
+
+    static bool isOn(QLabel *l)
+    {
+        return l->text() == u"ON" && l->palette().color(QPalette::WindowText) == DisplayText::OnColour;
+    }
+    static bool isOff(QLabel *l)
+    {
+        return l->text() == u"off" && l->palette().color(QPalette::WindowText) == DisplayText::OffColour;
+    }
+
+private slots:
+    void initTestCase() { QVERIFY(f.start(64)); }
+    void cleanupTestCase() { f.stop(); }
+    void cleanup()
+    {
+        if (form)
+            form->Form_Unload();
+        form.reset();
+        if (f.comm->OnlineMode)
+            f.goOffline();
+    }
+
+    void captionsAndTooltips()
+    {
+        frmDisplayIO &w = open();
+        QCOMPARE(w.windowTitle(), QStringLiteral("I/O Status"));
+        QCOMPARE(w.fraBMIO[2]->title(), QStringLiteral("Slot0-0"));
+        QCOMPARE(w.lblSlot00[0]->text(), QStringLiteral("(B100.0)    0:"));
+        QCOMPARE(w.lblSlot00[0]->toolTip(), QStringLiteral("Mandrel No.1 Mark Sensor"));
+        QCOMPARE(w.lblSlot00[8]->text(), QStringLiteral("(B101.0)  10:"));
+        QCOMPARE(w.lblSlot01[15]->text(), QStringLiteral("(B111.7)  17:"));
+        QCOMPARE(w.lblSlot01[15]->toolTip(), QStringLiteral("Q.C. Can Blowoff Solenoid"));
+        QCOMPARE(w.lblSlot02[1]->toolTip(), QStringLiteral("'A' Trip Cam off Solenoid"));
+        QCOMPARE(w.lblTmgChannel[7]->text(), QStringLiteral("CH07:"));
+        QCOMPARE(w.lblTmgChannel[8]->text(), QStringLiteral("CH10:"));
+        QCOMPARE(w.lblTmgChannel[7]->toolTip(), QStringLiteral("1 Puls Per Can Timing"));
+        QCOMPARE(w.lblTmgChannelState[15]->toolTip(), QStringLiteral("B171.7"));
+        QCOMPARE(w.lblt6810[6]->toolTip(), QStringLiteral("Reslover Position"));
+        QCOMPARE(w.lblt6810[7]->text(), QStringLiteral("RPM:"));
+        QCOMPARE(w.lblt6810State[7]->toolTip(), QStringLiteral("W182"));
+        QCOMPARE(w.registers()[7], QStringLiteral("W112"));
+        QCOMPARE(w.registers()[6], QStringLiteral("W180"));
+        QCOMPARE(w.registers()[14], QStringLiteral("W120"));
+    }
+
+    void offlineShowsDashesAndReadsNothing()
+    {
+        frmDisplayIO &w = open();
+        QTest::qWait(300);
+        QCOMPARE(w.readCount(), 0);
+        QCOMPARE(w.lblt6810State[0]->text(), QStringLiteral("-"));
+        QCOMPARE(w.lblSlot02State[3]->text(), QStringLiteral("-"));
+        QVERIFY(!w.fraBMIO[0]->isEnabled() && !w.lblSlot00[0]->isEnabled());
+    }
+
+    void wordPatterns_data()
+    {
+        QTest::addColumn<QString>("address");
+        QTest::addColumn<int>("group");
+        QTest::addColumn<int>("value");
+        QTest::newRow("W100 1") << "W100" << 1 << 1;
+        QTest::newRow("W110 32768") << "W110" << 2 << 32768;
+        QTest::newRow("W110 65535") << "W110" << 2 << 65535;
+        QTest::newRow("W170 255") << "W170" << 0 << 255;
+        QTest::newRow("W120 0") << "W120" << 3 << 0;
+    }
+    void wordPatterns()
+    {
+        QFETCH(QString, address);
+        QFETCH(int, group);
+        QFETCH(int, value);
+        QVERIFY(f.goOnline());
+        frmDisplayIO &w = open();
+        QVERIFY(f.set(address, value));
+        QVERIFY(DisplayFixture::waitPasses(w, 2));
+        const std::array<frmDisplayIO::GroupLabels *, 4> groups = {
+            &w.lblTmgChannelState, &w.lblSlot00State, &w.lblSlot01State, &w.lblSlot02State};
+        for (int b = 0; b < 16; ++b) {
+            QLabel *state = (*groups[group])[b];
+            if (value & (1 << b))
+                QVERIFY2(isOn(state), qPrintable(QStringLiteral("bit %1").arg(b)));
+            else
+                QVERIFY2(isOff(state), qPrintable(QStringLiteral("bit %1").arg(b)));
+        }
+    }
+
+    void boardPoints()
+    {
+        QVERIFY(f.set("F18", 1) && f.set("F17", 0) && f.set("W112", 640) && f.set("W162", 512));
+        QVERIFY(f.goOnline());
+        frmDisplayIO &w = open();
+        QVERIFY(DisplayFixture::waitPasses(w, 2));
+        QVERIFY(isOn(w.lblt6810State[0]));
+        QVERIFY(isOff(w.lblt6810State[1]));
+        QCOMPARE(w.lblt6810State[7]->text(), QStringLiteral("640"));
+        QCOMPARE(w.lblt6810State[2]->text(), QStringLiteral("512"));
+        // Only exactly 1 is ON.
+        w.showRead(0, QStringLiteral("2"));
+        QVERIFY(isOff(w.lblt6810State[0]));
+        w.showRead(0, QStringLiteral("1"));
+        QVERIFY(isOn(w.lblt6810State[0]));
+    }
+
+    void silentBoardSwitchesOffline()
+    {
+        QVERIFY(f.goOnline());
+        frmDisplayIO &w = open();
+        QVERIFY(DisplayFixture::waitPasses(w, 1));
+        QCOMPARE(w.lblSlot00State[0]->text().isEmpty(), false);
+        QCOMPARE(f.sim.command(QStringLiteral("silent on")), QStringLiteral("ok"));
+        QTRY_VERIFY_WITH_TIMEOUT(!f.comm->OnlineMode, 20000);
+        QTRY_COMPARE(w.lblSlot00State[0]->text(), QStringLiteral("-"));
+        QCOMPARE(w.lblt6810State[6]->text(), QStringLiteral("-"));
+        QVERIFY(!w.fraBMIO[1]->isEnabled());
+        QCOMPARE(f.sim.command(QStringLiteral("silent off")), QStringLiteral("ok"));
+    }
+};
+
+QTEST_MAIN(TestFrmDisplayIO)
+#include "test_frmdisplayio.moc"
