@@ -425,7 +425,9 @@ void frmMDIMain::mnuWindowForm_Click(int index)
     }
 
     ChildForm *child = loadChildForm(index, *m_util, nullptr);
-    QMdiSubWindow *sub = mdiArea->addSubWindow(child);
+    // One child fills the area at a time and the Window menu is the way to
+    // change it, so the child has no frame or buttons of its own.
+    QMdiSubWindow *sub = mdiArea->addSubWindow(child, Qt::FramelessWindowHint);
     sub->setAttribute(Qt::WA_DeleteOnClose, false);
     sub->setWindowIcon(windowIcon());
     m_childForms[index] = sub;
