@@ -15,15 +15,18 @@ UpDownSpinner::UpDownSpinner(QLineEdit *buddy, QWidget *parent)
     for (QToolButton *button : {m_up, m_down}) {
         button->setFocusPolicy(Qt::NoFocus);
         button->setAutoRepeat(true);
-        button->setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Expanding);
         layout->addWidget(button);
     }
+    // As tall as the text box, whatever room the layout offers.
+    const QSize size = sizeHint();
+    setFixedSize(size);
+    m_up->setFixedSize(size.width(), size.height() / 2);
+    m_down->setFixedSize(size.width(), size.height() - size.height() / 2);
     m_up->setArrowType(Qt::UpArrow);
     m_down->setArrowType(Qt::DownArrow);
     m_up->setObjectName(QStringLiteral("up"));
     m_down->setObjectName(QStringLiteral("down"));
     setFocusPolicy(Qt::NoFocus);
-    setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Preferred);
     connect(m_up, &QToolButton::clicked, this, [this] { step(Direction::Up); });
     connect(m_down, &QToolButton::clicked, this, [this] { step(Direction::Down); });
 }
