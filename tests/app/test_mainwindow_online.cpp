@@ -6,11 +6,13 @@
 #include "app/faulttext.h"
 #include "app/frmmdimain.h"
 #include "app/frmprocessing.h"
+#include "comm/frmsetupcomm.h"
 #include "appharness.h"
 #include "machine/registermap.h"
 #include "machine/sdtfile.h"
 
 #include <QLabel>
+#include <QLineEdit>
 #include <QProgressBar>
 #include <QPushButton>
 #include <QSignalSpy>
@@ -50,6 +52,9 @@ private slots:
     void cancelDuringShiftUploadKeepsTheLaterValues();
     void downloadSetupWritesTheBoard();
     void exitWithChangesCancelKeepsRunningOnline();
+    void saveOnlineUploadsEverythingFirstWhenAsked();
+    void exportOnlineUploadsShiftDataFirstWhenAsked();
+    void commPortWindowWithNoBoardLeavesTheProgramOffline();
 
 private:
     // A started window online against a still simulator on port 1.
@@ -355,6 +360,98 @@ void TestMainWindowOnline::exitWithChangesCancelKeepsRunningOnline()
     QVERIFY(!h.port->isOpen());
     QVERIFY(!h.comm->OnlineMode);
     QVERIFY(h.port->sent.endsWith('\xFF'));
+}
+
+void TestMainWindowOnline::saveOnlineUploadsEverythingFirstWhenAsked()
+{
+    AppHarness h;
+    BoardSimProcess sim;
+    QVERIFY(online(h, sim));
+    frmMDIMain &w = h.w();
+    for (const char *line : {"set B1011 9", "set W1294 4242", "set D1212 65537", "set W830 12"})
+        QCOMPARE(sim.command(QString::fromLatin1(line)), QStringLiteral("ok"));
+
+    // Yes to the upload question: all data comes up with no further question.
+    const QString path = QDir(h.programDir()).filePath(QStringLiteral("asked.sdt"));
+    h.dialogs.answers = {path};
+    h.prompt.answers = {PromptAnswer::Yes};
+    w.mnuFileSave_Click();
+    QCOMPARE(h.prompt.asked.size(), 1);
+    QCOMPARE(h.prompt.asked[0].text, QStringLiteral("Do you wish to first 'Upload Data' from the T6800?  "));
+    QCOMPARE(h.util().gTransferMode, qint16(4));
+    QVERIFY(!w.gUploadNOW.isEmpty());
+    DataSet saved;
+    QCOMPARE(readSetupFile(path, saved), MachineError::None);
+    QCOMPARE(saved.Value[0], 9);
+    QCOMPARE(saved.Value[120], 4242);
+    QCOMPARE(saved.Value[84], 65537);
+    QCOMPARE(saved.Value[135], 12);
+    QCOMPARE(saved, h.data.gSavedData);
+    QCOMPARE(w.windowTitle(), QStringLiteral("KESTRO - [asked.sdt]"));
+}
+
+void TestMainWindowOnline::exportOnlineUploadsShiftDataFirstWhenAsked()
+{
+    AppHarness h;
+    BoardSimProcess sim;
+    QVERIFY(online(h, sim));
+    frmMDIMain &w = h.w();
+    for (const char *line : {"set W1124 4321", "set D1200 77", "set W1092 999"})
+        QCOMPARE(sim.command(QString::fromLatin1(line)), QStringLiteral("ok"));
+
+    const QString path = QDir(h.programDir()).filePath(QStringLiteral("shift.txt"));
+    h.dialogs.answers = {path};
+    h.prompt.answers = {PromptAnswer::Yes};
+    w.mnuFileExport_Click();
+    QCOMPARE(h.prompt.asked.size(), 1);
+    QCOMPARE(h.util().gTransferMode, qint16(1));
+    QFile file(path);
+    QVERIFY(file.open(QIODevice::ReadOnly));
+    const QStringList lines = QString::fromUtf8(file.readAll()).split(QStringLiteral("\r\n"));
+    QCOMPARE(lines[0], QStringLiteral("untitled"));
+    QCOMPARE(lines[1], QStringLiteral("Date: ") + w.gUploadNOW);
+    QVERIFY(!w.gUploadNOW.isEmpty());
+    QCOMPARE(lines[13], QStringLiteral(" 4321"));
+    QCOMPARE(lines[52], QStringLiteral(" 77"));
+    // Only the shift data came up.
+    QCOMPARE(h.data.gCurrentData.Value[Item::CanfeedEnableLowSpeed], 600);
+}
+
+void TestMainWindowOnline::commPortWindowWithNoBoardLeavesTheProgramOffline()
+{
+    AppHarness h;
+    BoardSimProcess sim;
+    BoardSimProcess silent;
+    QVERIFY(online(h, sim));
+    QVERIFY(silent.start({QStringLiteral("--silent")}));
+    QVERIFY(silent.linkAsPort(h.programDir(), 2));
+    frmMDIMain &w = h.w();
+    w.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&w));
+
+    // Inside the modal window: port 2 (no answer), Save, then Cancel.
+    bool saved = false;
+    bool stayedOpen = false;
+    QTimer::singleShot(0, this, [&] {
+        auto *window = w.findChild<frmSetupComm *>();
+        QVERIFY(window);
+        window->txtCommPort->setText(QStringLiteral("2"));
+        window->cmdSave_Click();
+        saved = true;
+        stayedOpen = window->isVisible();
+        window->cmdCancel_Click();
+    });
+    w.mnuEditCommPort_Click();
+    QVERIFY(saved);
+    QVERIFY(stayedOpen);
+    QVERIFY(!w.findChild<frmSetupComm *>());
+    QVERIFY(!h.comm->OnlineMode);
+    QCOMPARE(w.panelText(2), QStringLiteral("OFFLINE"));
+    QVERIFY(w.mnuViewOffline->isChecked());
+    QVERIFY(!w.mnuEditPasscode->isEnabled());
+    QCOMPARE(h.prompt.asked.first().title, QStringLiteral("WARNING - Communication Error!"));
+    w.tmrBackgroungUpdate_Timer();
+    QCOMPARE(w.panelText(1), QStringLiteral("System Message:  Comm Fault with T6800"));
 }
 
 QTEST_MAIN(TestMainWindowOnline)
