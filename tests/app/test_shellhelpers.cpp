@@ -9,6 +9,8 @@
 #include "comm/recordfile.h"
 
 #include <QFile>
+#include <QLineEdit>
+#include <QScreen>
 #include <QRegularExpression>
 #include <QSet>
 #include <QTemporaryDir>
@@ -36,6 +38,7 @@ private slots:
     void shippedFaultFileCoversEveryReportedCode();
     void displayTextTurnsCarriageReturnsIntoLineBreaks();
     void fileFilterTranslation();
+    void selectAllTextAndCenterForm();
 };
 
 void TestShellHelpers::projectBoardTypeFindsTheProjectFileInAnyCase()
@@ -144,6 +147,25 @@ void TestShellHelpers::fileFilterTranslation()
              QStringLiteral("Setup Files(*.sdt) (*.sdt)"));
     QCOMPARE(QtFileDialogs::qtFilter(QStringLiteral("Text Files(*.txt)|*.txt|All|*.*")),
              QStringLiteral("Text Files(*.txt) (*.txt);;All (*.*)"));
+}
+
+void TestShellHelpers::selectAllTextAndCenterForm()
+{
+    QLineEdit text(QStringLiteral("1999"));
+    text.setCursorPosition(2);
+    ModUtility::SelectAllText(&text);
+    QCOMPARE(text.selectionStart(), 0);
+    QCOMPARE(text.selectedText(), QStringLiteral("1999"));
+
+    QWidget window;
+    window.resize(300, 200);
+    window.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&window));
+    ModUtility::CenterForm(&window);
+    const QRect screen = window.screen()->geometry();
+    const QRect frame = window.frameGeometry();
+    QCOMPARE(frame.left(), screen.left() + (screen.width() - frame.width()) / 2);
+    QCOMPARE(frame.top(), screen.top() + (screen.height() - frame.height()) / 2);
 }
 
 QTEST_MAIN(TestShellHelpers)
