@@ -5,7 +5,6 @@
 #include "comm/frmsetupcomm.h"
 #include "comm/operatorprompt.h"
 #include "comm/rscomm.h"
-#include "faulttext.h"
 #include "filedialogs.h"
 #include "frmprocessing.h"
 #include "icons.h"
@@ -808,7 +807,7 @@ void frmMDIMain::tmrBackgroungUpdate_Timer()
     if (comm.CommError)
         return;
 
-    const qint16 fault = FaultCode(comm);
+    const qint16 fault = comm.FaultCode();
     if (fault > 0) {
         // Once per fault episode, and never a second box over the first.
         if (!FaultMsgShown && !m_faultBoxOpen) {
@@ -820,7 +819,7 @@ void frmMDIMain::tmrBackgroungUpdate_Timer()
         }
         m_util->gSystemMessage = QStringLiteral("****** PROCESSOR FAULTED ******\r\n"
                                                 "Set-up Program is Currently ONLINE");
-        sbrMain[0]->setText(StatusPrefix + FaultDescription(m_programDir, fault, m_prompt));
+        sbrMain[0]->setText(StatusPrefix + comm.FaultDescription(fault));
         return;
     }
 

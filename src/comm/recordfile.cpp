@@ -74,18 +74,15 @@ bool RecordReader::readFile(const QString &path, QByteArray &content)
     return true;
 }
 
-bool RecordReader::lookUp(const QString &path, const QString &key, QString &text)
+bool RecordReader::lookUp(const QByteArray &content, const QString &key, QString &text)
 {
-    QByteArray content;
-    if (!readFile(path, content))
-        return false;
     RecordReader reader(content);
     QString code;
     QString value;
     while (reader.next(code)) {
         if (!reader.next(value))
             value.clear();
-        if (code == key) {
+        if (code.compare(key, Qt::CaseInsensitive) == 0) {
             text = value;
             return true;
         }

@@ -19,10 +19,9 @@ public:
 
     // Reads a whole file; false when it cannot be opened.
     static bool readFile(const QString &path, QByteArray &content);
-    // The text of the first record whose first field matches key exactly
-    // (after the blanks are dropped), from a file of two-field records.
-    // Returns false when the file is missing or has no such record.
-    static bool lookUp(const QString &path, const QString &key, QString &text);
+    // The text of the first two-field record whose first field matches key,
+    // letter case ignored (codes are hexadecimal: "0a" is "0A").
+    static bool lookUp(const QByteArray &content, const QString &key, QString &text);
 
 private:
     void skipBlankLines();

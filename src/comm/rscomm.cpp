@@ -47,13 +47,6 @@ QString RSComm::CommSettingsFile() const
     return QDir(m_programDir).filePath(QStringLiteral("Support/RSPort.cfg"));
 }
 
-void RSComm::showFailure(const QString &title, int number, const QString &description)
-{
-    m_prompt.ask(title,
-                 QStringLiteral("Error Number = %1\r\n\r\n%2").arg(number).arg(description),
-                 PromptIcon::Critical, PromptButtons::Ok);
-}
-
 bool RSComm::InitializeRSComm(SerialPort &commObj)
 {
     const QString path = CommSettingsFile();

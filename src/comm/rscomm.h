@@ -68,6 +68,14 @@ public:
                                    DecodedAddress &decoded, quint32 &value);
     static QByteArray ByteImage(const DecodedAddress &decoded, quint32 value);
 
+    // Board identity and fault texts.
+    static QString TargetboardName(qint16 boardType);
+    static QString LCFBoardIndex(qint16 boardType);
+    qint16 FirmwareRev();
+    qint16 FaultCode();
+    // "Fault Code (5CH): " and the text Support/FaultErrCodes.txt gives the code.
+    QString FaultDescription(int fltCode);
+
     // Limit-switch queries: the word as plain number text (" 291"), "-9999" on failure.
     QString PLSScaleFactor() { return queryText(0x18); }
     QString PLSOffset() { return queryText(0x28); }
@@ -95,7 +103,6 @@ private:
     QString queryText(quint8 code);
     bool checkValue(const QString &add, const QString &dataValue, DecodedAddress &decoded,
                     quint32 &value);
-    void showFailure(const QString &title, int number, const QString &description);
 
     Clock &m_clock;
     OperatorPrompt &m_prompt;

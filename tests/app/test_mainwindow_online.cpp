@@ -3,7 +3,6 @@
 // transfers with Cancel, saving what was uploaded, and exit while online.
 
 #include "app/childform.h"
-#include "app/faulttext.h"
 #include "app/frmmdimain.h"
 #include "app/frmprocessing.h"
 #include "comm/frmsetupcomm.h"
@@ -167,7 +166,7 @@ void TestMainWindowOnline::faultBoxOncePerEpisode()
     QCOMPARE(h.util().gSystemMessage,
              QStringLiteral("****** PROCESSOR FAULTED ******\r\nSet-up Program is Currently ONLINE"));
     QCOMPARE(w.panelText(1), QStringLiteral("System Message:  Fault Code (5CH): Program checksum fault"));
-    QCOMPARE(w.panelText(1), "System Message:  " + FaultDescription(h.programDir(), 92, h.prompt));
+    QCOMPARE(w.panelText(1), "System Message:  " + h.comm->FaultDescription(92));
 
     // The panel follows the fault; the box does not come back.
     QCOMPARE(sim.command(QStringLiteral("set B8176 70")), QStringLiteral("ok"));

@@ -1,12 +1,13 @@
 // The shell's small procedures: project board type, extension change, the
 // fault texts and their shipped file, message text rendering, file filters.
 
-#include "app/faulttext.h"
 #include "app/filedialogs.h"
 #include "app/messageboxprompt.h"
 #include "app/modutility.h"
 #include "appharness.h"
+#include "comm/clock.h"
 #include "comm/recordfile.h"
+#include "comm/rscomm.h"
 
 #include <QFile>
 #include <QLineEdit>
@@ -34,7 +35,6 @@ private slots:
     void projectBoardTypeFindsTheProjectFileInAnyCase();
     void projectBoardTypeDefaultsAndEmptyItem();
     void changeExtensionKeepsFolderAndBase();
-    void faultDescriptionCases();
     void shippedFaultFileCoversEveryReportedCode();
     void displayTextTurnsCarriageReturnsIntoLineBreaks();
     void fileFilterTranslation();
@@ -83,30 +83,6 @@ void TestShellHelpers::changeExtensionKeepsFolderAndBase()
     QCOMPARE(relative, QDir::current().absoluteFilePath(QStringLiteral("prog.hex")));
 }
 
-void TestShellHelpers::faultDescriptionCases()
-{
-    QTemporaryDir dir;
-    QVERIFY(dir.isValid());
-    ScriptedPrompt prompt;
-    QCOMPARE(FaultDescription(dir.path(), 92, prompt),
-             QStringLiteral("Fault Code (5CH): --- Fault File Not Found ---"));
-
-    QVERIFY(QDir(dir.path()).mkpath(QStringLiteral("Support")));
-    QVERIFY(writeFile(dir.filePath(QStringLiteral("Support/FaultErrCodes.txt")),
-                      "5C,Program checksum fault\r\n"
-                      "0a , Lower-case code\r\n"
-                      "FF,\"Last, with a comma\"\r\n"
-                      "21,Unquoted, comma\r\n"
-                      "5C,Second record for 5C\r\n"));
-    QCOMPARE(FaultDescription(dir.path(), 92, prompt), QStringLiteral("Fault Code (5CH): Program checksum fault"));
-    QCOMPARE(FaultDescription(dir.path(), 10, prompt), QStringLiteral("Fault Code (0AH): Lower-case code"));
-    QCOMPARE(FaultDescription(dir.path(), 255, prompt), QStringLiteral("Fault Code (FFH): Last, with a comma"));
-    QCOMPARE(FaultDescription(dir.path(), 0x21, prompt), QStringLiteral("Fault Code (21H): Unquoted"));
-    // No record: the line ends after "H): ".
-    QCOMPARE(FaultDescription(dir.path(), 5, prompt), QStringLiteral("Fault Code (05H): "));
-    QVERIFY(prompt.asked.isEmpty());
-}
-
 void TestShellHelpers::shippedFaultFileCoversEveryReportedCode()
 {
     // The board reports processor faults 01..7A (1..122); every one has a text.
@@ -131,8 +107,10 @@ void TestShellHelpers::shippedFaultFileCoversEveryReportedCode()
     QTemporaryDir dir;
     QVERIFY(prepareProgramDir(dir.path()));
     ScriptedPrompt prompt;
-    QCOMPARE(FaultDescription(dir.path(), 0x5C, prompt), QStringLiteral("Fault Code (5CH): Program checksum fault"));
-    QCOMPARE(FaultDescription(dir.path(), 0x46, prompt),
+    SteadyClock clock;
+    RSComm comm(clock, prompt, dir.path());
+    QCOMPARE(comm.FaultDescription(0x5C), QStringLiteral("Fault Code (5CH): Program checksum fault"));
+    QCOMPARE(comm.FaultDescription(0x46),
              QStringLiteral("Fault Code (46H): Math error, divide by zero"));
 }
 

@@ -1,6 +1,5 @@
 #include "comm/recordfile.h"
 
-#include <QTemporaryDir>
 #include <QtTest>
 
 class TestRecordFile : public QObject
@@ -34,20 +33,19 @@ private slots:
 
     void lookUp()
     {
-        QTemporaryDir dir;
-        const QString path = dir.filePath(QStringLiteral("codes.txt"));
-        QFile f(path);
-        QVERIFY(f.open(QIODevice::WriteOnly));
-        f.write("00,\"No fault\"\r\n0A , \"Resolver, signal lost\"\r\nA,short code\r\n");
-        f.close();
+        const QByteArray content = "00,\"No fault\"\r\n0a , \"Resolver, signal lost\"\r\n"
+                                   "21,Unquoted, comma\r\nA,short code\r\n";
         QString text;
-        QVERIFY(RecordReader::lookUp(path, QStringLiteral("0A"), text));
+        QVERIFY(RecordReader::lookUp(content, QStringLiteral("0A"), text));
         QCOMPARE(text, QStringLiteral("Resolver, signal lost"));
-        QVERIFY(RecordReader::lookUp(path, QStringLiteral("A"), text));
-        QCOMPARE(text, QStringLiteral("short code"));
-        QVERIFY(!RecordReader::lookUp(path, QStringLiteral("0B"), text));
-        QVERIFY(!RecordReader::lookUp(dir.filePath(QStringLiteral("missing.txt")),
-                                      QStringLiteral("00"), text));
+        // The part after an unquoted comma is read as the next record's code.
+        QVERIFY(RecordReader::lookUp(content, QStringLiteral("21"), text));
+        QCOMPARE(text, QStringLiteral("Unquoted"));
+        QVERIFY(RecordReader::lookUp(content, QStringLiteral("comma"), text));
+        QCOMPARE(text, QStringLiteral("A"));
+        QVERIFY(!RecordReader::lookUp(content, QStringLiteral("A"), text));
+        QVERIFY(!RecordReader::lookUp(content, QStringLiteral("0B"), text));
+        QVERIFY(!RecordReader::lookUp({}, QStringLiteral("00"), text));
     }
 };
 
