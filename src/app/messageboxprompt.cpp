@@ -41,30 +41,11 @@ QMessageBox::StandardButtons boxButtons(PromptButtons buttons)
     return QMessageBox::Ok;
 }
 
-// Closing the box with Esc or its close button gives the answer the
-// button set treats as "no thanks".
-PromptAnswer escapeAnswer(PromptButtons buttons)
-{
-    switch (buttons) {
-    case PromptButtons::Ok:
-        return PromptAnswer::Ok;
-    case PromptButtons::YesNo:
-        return PromptAnswer::No;
-    case PromptButtons::AbortRetryIgnore:
-        return PromptAnswer::Abort;
-    default:
-        return PromptAnswer::Cancel;
-    }
-}
-
 } // namespace
 
 QString MessageBoxPrompt::displayText(const QString &text)
 {
-    QString shown = text;
-    shown.replace(QStringLiteral("\r\n"), QStringLiteral("\n"));
-    shown.replace(QLatin1Char('\r'), QLatin1Char('\n'));
-    return shown;
+    return promptDisplayText(text);
 }
 
 PromptAnswer MessageBoxPrompt::ask(const QString &title, const QString &text, PromptIcon icon,

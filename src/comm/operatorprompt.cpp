@@ -20,3 +20,28 @@ QString promptAnswerName(PromptAnswer answer)
     }
     return {};
 }
+
+PromptAnswer escapeAnswer(PromptButtons buttons)
+{
+    switch (buttons) {
+    case PromptButtons::Ok:
+        return PromptAnswer::Ok;
+    case PromptButtons::YesNo:
+        return PromptAnswer::No;
+    case PromptButtons::AbortRetryIgnore:
+        return PromptAnswer::Abort;
+    case PromptButtons::OkCancel:
+    case PromptButtons::RetryCancel:
+    case PromptButtons::YesNoCancel:
+        break;
+    }
+    return PromptAnswer::Cancel;
+}
+
+QString promptDisplayText(const QString &text)
+{
+    QString shown = text;
+    shown.replace(QStringLiteral("\r\n"), QStringLiteral("\n"));
+    shown.replace(QLatin1Char('\r'), QLatin1Char('\n'));
+    return shown;
+}

@@ -20,3 +20,8 @@ public:
 };
 
 QString promptAnswerName(PromptAnswer answer);
+// The answer of a box closed without a choice (Esc, close box, nobody there
+// to ask): Cancel, Abort or No where the box offers one, else OK.
+PromptAnswer escapeAnswer(PromptButtons buttons);
+// The text with its carriage returns (alone or before a line feed) as line breaks.
+QString promptDisplayText(const QString &text);

@@ -26,16 +26,7 @@ public:
         if (!answers.isEmpty())
             return answers.takeFirst();
         // Unscripted: the safest answer the box offers.
-        switch (buttons) {
-        case PromptButtons::Ok:
-            return PromptAnswer::Ok;
-        case PromptButtons::YesNo:
-            return PromptAnswer::No;
-        case PromptButtons::AbortRetryIgnore:
-            return PromptAnswer::Abort;
-        default:
-            return PromptAnswer::Cancel;
-        }
+        return escapeAnswer(buttons);
     }
 
     QList<PromptAnswer> answers;

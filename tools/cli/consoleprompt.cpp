@@ -25,16 +25,6 @@ QList<PromptAnswer> choices(PromptButtons buttons)
     return {PromptAnswer::Ok};
 }
 
-PromptAnswer unattendedAnswer(const QList<PromptAnswer> &offered)
-{
-    if (offered.contains(PromptAnswer::Cancel))
-        return PromptAnswer::Cancel;
-    if (offered.contains(PromptAnswer::Abort))
-        return PromptAnswer::Abort;
-    if (offered.contains(PromptAnswer::No))
-        return PromptAnswer::No;
-    return offered.first();
-}
 } // namespace
 
 ConsolePrompt::ConsolePrompt() : m_interactive(::isatty(STDIN_FILENO) && ::isatty(STDERR_FILENO)) {}
@@ -44,13 +34,11 @@ PromptAnswer ConsolePrompt::ask(const QString &title, const QString &text, Promp
 {
     ++m_asked;
     QTextStream err(stderr);
-    QString shown = text;
-    shown.replace(QStringLiteral("\r\n"), QStringLiteral("\n")).replace(u'\r', u'\n');
-    err << "[" << title << "] " << shown << Qt::endl;
+    err << "[" << title << "] " << promptDisplayText(text) << Qt::endl;
 
     const QList<PromptAnswer> offered = choices(buttons);
     if (offered.size() == 1 || !m_interactive) {
-        const PromptAnswer answer = offered.size() == 1 ? offered.first() : unattendedAnswer(offered);
+        const PromptAnswer answer = escapeAnswer(buttons);
         if (offered.size() > 1)
             err << "  -> " << promptAnswerName(answer) << " (no terminal to ask)" << Qt::endl;
         return answer;
@@ -64,7 +52,7 @@ PromptAnswer ConsolePrompt::ask(const QString &title, const QString &text, Promp
         err << "  " << names.join(QLatin1Char(' ')) << "? " << Qt::flush;
         const QString line = in.readLine();
         if (line.isNull())
-            return unattendedAnswer(offered);
+            return escapeAnswer(buttons);
         for (PromptAnswer a : offered)
             if (line.trimmed().compare(promptAnswerName(a).left(line.trimmed().size()),
                                        Qt::CaseInsensitive) == 0 &&
