@@ -79,6 +79,32 @@ struct DisplayFixture
     }
 
     // Shows the window in front and starts its cycle, as the main window does.
+    // A fresh window of the kind under test, active and cycling.
+    template <class Form>
+    Form &open(std::unique_ptr<Form> &form)
+    {
+        form = std::make_unique<Form>(*util);
+        if (!activate(*form))
+            qFatal("window did not become active");
+        return *form;
+    }
+
+    // Unloads the window and puts back what a test may have changed.
+    template <class Form>
+    void reset(std::unique_ptr<Form> &form)
+    {
+        if (form)
+            form->Form_Unload();
+        form.reset();
+        prompt.asked.clear();
+        prompt.answers.clear();
+        data.gSpindleCount = 0;
+        util->gOfflineEditing = false;
+        data.resetToDefaults();
+        if (comm->OnlineMode)
+            goOffline();
+    }
+
     static bool activate(DisplayForm &form)
     {
         form.resize(900, 600);

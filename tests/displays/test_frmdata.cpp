@@ -15,13 +15,7 @@ class TestFrmData : public QObject
     DisplayFixture f;
     std::unique_ptr<frmData> form;
 
-    frmData &open()
-    {
-        form = std::make_unique<frmData>(*f.util);
-        if (!DisplayFixture::activate(*form))
-            qFatal("window did not become active");
-        return *form;
-    }
+    frmData &open() { return f.open(form); }
 
     void typeAndLeave(frmData &w, const QString &text)
     {
@@ -34,18 +28,7 @@ class TestFrmData : public QObject
 private slots:
     void initTestCase() { QVERIFY(f.start(63)); }
     void cleanupTestCase() { f.stop(); }
-    void cleanup()
-    {
-        if (form)
-            form->Form_Unload();
-        form.reset();
-        f.prompt.asked.clear();
-        f.data.gSpindleCount = 0;
-        f.util->gOfflineEditing = false;
-        f.data.resetToDefaults();
-        if (f.comm->OnlineMode)
-            f.goOffline();
-    }
+    void cleanup() { f.reset(form); }
 
     void registerListAndCaptions()
     {

@@ -13,13 +13,7 @@ class TestFrmDisplayIO : public QObject
     DisplayFixture f;
     std::unique_ptr<frmDisplayIO> form;
 
-    frmDisplayIO &open()
-    {
-        form = std::make_unique<frmDisplayIO>(*f.util);
-        if (!DisplayFixture::activate(*form))
-            qFatal("window did not become active");
-        return *form;
-    }
+    frmDisplayIO &open() { return f.open(form); }
 
     static bool isOn(QLabel *l)
     {
@@ -33,14 +27,7 @@ class TestFrmDisplayIO : public QObject
 private slots:
     void initTestCase() { QVERIFY(f.start(64)); }
     void cleanupTestCase() { f.stop(); }
-    void cleanup()
-    {
-        if (form)
-            form->Form_Unload();
-        form.reset();
-        if (f.comm->OnlineMode)
-            f.goOffline();
-    }
+    void cleanup() { f.reset(form); }
 
     void captionsAndTooltips()
     {

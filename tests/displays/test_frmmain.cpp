@@ -17,29 +17,12 @@ class TestFrmMain : public QObject
     DisplayFixture f;
     std::unique_ptr<frmMain> form;
 
-    frmMain &open()
-    {
-        form = std::make_unique<frmMain>(*f.util);
-        if (!DisplayFixture::activate(*form))
-            qFatal("window did not become active");
-        return *form;
-    }
+    frmMain &open() { return f.open(form); }
 
 private slots:
     void initTestCase() { QVERIFY(f.start(61)); }
     void cleanupTestCase() { f.stop(); }
-    void cleanup()
-    {
-        if (form)
-            form->Form_Unload();
-        form.reset();
-        f.prompt.asked.clear();
-        f.prompt.answers.clear();
-        f.data.gSpindleCount = 0;
-        if (!f.comm->OnlineMode)
-            return;
-        f.goOffline();
-    }
+    void cleanup() { f.reset(form); }
 
     void onlinePanelsShowTheBoard()
     {

@@ -15,13 +15,7 @@ class TestFrmSetup : public QObject
     DisplayFixture f;
     std::unique_ptr<frmSetup> form;
 
-    frmSetup &open()
-    {
-        form = std::make_unique<frmSetup>(*f.util);
-        if (!DisplayFixture::activate(*form))
-            qFatal("window did not become active");
-        return *form;
-    }
+    frmSetup &open() { return f.open(form); }
 
     // Types into field k and leaves it with Tab.
     void typeAndLeave(frmSetup &w, int k, const QString &text)
@@ -35,19 +29,7 @@ class TestFrmSetup : public QObject
 private slots:
     void initTestCase() { QVERIFY(f.start(62)); }
     void cleanupTestCase() { f.stop(); }
-    void cleanup()
-    {
-        if (form)
-            form->Form_Unload();
-        form.reset();
-        f.prompt.asked.clear();
-        f.prompt.answers.clear();
-        f.data.gSpindleCount = 0;
-        f.util->gOfflineEditing = false;
-        f.data.resetToDefaults();
-        if (f.comm->OnlineMode)
-            f.goOffline();
-    }
+    void cleanup() { f.reset(form); }
 
     void captionsAndLimitsFromTheTable()
     {
