@@ -23,7 +23,8 @@
 
 #include <cstdio>
 
-namespace {
+namespace
+{
 
 class QuietPrompt final : public OperatorPrompt
 {
@@ -40,8 +41,8 @@ double cpuSeconds()
 {
     rusage usage{};
     getrusage(RUSAGE_SELF, &usage);
-    return double(usage.ru_utime.tv_sec + usage.ru_stime.tv_sec)
-           + double(usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1e6;
+    return double(usage.ru_utime.tv_sec + usage.ru_stime.tv_sec) +
+           double(usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1e6;
 }
 
 } // namespace
@@ -63,8 +64,8 @@ int main(int argc, char *argv[])
     cfg.close();
 
     BoardSimProcess sim;
-    if (!sim.start({QStringLiteral("--pace"), QStringLiteral("9600")})
-        || !sim.linkAsPort(dir.path(), Port)) {
+    if (!sim.start({QStringLiteral("--pace"), QStringLiteral("9600")}) ||
+        !sim.linkAsPort(dir.path(), Port)) {
         std::fprintf(stderr, "bench_displays: kestro-boardsim did not start (KESTRO_BIN_DIR?)\n");
         return 1;
     }

@@ -17,7 +17,8 @@
 #include <chrono>
 #include <sys/resource.h>
 
-namespace {
+namespace
+{
 
 class NoPrompt final : public OperatorPrompt
 {
@@ -43,8 +44,7 @@ double wallSeconds()
 }
 
 // A link to a fresh simulator started with the given options.
-struct Bench
-{
+struct Bench {
     QTemporaryDir dir;
     BoardSimProcess sim;
     SteadyClock clock;
@@ -90,11 +90,13 @@ int main(int argc, char *argv[])
         QList<double> rtt;
         for (int i = 0; i < 4000; ++i) {
             const double t0 = wallSeconds();
-            b.comm.ExchangeByte(i % 2 ? 0x34 : 0x00, RSComm::ReplyWait::Await, RSComm::InputFlush::Keep);
+            b.comm.ExchangeByte(i % 2 ? 0x34 : 0x00, RSComm::ReplyWait::Await,
+                                RSComm::InputFlush::Keep);
             rtt << (wallSeconds() - t0) * 1e6;
         }
         std::sort(rtt.begin(), rtt.end());
-        out << QStringLiteral("round trip per exchange over a pty, no pacing: median %1 us, p99 %2 us (%3 exchanges)")
+        out << QStringLiteral("round trip per exchange over a pty, no pacing: median %1 us, p99 %2 "
+                              "us (%3 exchanges)")
                    .arg(rtt[rtt.size() / 2], 0, 'f', 1)
                    .arg(rtt[rtt.size() * 99 / 100], 0, 'f', 1)
                    .arg(rtt.size())
@@ -108,9 +110,12 @@ int main(int argc, char *argv[])
         const double wireSeconds = exchanges * 2 * 10.0 / 9600.0;
         const double projected = wireSeconds + exchanges * medianUs / 1e6;
         out << QStringLiteral("data table: %1 registers, %2 bytes, %3 exchanges")
-                   .arg(addresses.size()).arg(bytes).arg(exchanges)
+                   .arg(addresses.size())
+                   .arg(bytes)
+                   .arg(exchanges)
             << Qt::endl;
-        out << QStringLiteral("projected read of the data table at 9600 baud: %1 s; wire-time lower bound %2 s; ratio %3")
+        out << QStringLiteral("projected read of the data table at 9600 baud: %1 s; wire-time "
+                              "lower bound %2 s; ratio %3")
                    .arg(projected, 0, 'f', 3)
                    .arg(wireSeconds, 0, 'f', 3)
                    .arg(projected / wireSeconds, 0, 'f', 3)
@@ -120,7 +125,8 @@ int main(int argc, char *argv[])
     // 2. The same read for real, against a board paced at 9600 baud.
     {
         Bench b;
-        if (!b.start({QStringLiteral("--frozen"), QStringLiteral("--pace"), QStringLiteral("9600")}, 9600))
+        if (!b.start({QStringLiteral("--frozen"), QStringLiteral("--pace"), QStringLiteral("9600")},
+                     9600))
             return 1;
         const double c0 = cpuSeconds();
         const double t0 = wallSeconds();
@@ -128,7 +134,8 @@ int main(int argc, char *argv[])
             b.comm.RSRead(a);
         const double wall = wallSeconds() - t0;
         const double cpu = cpuSeconds() - c0;
-        out << QStringLiteral("measured read of the data table, board paced at 9600 baud: %1 s (CPU %2 s, %3 % of one core)%4")
+        out << QStringLiteral("measured read of the data table, board paced at 9600 baud: %1 s "
+                              "(CPU %2 s, %3 % of one core)%4")
                    .arg(wall, 0, 'f', 3)
                    .arg(cpu, 0, 'f', 3)
                    .arg(100 * cpu / wall, 0, 'f', 1)
@@ -139,7 +146,9 @@ int main(int argc, char *argv[])
     // 3. CPU while waiting: a board that answers each byte after 200 ms.
     {
         Bench b;
-        if (!b.start({QStringLiteral("--frozen"), QStringLiteral("--delay-ms"), QStringLiteral("200")}, 9600))
+        if (!b.start(
+                {QStringLiteral("--frozen"), QStringLiteral("--delay-ms"), QStringLiteral("200")},
+                9600))
             return 1;
         const double c0 = cpuSeconds();
         const double t0 = wallSeconds();
@@ -147,7 +156,8 @@ int main(int argc, char *argv[])
             b.comm.ExchangeByte(0xFF, RSComm::ReplyWait::Await, RSComm::InputFlush::FlushFirst);
         const double wall = wallSeconds() - t0;
         const double cpu = cpuSeconds() - c0;
-        out << QStringLiteral("waiting for slow replies: %1 CPU seconds per wall second (%2 s waited)")
+        out << QStringLiteral(
+                   "waiting for slow replies: %1 CPU seconds per wall second (%2 s waited)")
                    .arg(cpu / wall, 0, 'f', 5)
                    .arg(wall, 0, 'f', 2)
             << Qt::endl;

@@ -8,7 +8,8 @@
 #include <cstdio>
 #include <cstdlib>
 
-namespace {
+namespace
+{
 
 [[noreturn]] void fail(const char *what)
 {
@@ -40,8 +41,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 
     // Bytes after the record do not matter.
     DataSet prefixOnly;
-    if (decodeSetupRecord(bytes.first(recordSize), prefixOnly) != MachineError::None
-        || !(prefixOnly == record))
+    if (decodeSetupRecord(bytes.first(recordSize), prefixOnly) != MachineError::None ||
+        !(prefixOnly == record))
         fail("record does not decode from its own bytes");
 
     QByteArray encoded;
@@ -49,8 +50,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
         fail("a decoded record cannot be encoded");
     DataSet again;
     qsizetype againSize = -1;
-    if (decodeSetupRecord(encoded, again, &againSize) != MachineError::None || !(again == record)
-        || againSize != encoded.size())
+    if (decodeSetupRecord(encoded, again, &againSize) != MachineError::None || !(again == record) ||
+        againSize != encoded.size())
         fail("round trip changed the record");
 
     record.fitToTable();

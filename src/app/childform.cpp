@@ -3,10 +3,11 @@
 #include "comm/rscomm.h"
 #include "modutility.h"
 
-namespace {
+namespace
+{
 // Pause between turns: the passes themselves yield before every read.
 constexpr int TurnIntervalMs = 100;
-}
+} // namespace
 
 ChildForm::ChildForm(ModUtility &util, QWidget *parent) : QWidget(parent), m_util(util)
 {

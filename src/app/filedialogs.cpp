@@ -12,13 +12,15 @@ QString QtFileDialogs::qtFilter(const QString &filter)
     for (qsizetype i = 0; i + 1 < parts.size(); i += 2) {
         if (parts.at(i).isEmpty())
             continue;
-        const QString patterns = QString(parts.at(i + 1)).replace(QLatin1Char(';'), QLatin1Char(' '));
+        const QString patterns =
+            QString(parts.at(i + 1)).replace(QLatin1Char(';'), QLatin1Char(' '));
         filters << parts.at(i) + QStringLiteral(" (") + patterns + QLatin1Char(')');
     }
     return filters.join(QStringLiteral(";;"));
 }
 
-namespace {
+namespace
+{
 
 // A pattern in the initial path only chooses the folder the dialog opens in:
 // the filter already shows the matching files.
@@ -41,13 +43,13 @@ std::optional<QString> chosen(const QString &path)
 std::optional<QString> QtFileDialogs::openFile(QWidget *parent, const QString &filter,
                                                const QString &initialPath)
 {
-    return chosen(QFileDialog::getOpenFileName(parent, QString(), startPath(initialPath),
-                                               qtFilter(filter)));
+    return chosen(
+        QFileDialog::getOpenFileName(parent, QString(), startPath(initialPath), qtFilter(filter)));
 }
 
 std::optional<QString> QtFileDialogs::saveFile(QWidget *parent, const QString &filter,
                                                const QString &initialPath)
 {
-    return chosen(QFileDialog::getSaveFileName(parent, QString(), startPath(initialPath),
-                                               qtFilter(filter)));
+    return chosen(
+        QFileDialog::getSaveFileName(parent, QString(), startPath(initialPath), qtFilter(filter)));
 }

@@ -25,7 +25,7 @@ class QtFileDialogs final : public FileDialogs
 {
 public:
     std::optional<QString> openFile(QWidget *parent, const QString &filter,
-                                     const QString &initialPath) override;
+                                    const QString &initialPath) override;
     std::optional<QString> saveFile(QWidget *parent, const QString &filter,
                                     const QString &initialPath) override;
 

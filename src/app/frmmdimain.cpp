@@ -29,7 +29,8 @@
 #include <QToolBar>
 #include <QToolButton>
 
-namespace {
+namespace
+{
 
 const QString StatusPrefix = QStringLiteral("System Message:  ");
 const QString SetupFilter = QStringLiteral("Setup Files(*.sdt)|*.sdt|");
@@ -42,8 +43,8 @@ const QString AlarmTexts[3] = {
     QStringLiteral("Can on Mandrel/\r\nNo transfer Alarm"),
     QStringLiteral("Timing Signal Failure\r\nVerify Resolver Operation"),
 };
-const QString AlarmRule = QString(30, QLatin1Char('-')) + QStringLiteral(" ALARM MESSAGE ")
-                          + QString(30, QLatin1Char('-'));
+const QString AlarmRule = QString(30, QLatin1Char('-')) + QStringLiteral(" ALARM MESSAGE ") +
+                          QString(30, QLatin1Char('-'));
 
 QString nowText()
 {
@@ -53,8 +54,7 @@ QString nowText()
 // A checkable menu item changes its own check mark when clicked; the
 // commands decide the mark themselves, so the click's change is undone
 // before the command runs.
-template <typename Handler>
-void connectCommand(QAction *action, QObject *context, Handler handler)
+template <typename Handler> void connectCommand(QAction *action, QObject *context, Handler handler)
 {
     QObject::connect(action, &QAction::triggered, context, [action, handler] {
         if (action->isCheckable())
@@ -134,9 +134,12 @@ void frmMDIMain::createMenus()
         menu->addSeparator()->setObjectName(QString::fromLatin1(name));
     };
 
-    mnuFileNew = item(mnuFile, "mnuFileNew", QStringLiteral("&New..."), QKeySequence(Qt::CTRL | Qt::Key_N));
-    mnuFileOpen = item(mnuFile, "mnuFileOpen", QStringLiteral("&Open..."), QKeySequence(Qt::CTRL | Qt::Key_O));
-    mnuFileSave = item(mnuFile, "mnuFileSave", QStringLiteral("&Save"), QKeySequence(Qt::CTRL | Qt::Key_S));
+    mnuFileNew =
+        item(mnuFile, "mnuFileNew", QStringLiteral("&New..."), QKeySequence(Qt::CTRL | Qt::Key_N));
+    mnuFileOpen = item(mnuFile, "mnuFileOpen", QStringLiteral("&Open..."),
+                       QKeySequence(Qt::CTRL | Qt::Key_O));
+    mnuFileSave =
+        item(mnuFile, "mnuFileSave", QStringLiteral("&Save"), QKeySequence(Qt::CTRL | Qt::Key_S));
     mnuFileSaveAs = item(mnuFile, "mnuFileSaveAs", QStringLiteral("Save &As..."));
     separator(mnuFile, "mnuFileSeparator1");
     mnuFileExport = item(mnuFile, "mnuFileExport", QStringLiteral("Export Shift Data..."),
@@ -146,7 +149,8 @@ void frmMDIMain::createMenus()
     mnuFileUpload = mnuFile->addMenu(uploadMenu);
     mnuFileUpload->setObjectName(QStringLiteral("mnuFileUpload"));
     fillTransferMenu(uploadMenu, mnuFileUploadData, true);
-    mnuFileDownloadProgram = item(mnuFile, "mnuFileDownloadProgram", QStringLiteral("&Download Program"));
+    mnuFileDownloadProgram =
+        item(mnuFile, "mnuFileDownloadProgram", QStringLiteral("&Download Program"));
     auto *downloadMenu = new QMenu(QStringLiteral("Dow&nload (restore) Data"), mnuFile);
     mnuFileDownload = mnuFile->addMenu(downloadMenu);
     mnuFileDownload->setObjectName(QStringLiteral("mnuFileDownload"));
@@ -160,8 +164,9 @@ void frmMDIMain::createMenus()
 
     mnuEdit = bar->addMenu(QStringLiteral("&Edit"));
     mnuEdit->setObjectName(QStringLiteral("mnuEdit"));
-    mnuEditOfflineEditing = item(mnuEdit, "mnuEditOfflineEditing",
-                                 QStringLiteral("Enable &Offline Editing"), QKeySequence(Qt::Key_F2));
+    mnuEditOfflineEditing =
+        item(mnuEdit, "mnuEditOfflineEditing", QStringLiteral("Enable &Offline Editing"),
+             QKeySequence(Qt::Key_F2));
     mnuEditOfflineEditing->setCheckable(true);
     separator(mnuEdit, "mnuEditSeparator1");
     mnuEditCommPort = item(mnuEdit, "mnuEditCommPort", QStringLiteral("Co&mm Port"),
@@ -172,14 +177,17 @@ void frmMDIMain::createMenus()
 
     mnuView = bar->addMenu(QStringLiteral("&View"));
     mnuView->setObjectName(QStringLiteral("mnuView"));
-    mnuViewOnline = item(mnuView, "mnuViewOnline", QStringLiteral("O&nline Data"), QKeySequence(Qt::Key_F3));
+    mnuViewOnline =
+        item(mnuView, "mnuViewOnline", QStringLiteral("O&nline Data"), QKeySequence(Qt::Key_F3));
     mnuViewOnline->setCheckable(true);
-    mnuViewOffline = item(mnuView, "mnuViewOffline", QStringLiteral("O&ffline Data"), QKeySequence(Qt::Key_F4));
+    mnuViewOffline =
+        item(mnuView, "mnuViewOffline", QStringLiteral("O&ffline Data"), QKeySequence(Qt::Key_F4));
     mnuViewOffline->setCheckable(true);
     mnuViewOffline->setChecked(true);
     separator(mnuView, "mnuViewSep1");
-    mnuViewTargetBoardStatus = item(mnuView, "mnuViewTargetBoardStatus",
-                                    QStringLiteral("&Target Board Interface"), QKeySequence(Qt::Key_F5));
+    mnuViewTargetBoardStatus =
+        item(mnuView, "mnuViewTargetBoardStatus", QStringLiteral("&Target Board Interface"),
+             QKeySequence(Qt::Key_F5));
 
     mnuWindow = bar->addMenu(QStringLiteral("&Window"));
     mnuWindow->setObjectName(QStringLiteral("mnuWindow"));
@@ -257,9 +265,8 @@ void frmMDIMain::createToolbar()
         QAction *action = Toolbar1->addAction(kestroIcon(icon), tip);
         action->setToolTip(tip);
         keyed(action, key);
-        connect(action, &QAction::triggered, this, [this, position] {
-            Toolbar1_ButtonClick(position);
-        });
+        connect(action, &QAction::triggered, this,
+                [this, position] { Toolbar1_ButtonClick(position); });
         return action;
     };
     auto separator = [&] { keyed(Toolbar1->addSeparator(), QStringLiteral("Separator")); };
@@ -290,7 +297,8 @@ void frmMDIMain::createToolbar()
         tool->setPopupMode(QToolButton::MenuButtonPopup);
         auto *menu = new QMenu(tool);
         const QString captions[5] = {QStringLiteral("Set-up Data"), QStringLiteral("Shift Data"),
-                                     QStringLiteral("Label Data"), QString(), QStringLiteral("All")};
+                                     QStringLiteral("Label Data"), QString(),
+                                     QStringLiteral("All")};
         for (int p = 1; p <= 5; ++p) {
             QAction *entry = p == 4 ? menu->addSeparator() : menu->addAction(captions[p - 1]);
             entry->setProperty("position", p);
@@ -301,7 +309,8 @@ void frmMDIMain::createToolbar()
                         [this, position, p] { Toolbar1_ButtonMenuClick(position, p); });
         }
         tool->setMenu(menu);
-        connect(tool, &QToolButton::clicked, this, [this, position] { Toolbar1_ButtonClick(position); });
+        connect(tool, &QToolButton::clicked, this,
+                [this, position] { Toolbar1_ButtonClick(position); });
         keyed(Toolbar1->addWidget(tool), key)->setToolTip(tip);
         return tool;
     };
@@ -316,8 +325,7 @@ void frmMDIMain::createToolbar()
 
 void frmMDIMain::createStatusBar()
 {
-    struct Panel
-    {
+    struct Panel {
         const char *key;
         const char *text;
         const char *name;
@@ -340,7 +348,8 @@ void frmMDIMain::createStatusBar()
         sbrMain[i] = label;
     }
     sbrMain[1]->setAlignment(Qt::AlignCenter);
-    sbrMain[1]->setMinimumWidth(sbrMain[1]->fontMetrics().horizontalAdvance(QStringLiteral("OFFLINE")) + 24);
+    sbrMain[1]->setMinimumWidth(
+        sbrMain[1]->fontMetrics().horizontalAdvance(QStringLiteral("OFFLINE")) + 24);
     statusBar()->addWidget(sbrMain[0], 1);
     statusBar()->addPermanentWidget(sbrMain[1]);
     statusBar()->addPermanentWidget(sbrMain[2]);
@@ -608,8 +617,7 @@ bool frmMDIMain::AskUploadFirst()
 {
     return m_prompt.ask(QStringLiteral("KESTRO"),
                         QStringLiteral("Do you wish to first 'Upload Data' from the T6800?  "),
-                        PromptIcon::Question, PromptButtons::YesNo)
-           == PromptAnswer::Yes;
+                        PromptIcon::Question, PromptButtons::YesNo) == PromptAnswer::Yes;
 }
 
 // ----------------------------------------------------------------- files
@@ -652,7 +660,8 @@ void frmMDIMain::mnuFileOpen_Click()
             mnuFileSave_Click();
         QCoreApplication::processEvents();
 
-        const std::optional<QString> path = m_fileDialogs.openFile(this, SetupFilter, gFileNamePath);
+        const std::optional<QString> path =
+            m_fileDialogs.openFile(this, SetupFilter, gFileNamePath);
         if (!path)
             return;
         // A file that cannot be read as a data set ends the command with
@@ -665,9 +674,9 @@ void frmMDIMain::mnuFileOpen_Click()
         if (version != gProgramVersion) {
             const PromptAnswer accept = m_prompt.ask(
                 QStringLiteral("KESTRO"),
-                QStringLiteral("File created by set-up program version: ") + version
-                    + QStringLiteral("\r\nData tables may not be properly aligned.\r\n\r\n"
-                                     "Do you wish to continue?"),
+                QStringLiteral("File created by set-up program version: ") + version +
+                    QStringLiteral("\r\nData tables may not be properly aligned.\r\n\r\n"
+                                   "Do you wish to continue?"),
                 PromptIcon::Information, PromptButtons::YesNoCancel);
             if (accept == PromptAnswer::No)
                 continue;
@@ -706,8 +715,8 @@ bool frmMDIMain::saveToFile()
     const MachineError error = m_util->gData.saveFile(gFileNamePath);
     if (error != MachineError::None) {
         m_prompt.ask(QStringLiteral("KESTRO"),
-                     QStringLiteral("The set-up file could not be saved:\r\n") + gFileNamePath
-                         + QStringLiteral("\r\n\r\n") + machineErrorText(error),
+                     QStringLiteral("The set-up file could not be saved:\r\n") + gFileNamePath +
+                         QStringLiteral("\r\n\r\n") + machineErrorText(error),
                      PromptIcon::Exclamation, PromptButtons::Ok);
         return false;
     }
@@ -837,7 +846,8 @@ void frmMDIMain::tmrBackgroungUpdate_Timer()
     QString message;
     for (int bit = 0; bit < 3; ++bit) {
         if ((alarmWord & (1 << bit)) > 0)
-            message += AlarmRule + QStringLiteral("\r\n") + AlarmTexts[bit] + QStringLiteral("\r\n");
+            message +=
+                AlarmRule + QStringLiteral("\r\n") + AlarmTexts[bit] + QStringLiteral("\r\n");
     }
     m_util->gSystemMessage = message;
     sbrMain[0]->setText(StatusPrefix + QStringLiteral("Alarm(s) Active in T6800"));

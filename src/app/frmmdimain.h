@@ -35,8 +35,7 @@ class frmMDIMain : public QMainWindow, public CommModeView
 {
     Q_OBJECT
 public:
-    struct Collaborators
-    {
+    struct Collaborators {
         RSComm &rsComm;
         SerialPort &commPort;
         OperatorPrompt &prompt;

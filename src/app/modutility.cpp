@@ -1,8 +1,8 @@
 #include "modutility.h"
 
+#include "comm/operatorprompt.h"
 #include "comm/recordfile.h"
 #include "comm/rscomm.h"
-#include "comm/operatorprompt.h"
 #include "machine/registermap.h"
 #include "machine/valuetext.h"
 
@@ -13,8 +13,8 @@
 #include <QScreen>
 #include <QWidget>
 
-ModUtility::ModUtility(RSComm &rsComm, SerialPort &commPort, OperatorPrompt &prompt,
-                       Clock &clock, MachineData &data, const QString &programDir)
+ModUtility::ModUtility(RSComm &rsComm, SerialPort &commPort, OperatorPrompt &prompt, Clock &clock,
+                       MachineData &data, const QString &programDir)
     : gRSComm(&rsComm), gCommPort(&commPort), gData(data), m_prompt(prompt), m_clock(clock),
       m_programDir(programDir)
 {
@@ -40,7 +40,8 @@ void ModUtility::ApplyCommMode()
     // that gets them all without a link error.
     if (comm.OnlineMode && !gBoardInfoRead) {
         if (!comm.CommError)
-            gData.gSpindleCount = (roundedTextValue(comm.RSRead(LiveRegister::SpindleCountRegister)));
+            gData.gSpindleCount =
+                (roundedTextValue(comm.RSRead(LiveRegister::SpindleCountRegister)));
         if (!comm.CommError)
             comm.RSRead(QStringLiteral("F31"));
         if (!comm.CommError)
@@ -64,11 +65,11 @@ bool ModUtility::OfflinePrompt()
 {
     if (gRSComm->OnlineMode)
         return true;
-    const PromptAnswer answer = m_prompt.ask(
-        QStringLiteral("Program Offline"),
-        QStringLiteral("Program is Currently OFFLINE\r\n\r\n"
-                       "Do You Wish to Switch to ONLINE MODE to Continue?"),
-        PromptIcon::Question, PromptButtons::YesNo);
+    const PromptAnswer answer =
+        m_prompt.ask(QStringLiteral("Program Offline"),
+                     QStringLiteral("Program is Currently OFFLINE\r\n\r\n"
+                                    "Do You Wish to Switch to ONLINE MODE to Continue?"),
+                     PromptIcon::Question, PromptButtons::YesNo);
     if (answer != PromptAnswer::Yes)
         return false;
     gRSComm->OnlineMode = true;
@@ -97,7 +98,8 @@ void ModUtility::SelectAllText(QLineEdit *txt)
         txt->setSelection(0, int(txt->text().size()));
 }
 
-namespace {
+namespace
+{
 
 // The project file of a path: same folder and base name, extension PDX in
 // any letter case (the tools write ".PDX", the dialogs offer "*.pdx").

@@ -24,7 +24,8 @@
 
 #include <cmath>
 
-namespace {
+namespace
+{
 
 // 75 is the tools' number for a path or file access error.
 constexpr int FileAccessError = 75;
@@ -75,7 +76,8 @@ frmSetupComm::frmSetupComm(RSComm &rsComm, SerialPort &commPort, OperatorPrompt 
 
     fraCommPort = new QGroupBox(QStringLiteral("Comm Port"), this);
     txtCommPort = new QLineEdit(fraCommPort);
-    txtCommPort->setMaximumWidth(txtCommPort->fontMetrics().horizontalAdvance(QStringLiteral("0000")) + 16);
+    txtCommPort->setMaximumWidth(
+        txtCommPort->fontMetrics().horizontalAdvance(QStringLiteral("0000")) + 16);
     updCommPortUp = new QToolButton(fraCommPort);
     updCommPortUp->setArrowType(Qt::UpArrow);
     updCommPortUp->setAutoRepeat(true);
@@ -150,8 +152,8 @@ frmSetupComm::~frmSetupComm()
 void frmSetupComm::showFailure(const QString &title, int number, const QString &description)
 {
     m_prompt.ask(title,
-                 QStringLiteral("Error Number = ") + QString::number(number)
-                     + QStringLiteral("\r\n\r\n") + description,
+                 QStringLiteral("Error Number = ") + QString::number(number) +
+                     QStringLiteral("\r\n\r\n") + description,
                  PromptIcon::Information, PromptButtons::Ok);
 }
 
@@ -192,8 +194,8 @@ void frmSetupComm::showDevice()
     if (!relative.startsWith(QStringLiteral("..")))
         device = relative;
     const bool exists = PosixSerialPort::deviceExists(port, m_programDir);
-    lblDevice->setText(QStringLiteral("Device: ") + device
-                       + (exists ? QStringLiteral(" (present)") : QStringLiteral(" (not found)")));
+    lblDevice->setText(QStringLiteral("Device: ") + device +
+                       (exists ? QStringLiteral(" (present)") : QStringLiteral(" (not found)")));
 }
 
 void frmSetupComm::updCommPort_Change(int step)
@@ -210,9 +212,9 @@ bool frmSetupComm::txtCommPort_Validate()
         return true;
     m_validating = true;
     m_prompt.ask(QStringLiteral("Comm Port"),
-                 QStringLiteral("Only a Number Between ") + QString::number(PortMinimum)
-                     + QStringLiteral(" and ") + QString::number(PortMaximum)
-                     + QStringLiteral(" can be Entered"),
+                 QStringLiteral("Only a Number Between ") + QString::number(PortMinimum) +
+                     QStringLiteral(" and ") + QString::number(PortMaximum) +
+                     QStringLiteral(" can be Entered"),
                  PromptIcon::Information, PromptButtons::Ok);
     m_validating = false;
     txtCommPort->setFocus();
@@ -249,10 +251,10 @@ void frmSetupComm::cmdSave_Click()
     // The speed is written as a printed number: a blank before and after.
     const QString settings = m_rsComm.CommSettingsFile();
     QString error;
-    if (!QDir().mkpath(QFileInfo(settings).absolutePath())
-        || !writeTextFile(settings,
-                          QString::number(port).toLatin1() + ", " + QByteArray::number(speed) + " \r\n",
-                          error)) {
+    if (!QDir().mkpath(QFileInfo(settings).absolutePath()) ||
+        !writeTextFile(
+            settings, QString::number(port).toLatin1() + ", " + QByteArray::number(speed) + " \r\n",
+            error)) {
         showFailure(QStringLiteral("SetupComm"), FileAccessError,
                     error.isEmpty() ? QStringLiteral("Path/File access error") : error);
         return;

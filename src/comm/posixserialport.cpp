@@ -78,10 +78,10 @@ bool PosixSerialPort::open()
     const int fd = ::open(path.constData(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
     if (fd < 0) {
         const int e = errno;
-        m_error = (e == EBUSY)                     ? SerialError::DeviceBusy
-                  : (e == EACCES || e == EPERM)    ? SerialError::PermissionDenied
+        m_error = (e == EBUSY)                                 ? SerialError::DeviceBusy
+                  : (e == EACCES || e == EPERM)                ? SerialError::PermissionDenied
                   : (e == ENOENT || e == ENXIO || e == ENODEV) ? SerialError::NoSuchDevice
-                                                   : SerialError::IoFailure;
+                                                               : SerialError::IoFailure;
         qCWarning(lcComm) << "cannot open" << path << std::strerror(e);
         return false;
     }

@@ -2,7 +2,8 @@
 
 #include <QFile>
 
-namespace {
+namespace
+{
 bool isBlank(char c)
 {
     return c == ' ' || c == '\t';

@@ -15,7 +15,8 @@
 Q_LOGGING_CATEGORY(lcComm, "kestro.comm", QtWarningMsg)
 Q_LOGGING_CATEGORY(lcCommTrace, "kestro.comm.trace", QtWarningMsg)
 
-namespace {
+namespace
+{
 
 constexpr int kAttention = 0xFF;
 constexpr int kAcknowledge = 0x55;
@@ -27,8 +28,7 @@ const QString kLinkTitle = QStringLiteral("WARNING - Communication Error!");
 
 // Failures while reading the settings file, numbered as the operator's
 // "Error Number = " messages have always shown them.
-struct SetupFailure
-{
+struct SetupFailure {
     int number;
     QString description;
 };
@@ -54,8 +54,7 @@ bool RSComm::InitializeRSComm(SerialPort &commObj)
         if (!QDir().mkpath(QFileInfo(path).absolutePath()))
             return SetupFailure{76, QStringLiteral("Path not found")};
         QFile file(path);
-        if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate) ||
-            file.write("1,9600\r\n") != 8)
+        if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate) || file.write("1,9600\r\n") != 8)
             return SetupFailure{75, QStringLiteral("Path/File access error")};
         return std::nullopt;
     };
@@ -104,12 +103,11 @@ bool RSComm::InitializeRSComm(SerialPort &commObj)
             return true;
         }
 
-        const PromptAnswer answer =
-            m_prompt.ask(QStringLiteral("RSComm InitializeRSComm"),
-                         QStringLiteral("Error Number = %1\r\n\r\n%2")
-                             .arg(failure->number)
-                             .arg(failure->description),
-                         PromptIcon::Critical, PromptButtons::RetryCancel);
+        const PromptAnswer answer = m_prompt.ask(QStringLiteral("RSComm InitializeRSComm"),
+                                                 QStringLiteral("Error Number = %1\r\n\r\n%2")
+                                                     .arg(failure->number)
+                                                     .arg(failure->description),
+                                                 PromptIcon::Critical, PromptButtons::RetryCancel);
         if (answer != PromptAnswer::Retry) {
             OnlineMode = false;
             m_setupFailed = true;
@@ -128,8 +126,8 @@ void RSComm::OpenRSComm(SerialPort &commObj)
                      QStringLiteral("Error Number = %1\r\nError Source = %2\r\n\r\n%3")
                          .arg(static_cast<int>(error))
                          .arg(QStringLiteral("KESTRO"))
-                         .arg(serialErrorText(error) + QStringLiteral(" (") +
-                              commObj.deviceName() + QLatin1Char(')')),
+                         .arg(serialErrorText(error) + QStringLiteral(" (") + commObj.deviceName() +
+                              QLatin1Char(')')),
                      PromptIcon::Critical, PromptButtons::Ok);
         return;
     }
@@ -225,9 +223,9 @@ bool RSComm::SetPLCMode(qint16 mode, quint8 modeByte)
     qint64 deadline = m_clock.nowMs() + kModeTimeoutMs;
     while (m_currentMode != mode) {
         if (m_clock.nowMs() > deadline) {
-            const PromptAnswer answer = m_prompt.ask(
-                kLinkTitle, QStringLiteral("Cannot Set PLC Mode Within Target Board."),
-                PromptIcon::Critical, PromptButtons::RetryCancel);
+            const PromptAnswer answer =
+                m_prompt.ask(kLinkTitle, QStringLiteral("Cannot Set PLC Mode Within Target Board."),
+                             PromptIcon::Critical, PromptButtons::RetryCancel);
             if (answer != PromptAnswer::Retry) {
                 CommError = true;
                 OnlineMode = false;
@@ -290,8 +288,9 @@ bool RSComm::checkValue(const QString &add, const QString &dataValue, DecodedAdd
     const ValueCheck check = PrepareValue(add, dataValue, decoded, value);
     if (check == ValueCheck::Accepted)
         return true;
-    m_prompt.ask(QStringLiteral("ENTRY ALERT"), QStringLiteral("Error:\r") + valueCheckMessage(check),
-                 PromptIcon::Critical, PromptButtons::Ok);
+    m_prompt.ask(QStringLiteral("ENTRY ALERT"),
+                 QStringLiteral("Error:\r") + valueCheckMessage(check), PromptIcon::Critical,
+                 PromptButtons::Ok);
     return false;
 }
 
@@ -355,8 +354,9 @@ int RSComm::Query(quint8 code)
     int result = QueryFailed;
     if (SetPLCMode(4, code) && !CommError) {
         const int low = ExchangeByte(kAcknowledge, ReplyWait::Await, InputFlush::Keep);
-        const int high = low == NoReply ? NoReply
-                                        : ExchangeByte(kAcknowledge, ReplyWait::Await, InputFlush::Keep);
+        const int high = low == NoReply
+                             ? NoReply
+                             : ExchangeByte(kAcknowledge, ReplyWait::Await, InputFlush::Keep);
         if (low != NoReply && high != NoReply)
             result = high * 256 + low;
     }

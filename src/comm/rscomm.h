@@ -10,8 +10,7 @@ class Clock;
 class OperatorPrompt;
 
 // Decoded form of a register address string.
-struct DecodedAddress
-{
+struct DecodedAddress {
     qint32 ByteAddress = 0;
     QString ValueType = QStringLiteral("B"); // "B", "W" or "D"
     quint16 BitMask = 0;
@@ -22,8 +21,14 @@ struct DecodedAddress
 };
 
 // Outcome of the checks on an operator value before it may be written.
-enum class ValueCheck { Accepted, NotNumeric, NotZeroOrOne, OutOfRangeByte, OutOfRangeWord,
-                        OutOfRangeDouble };
+enum class ValueCheck {
+    Accepted,
+    NotNumeric,
+    NotZeroOrOne,
+    OutOfRangeByte,
+    OutOfRangeWord,
+    OutOfRangeDouble
+};
 QString valueCheckMessage(ValueCheck check);
 
 // The communications object: the one owner of the link to the target board.

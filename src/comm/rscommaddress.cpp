@@ -6,7 +6,8 @@
 #include <QHash>
 #include <array>
 
-namespace {
+namespace
+{
 
 int hexValue(QStringView text)
 {
@@ -30,17 +31,35 @@ bool isGroupA(int code)
 // board code, the letter and the point number.
 int ioPointByte(int code, QChar letter, int point)
 {
-    struct Entry
-    {
+    struct Entry {
         int code;
         char letter;
         std::initializer_list<std::pair<int, int>> points;
     };
     static const Entry table[] = {
-        {49, 'X', {{30, 49}, {31, 50}, {50, 51}, {51, 52}, {60, 53}, {61, 54}, {70, 55}, {71, 56},
-                   {80, 57}}},
-        {49, 'Y', {{81, 58}, {90, 59}, {100, 60}, {110, 61}, {111, 62}, {120, 63}, {121, 64},
-                   {130, 65}, {140, 66}, {141, 67}}},
+        {49,
+         'X',
+         {{30, 49},
+          {31, 50},
+          {50, 51},
+          {51, 52},
+          {60, 53},
+          {61, 54},
+          {70, 55},
+          {71, 56},
+          {80, 57}}},
+        {49,
+         'Y',
+         {{81, 58},
+          {90, 59},
+          {100, 60},
+          {110, 61},
+          {111, 62},
+          {120, 63},
+          {121, 64},
+          {130, 65},
+          {140, 66},
+          {141, 67}}},
         {58, 'X', {{10, 51}, {11, 52}}},
         {58, 'Y', {{0, 49}, {1, 50}}},
         {59, 'X', {{10, 51}, {11, 52}, {20, 53}, {21, 54}}},
@@ -163,7 +182,8 @@ bool RSComm::ValidAdd(const QString &var, qint16 targetBoardIndex)
         return false;
     const int code = targetBoardIndex;
     const int dot = var.indexOf(u'.');
-    const int n = dot >= 0 ? number(QStringView(var).mid(1, dot - 1)) : number(QStringView(var).mid(1));
+    const int n =
+        dot >= 0 ? number(QStringView(var).mid(1, dot - 1)) : number(QStringView(var).mid(1));
     const QChar letter = var.at(0).toUpper();
     const bool groupA = isGroupA(code);
     const bool lastDigitIsPoint = n % 10 == 0 || n % 10 == 1;

@@ -8,19 +8,19 @@
 #include <QDir>
 #include <QFileInfo>
 
-namespace {
-struct BoardModel
+namespace
 {
+struct BoardModel {
     const char *name;
     const char *lcfIndex;
 };
 // Codes 49 ("1") to 69 ("E").
 constexpr BoardModel kBoards[] = {
-    {"K7110", "1"},      {"K7112", "1"},      {"K7114", "?"},      {"K7121", "2"},
-    {"K7122", "3"},      {"K7116", "D"},      {"K7141", ""},       {"K7124", "F"},
-    {"Not Defined", ""}, {"T6210", "@"},      {"T6211", "A"},      {"T6212", "B"},
-    {"T6220(PLC)", "C"}, {"T6220(PLS)", ""},  {"T6240", ""},       {"T6241", ""},
-    {"R5110", "E"},      {"T6221(PLC)", ""},  {"T6221(PLS)", ""},  {"T6800(PLC)", "G"},
+    {"K7110", "1"},      {"K7112", "1"},     {"K7114", "?"},     {"K7121", "2"},
+    {"K7122", "3"},      {"K7116", "D"},     {"K7141", ""},      {"K7124", "F"},
+    {"Not Defined", ""}, {"T6210", "@"},     {"T6211", "A"},     {"T6212", "B"},
+    {"T6220(PLC)", "C"}, {"T6220(PLS)", ""}, {"T6240", ""},      {"T6241", ""},
+    {"R5110", "E"},      {"T6221(PLC)", ""}, {"T6221(PLS)", ""}, {"T6800(PLC)", "G"},
     {"T6800(PLS)", ""},
 };
 constexpr int kFirstCode = 49;

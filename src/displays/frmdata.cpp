@@ -19,7 +19,8 @@
 #include <QTabBar>
 #include <QVBoxLayout>
 
-namespace {
+namespace
+{
 
 struct PageRange {
     int first;
@@ -65,7 +66,8 @@ QLabel *countLabel(QWidget *parent)
     label->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
     label->setFrameShape(QFrame::StyledPanel);
     label->setFrameShadow(QFrame::Sunken);
-    label->setMinimumWidth(label->fontMetrics().horizontalAdvance(QStringLiteral("888,888,888")) + 12);
+    label->setMinimumWidth(label->fontMetrics().horizontalAdvance(QStringLiteral("888,888,888")) +
+                           12);
     return label;
 }
 
@@ -95,7 +97,8 @@ frmData::frmData(ModUtility &util, QWidget *parent) : DisplayForm(util, parent)
         lblDescription[Item::LastShiftGoodCans + c]->setText(ShiftCaptions[c]);
     }
     lblDescription[0]->setText(QStringLiteral("Tripped Spindle:"));
-    lblDescription[TripOffsetCaption] = new QLabel(QStringLiteral("Spindle #1 Trip &Offset:"), this);
+    lblDescription[TripOffsetCaption] =
+        new QLabel(QStringLiteral("Spindle #1 Trip &Offset:"), this);
 
     tbsData = new QTabBar(this);
     tbsData->addTab(QStringLiteral("&Trips Per Spindle"));
@@ -142,8 +145,8 @@ frmData::frmData(ModUtility &util, QWidget *parent) : DisplayForm(util, parent)
     // Page 0: trips per spindle, the tripped spindle, the trip offset.
     txtSpindleTripOffset = new QLineEdit(this);
     txtSpindleTripOffset->setAlignment(Qt::AlignRight);
-    txtSpindleTripOffset->setFixedWidth(txtSpindleTripOffset->fontMetrics().horizontalAdvance(
-                                            QStringLiteral("88888")) + 12);
+    txtSpindleTripOffset->setFixedWidth(
+        txtSpindleTripOffset->fontMetrics().horizontalAdvance(QStringLiteral("88888")) + 12);
     lblDescription[TripOffsetCaption]->setBuddy(txtSpindleTripOffset);
     updSpindleTripOffset = new UpDownSpinner(txtSpindleTripOffset, this);
     updSpindleTripOffset->setRange(0, m_util.gData.limits().TripOffsetMaximum);
@@ -271,9 +274,9 @@ void frmData::applyOnlineLayout()
 void frmData::applyOfflineLayout()
 {
     const bool editing = m_util.gOfflineEditing;
-    for (QWidget *w : std::initializer_list<QWidget *>{fraSpindleTrip,
-                                                       lblDescription[TripOffsetCaption],
-                                                       txtSpindleTripOffset, updSpindleTripOffset})
+    for (QWidget *w :
+         std::initializer_list<QWidget *>{fraSpindleTrip, lblDescription[TripOffsetCaption],
+                                          txtSpindleTripOffset, updSpindleTripOffset})
         w->setEnabled(editing);
     lblDescription[0]->setEnabled(false);
     lblData[0]->setEnabled(false);
@@ -296,8 +299,8 @@ void frmData::buildOnlinePass(QList<PassRead> &reads)
         if (i == 0) {
             NumericEntryField *field = m_tripOffset;
             reads.append({defaultAddress(Item::SpindleTripOffset),
-                          [field](const QString &t) { field->showValue(t); },
-                          PassRead::Kind::Value, [field] { return !field->BeingEdited; }});
+                          [field](const QString &t) { field->showValue(t); }, PassRead::Kind::Value,
+                          [field] { return !field->BeingEdited; }});
         }
     }
 }

@@ -12,7 +12,8 @@
 #include <QPushButton>
 #include <QVBoxLayout>
 
-namespace {
+namespace
+{
 
 struct BoardPoint {
     const char *caption;
@@ -94,13 +95,25 @@ frmDisplayIO::frmDisplayIO(ModUtility &util, QWidget *parent) : DisplayForm(util
 {
     setWindowTitle(QStringLiteral("I/O Status"));
     const auto &points = LiveRegister::IOStatusPoints;
-    m_registers = {points[0], points[1], points[2], points[3], points[4],
-                   points[5], LiveRegister::ResolverPosition, LiveRegister::MachineCPM,
-                   points[6], points[7], points[8], points[9], points[10], points[11], points[12]};
+    m_registers = {points[0],
+                   points[1],
+                   points[2],
+                   points[3],
+                   points[4],
+                   points[5],
+                   LiveRegister::ResolverPosition,
+                   LiveRegister::MachineCPM,
+                   points[6],
+                   points[7],
+                   points[8],
+                   points[9],
+                   points[10],
+                   points[11],
+                   points[12]};
 
-    const QString allCaptions[5] = {QStringLiteral("T6800"), QLatin1String(GroupCaptions[0]),
-                                    QLatin1String(GroupCaptions[1]), QLatin1String(GroupCaptions[2]),
-                                    QLatin1String(GroupCaptions[3])};
+    const QString allCaptions[5] = {
+        QStringLiteral("T6800"), QLatin1String(GroupCaptions[0]), QLatin1String(GroupCaptions[1]),
+        QLatin1String(GroupCaptions[2]), QLatin1String(GroupCaptions[3])};
     auto *frames = new QHBoxLayout;
     for (int f = 0; f < 5; ++f) {
         fraBMIO[f] = new QGroupBox(allCaptions[f], this);
@@ -114,7 +127,8 @@ frmDisplayIO::frmDisplayIO(ModUtility &util, QWidget *parent) : DisplayForm(util
     for (int i = 0; i < BoardPoints; ++i) {
         lblt6810[i] = new QLabel(QLatin1String(BoardPointTable[i].caption), fraBMIO[0]);
         lblt6810[i]->setToolTip(QLatin1String(BoardPointTable[i].description));
-        lblt6810State[i] = stateLabel(i < 2 ? QStringLiteral("OFF") : QStringLiteral("0"), fraBMIO[0]);
+        lblt6810State[i] =
+            stateLabel(i < 2 ? QStringLiteral("OFF") : QStringLiteral("0"), fraBMIO[0]);
         lblt6810State[i]->setToolTip(QLatin1String(BoardPointTable[i].stateTip));
         board->addWidget(lblt6810[i], row, 0);
         board->addWidget(lblt6810State[i], row, 1);

@@ -17,12 +17,13 @@
 #include <QPushButton>
 #include <QVBoxLayout>
 
-namespace {
+namespace
+{
 
 const std::array<QString, 6> PanelCaptions = {
-    QStringLiteral("Machine CPM"),  QStringLiteral("Appl No.1 RPM"),
+    QStringLiteral("Machine CPM"),   QStringLiteral("Appl No.1 RPM"),
     QStringLiteral("Appl No.2 RPM"), QStringLiteral("Good Cans"),
-    QStringLiteral("Blow-offs"),    QStringLiteral("Lifetime Count (x1000)")};
+    QStringLiteral("Blow-offs"),     QStringLiteral("Lifetime Count (x1000)")};
 
 // Panels 3 to 5 show counts; offline they show these data items.
 constexpr std::array<int, 3> OfflineItems = {Item::CurShiftGoodCans, Item::CurShiftBlowoffs,
@@ -75,8 +76,8 @@ frmMain::frmMain(ModUtility &util, QWidget *parent) : DisplayForm(util, parent)
     fraSpindleNumber = new QGroupBox(QStringLiteral("Spindle Number"), fraQCBlowoff);
     txtSpindleBlowoff = new QLineEdit(fraSpindleNumber);
     txtSpindleBlowoff->setAlignment(Qt::AlignCenter);
-    txtSpindleBlowoff->setMaximumWidth(txtSpindleBlowoff->fontMetrics().horizontalAdvance(
-                                           QStringLiteral("00000")) + 12);
+    txtSpindleBlowoff->setMaximumWidth(
+        txtSpindleBlowoff->fontMetrics().horizontalAdvance(QStringLiteral("00000")) + 12);
     updSpindleNumber = new UpDownSpinner(txtSpindleBlowoff, fraSpindleNumber);
     updSpindleNumber->setRange(1, m_util.gData.limits().QCSpindleMaximum);
     auto *spindleRow = new QHBoxLayout(fraSpindleNumber);
@@ -124,19 +125,15 @@ frmMain::frmMain(ModUtility &util, QWidget *parent) : DisplayForm(util, parent)
 
     m_spindleField = new NumericEntryField(txtSpindleBlowoff, updSpindleNumber, m_entry, prompt(),
                                            QStringLiteral("Q.C. Blow-off"));
-    m_spindleField->setStepAction([this](const QString &text) {
-        writeIfOnline(LiveRegister::QCSpindleNumber, text);
-    });
+    m_spindleField->setStepAction(
+        [this](const QString &text) { writeIfOnline(LiveRegister::QCSpindleNumber, text); });
 
-    connect(cmdSingleBlowoff, &QPushButton::clicked, this, [this] {
-        QCBlowoff(comm(), qint16(roundedTextValue(txtSpindleBlowoff->text())));
-    });
-    connect(cmdBlanketBlowoff, &QPushButton::clicked, this, [this] {
-        QCBlowoff(comm(), BlanketBlowoffCode(m_util.gData.gSpindleCount));
-    });
-    connect(cmdMandrelBlowoff, &QPushButton::clicked, this, [this] {
-        QCBlowoff(comm(), MandrelBlowoffCode(m_util.gData.gSpindleCount));
-    });
+    connect(cmdSingleBlowoff, &QPushButton::clicked, this,
+            [this] { QCBlowoff(comm(), qint16(roundedTextValue(txtSpindleBlowoff->text()))); });
+    connect(cmdBlanketBlowoff, &QPushButton::clicked, this,
+            [this] { QCBlowoff(comm(), BlanketBlowoffCode(m_util.gData.gSpindleCount)); });
+    connect(cmdMandrelBlowoff, &QPushButton::clicked, this,
+            [this] { QCBlowoff(comm(), MandrelBlowoffCode(m_util.gData.gSpindleCount)); });
     connect(cmdBadCanBlowoff, &QPushButton::clicked, this,
             [this] { writeCommand(LiveRegister::BadCanTestFlag, QStringLiteral("1")); });
 }
@@ -212,7 +209,8 @@ void frmMain::buildOnlinePass(QList<PassRead> &reads)
     for (int i = 0; i < 6; ++i) {
         QLabel *label = lblDisplay[i];
         if (i < FirstCountPanel)
-            reads.append({m_registers[i], [label](const QString &t) { label->setText(t.trimmed()); }});
+            reads.append(
+                {m_registers[i], [label](const QString &t) { label->setText(t.trimmed()); }});
         else
             reads.append({m_registers[i],
                           [label](const QString &t) { label->setText(DisplayText::countOf(t)); }});

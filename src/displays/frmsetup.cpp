@@ -21,7 +21,8 @@
 #include <QTabBar>
 #include <QVBoxLayout>
 
-namespace {
+namespace
+{
 
 struct PageFields {
     int first;
@@ -29,8 +30,8 @@ struct PageFields {
 };
 constexpr std::array<PageFields, frmSetup::PageCount> Pages = {{{0, 2}, {3, 12}, {13, 15}}};
 
-constexpr int CaptionOfField[frmSetup::FieldCount] = {0, 1, 2, 5, 6, 7, 8, 9, 10,
-                                                      11, 11, 12, 12, 13, 14, 15};
+constexpr int CaptionOfField[frmSetup::FieldCount] = {0,  1,  2,  5,  6,  7,  8,  9,
+                                                      10, 11, 11, 12, 12, 13, 14, 15};
 constexpr int QCPortShiftField = 8;
 
 QLabel *valueLabel(QWidget *parent)
@@ -68,18 +69,28 @@ frmSetup::frmSetup(ModUtility &util, QWidget *parent) : DisplayForm(util, parent
         txtSetup[k] = new QLineEdit(this);
         txtSetup[k]->setObjectName(QStringLiteral("txtSetup%1").arg(k));
         txtSetup[k]->setAlignment(Qt::AlignRight);
-        txtSetup[k]->setFixedWidth(txtSetup[k]->fontMetrics().horizontalAdvance(
-                                       QStringLiteral("888888")) + 12);
+        txtSetup[k]->setFixedWidth(
+            txtSetup[k]->fontMetrics().horizontalAdvance(QStringLiteral("888888")) + 12);
         updSetup[k] = new UpDownSpinner(txtSetup[k], this);
         updSetup[k]->setRange(params[k].Minimum, params[k].maximumFor(m_util.gData.gSpindleCount));
     }
     const std::array<QString, FieldCount> captions = {
-        params[0].Caption, params[1].Caption, params[2].Caption,
+        params[0].Caption,
+        params[1].Caption,
+        params[2].Caption,
         QStringLiteral("Applicator No.1 Roll Speed (RPM):"),
         QStringLiteral("Applicator No.2 Roll Speed (RPM):"),
-        params[3].Caption, params[4].Caption, params[5].Caption, params[6].Caption,
-        params[7].Caption, params[8].Caption, params[9].Caption, params[11].Caption,
-        params[13].Caption, params[14].Caption, params[15].Caption};
+        params[3].Caption,
+        params[4].Caption,
+        params[5].Caption,
+        params[6].Caption,
+        params[7].Caption,
+        params[8].Caption,
+        params[9].Caption,
+        params[11].Caption,
+        params[13].Caption,
+        params[14].Caption,
+        params[15].Caption};
     for (int i = 0; i < FieldCount; ++i)
         lblDescription[i] = new QLabel(captions[i], this);
     for (int k = 0; k < FieldCount; ++k) {
@@ -297,9 +308,9 @@ void frmSetup::applyOfflineLayout()
 {
     clearEditMarks();
     const bool editing = m_util.gOfflineEditing;
-    for (QWidget *w : std::initializer_list<QWidget *>{fraSpeedParameters, fraBlowoff[0],
-                                                       fraBlowoff[1], fraMachineTiming, lblLabel[0],
-                                                       lblLabel[1]})
+    for (QWidget *w :
+         std::initializer_list<QWidget *>{fraSpeedParameters, fraBlowoff[0], fraBlowoff[1],
+                                          fraMachineTiming, lblLabel[0], lblLabel[1]})
         w->setEnabled(editing);
     for (int i = 0; i < FieldCount; ++i) {
         lblDescription[i]->setEnabled(editing);
@@ -334,8 +345,10 @@ void frmSetup::buildOnlinePass(QList<PassRead> &reads)
         if (k == 2) {
             QLabel *roll1 = lblDisplay[0];
             QLabel *roll2 = lblDisplay[1];
-            reads.append({LiveRegister::Appl1RollRPM, [roll1](const QString &t) { roll1->setText(t); }});
-            reads.append({LiveRegister::Appl2RollRPM, [roll2](const QString &t) { roll2->setText(t); }});
+            reads.append(
+                {LiveRegister::Appl1RollRPM, [roll1](const QString &t) { roll1->setText(t); }});
+            reads.append(
+                {LiveRegister::Appl2RollRPM, [roll2](const QString &t) { roll2->setText(t); }});
         }
         if (k == 15) {
             QPushButton *zero = cmdZeroResolver;
@@ -343,8 +356,11 @@ void frmSetup::buildOnlinePass(QList<PassRead> &reads)
             QLabel *machine = lblDisplay[3];
             reads.append({LiveRegister::ZeroResolverAllowed,
                           [zero](const QString &t) { zero->setEnabled(roundedTextValue(t) > 0); }});
-            reads.append({QString(), [absolute](const QString &t) { absolute->setText(t); },
-                          PassRead::Kind::Value, {}, [](RSComm &link) { return link.PLSPos(); }});
+            reads.append({QString(),
+                          [absolute](const QString &t) { absolute->setText(t); },
+                          PassRead::Kind::Value,
+                          {},
+                          [](RSComm &link) { return link.PLSPos(); }});
             reads.append({LiveRegister::ResolverPosition,
                           [machine](const QString &t) { machine->setText(machinePosition(t)); }});
         }

@@ -45,16 +45,16 @@ bool NumericEntryField::showValue(const QString &text)
 
 QString NumericEntryField::rejectionMessage() const
 {
-    return QStringLiteral("Only a Number Between ") + QString::number(m_upd->minimum())
-           + QStringLiteral(" and ") + QString::number(m_upd->maximum())
-           + QStringLiteral(" can be Entered");
+    return QStringLiteral("Only a Number Between ") + QString::number(m_upd->minimum()) +
+           QStringLiteral(" and ") + QString::number(m_upd->maximum()) +
+           QStringLiteral(" can be Entered");
 }
 
 bool NumericEntryField::acceptable() const
 {
     double value = 0;
-    return isNumericText(m_txt->text(), &value) && value >= m_upd->minimum()
-           && value <= m_upd->maximum();
+    return isNumericText(m_txt->text(), &value) && value >= m_upd->minimum() &&
+           value <= m_upd->maximum();
 }
 
 bool NumericEntryField::eventFilter(QObject *watched, QEvent *event)
@@ -73,8 +73,8 @@ bool NumericEntryField::eventFilter(QObject *watched, QEvent *event)
     }
     case QEvent::FocusOut: {
         const auto reason = static_cast<QFocusEvent *>(event)->reason();
-        if (reason == Qt::ActiveWindowFocusReason || reason == Qt::PopupFocusReason
-            || !m_inField || m_refusing)
+        if (reason == Qt::ActiveWindowFocusReason || reason == Qt::PopupFocusReason || !m_inField ||
+            m_refusing)
             return false;
         m_inField = false;
         // A refused value keeps the focus: the line edit must not see the

@@ -68,7 +68,7 @@ private:
     QString m_title;
     Action m_accept;
     Action m_step;
-    bool m_inField = false;   // focus is in the field (window switches aside)
+    bool m_inField = false;    // focus is in the field (window switches aside)
     bool m_quietLeave = false; // the focus leaves without a check (park)
     bool m_refusing = false;   // the refusal message is up
     bool m_inRelease = false;

@@ -60,4 +60,3 @@ QSize UpDownSpinner::sizeHint() const
     const int height = m_buddy ? m_buddy->sizeHint().height() : 22;
     return {qMax(16, height * 2 / 3), height};
 }
-

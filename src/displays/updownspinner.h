@@ -32,7 +32,6 @@ signals:
     // The buddy's text was changed by a step.
     void changed();
 
-
 private:
     QLineEdit *m_buddy;
     QToolButton *m_up;

@@ -20,8 +20,8 @@
 #include <QFile>
 #include <QList>
 #include <QTemporaryDir>
-#include <QTimer>
 #include <QTest>
+#include <QTimer>
 
 #include <memory>
 #include <optional>
@@ -31,8 +31,7 @@
 class ScriptedFileDialogs final : public FileDialogs
 {
 public:
-    struct Asked
-    {
+    struct Asked {
         bool save;
         QString filter;
         QString initialPath;
@@ -113,8 +112,7 @@ inline bool prepareProgramDir(const QString &dir)
     return QFile::copy(shipped, copy);
 }
 
-struct AppHarness
-{
+struct AppHarness {
     QTemporaryDir dir;
     SteadyClock clock;
     ScriptedPrompt prompt;
@@ -136,8 +134,8 @@ struct AppHarness
         realPort = std::make_unique<PosixSerialPort>(clock, dir.path());
         port = std::make_unique<RecordingPort>(*realPort);
         comm = std::make_unique<RSComm>(clock, prompt, dir.path());
-        window = std::make_unique<frmMDIMain>(frmMDIMain::Collaborators{
-            *comm, *port, prompt, clock, data, dialogs, dir.path()});
+        window = std::make_unique<frmMDIMain>(
+            frmMDIMain::Collaborators{*comm, *port, prompt, clock, data, dialogs, dir.path()});
         if (!keepTimer)
             window->tmrBackgroungUpdate->stop();
         return true;

@@ -19,7 +19,8 @@
 
 #include <cstdio>
 
-namespace {
+namespace
+{
 
 // Nobody is there to answer: every question is written out and gets the
 // answer that changes nothing.

@@ -17,10 +17,10 @@
 #include <QToolBar>
 #include <QToolButton>
 
-namespace {
-
-struct MenuRow
+namespace
 {
+
+struct MenuRow {
     const char *menu;
     const char *name;
     const char *caption; // "-" for a separator
@@ -194,11 +194,31 @@ void TestMainWindow::transferSubmenusAndToolbar()
     // Toolbar by position: key, tooltip and kind.
     const QList<QAction *> buttons = w.Toolbar1->actions();
     QCOMPARE(buttons.size(), 13);
-    const QStringList keys = {"PlaceHolder", "New", "Open", "Save", "Separator", "Print", "Separator",
-                              "Offline Edit", "Separator", "Upload", "Download Data", "Separator",
+    const QStringList keys = {"PlaceHolder",
+                              "New",
+                              "Open",
+                              "Save",
+                              "Separator",
+                              "Print",
+                              "Separator",
+                              "Offline Edit",
+                              "Separator",
+                              "Upload",
+                              "Download Data",
+                              "Separator",
                               "Target Board Interface"};
-    const QStringList tips = {"", "New...", "Open...", "Save", "", "Print", "", "Offline Edit", "",
-                              "Upload (save) Settings", "Download (restore) Settings", "",
+    const QStringList tips = {"",
+                              "New...",
+                              "Open...",
+                              "Save",
+                              "",
+                              "Print",
+                              "",
+                              "Offline Edit",
+                              "",
+                              "Upload (save) Settings",
+                              "Download (restore) Settings",
+                              "",
                               "Target Board Interface"};
     for (int p = 0; p < 13; ++p) {
         QCOMPARE(buttons[p]->property("key").toString(), keys[p]);
@@ -311,9 +331,11 @@ void TestMainWindow::toolbarButton8TwiceReturnsEverythingToOff()
     QVERIFY(!w.mnuEditOfflineEditing->isChecked());
     QVERIFY(!h.util().gOfflineEditing);
     w.Toolbar1_ButtonClick(8);
-    QVERIFY(w.mnuEditOfflineEditing->isChecked() && button->isChecked() && h.util().gOfflineEditing);
+    QVERIFY(w.mnuEditOfflineEditing->isChecked() && button->isChecked() &&
+            h.util().gOfflineEditing);
     w.mnuEditOfflineEditing->trigger();
-    QVERIFY(!w.mnuEditOfflineEditing->isChecked() && !button->isChecked() && !h.util().gOfflineEditing);
+    QVERIFY(!w.mnuEditOfflineEditing->isChecked() && !button->isChecked() &&
+            !h.util().gOfflineEditing);
 }
 
 void TestMainWindow::panel2DoubleClickOnlyOnPanel2()
@@ -354,7 +376,8 @@ void TestMainWindow::transferCommandsOffline()
     QCOMPARE(h.prompt.asked.size(), 1);
     QCOMPARE(h.prompt.asked[0].title, QStringLiteral("Data Upload"));
     QCOMPARE(h.prompt.asked[0].text,
-             QStringLiteral("You are about to Upload Data from the PLC\r\n\r\nDo You Wish to Continue?"));
+             QStringLiteral(
+                 "You are about to Upload Data from the PLC\r\n\r\nDo You Wish to Continue?"));
     QCOMPARE(h.prompt.asked[0].icon, PromptIcon::Question);
     QCOMPARE(h.prompt.asked[0].buttons, PromptButtons::YesNo);
     QCOMPARE(w.gUploadNOW, before);
@@ -365,8 +388,8 @@ void TestMainWindow::transferCommandsOffline()
     w.mnuFileUploadData_Click(0);
     QCOMPARE(h.prompt.asked.size(), 3);
     QCOMPARE(h.prompt.asked[2].title, QStringLiteral("Program Offline"));
-    QCOMPARE(h.prompt.asked[2].text,
-             QStringLiteral("Program is Currently OFFLINE\r\n\r\nDo You Wish to Switch to ONLINE MODE to Continue?"));
+    QCOMPARE(h.prompt.asked[2].text, QStringLiteral("Program is Currently OFFLINE\r\n\r\nDo You "
+                                                    "Wish to Switch to ONLINE MODE to Continue?"));
     QCOMPARE(h.prompt.asked[2].icon, PromptIcon::Question);
     QVERIFY(!w.gUploadNOW.isEmpty());
     QCOMPARE(h.util().gTransferMode, qint16(0));
@@ -376,7 +399,8 @@ void TestMainWindow::transferCommandsOffline()
     w.mnuFileDownloadData_Click(1);
     QCOMPARE(h.prompt.asked[3].title, QStringLiteral("Data Download"));
     QCOMPARE(h.prompt.asked[3].text,
-             QStringLiteral("You are about to Download Data to the PLC\r\n\r\nDo You Wish to Continue?"));
+             QStringLiteral(
+                 "You are about to Download Data to the PLC\r\n\r\nDo You Wish to Continue?"));
     QCOMPARE(h.prompt.asked[4].title, QStringLiteral("Program Offline"));
     QCOMPARE(h.port->openCount, 0);
 
@@ -392,8 +416,10 @@ void TestMainWindow::transferCommandsOffline()
     QStringList titles;
     for (const auto &a : h.prompt.asked)
         titles << a.title;
-    QCOMPARE(titles, (QStringList{"Data Download", "Program Offline", "Comm Port Error", "KESTRO"}));
-    QCOMPARE(h.prompt.asked.last().text, QStringLiteral("Error Processing Request\r\n\r\nProcess Not Complete"));
+    QCOMPARE(titles,
+             (QStringList{"Data Download", "Program Offline", "Comm Port Error", "KESTRO"}));
+    QCOMPARE(h.prompt.asked.last().text,
+             QStringLiteral("Error Processing Request\r\n\r\nProcess Not Complete"));
     QCOMPARE(h.prompt.asked.last().icon, PromptIcon::Exclamation);
     QCOMPARE(h.data.gCurrentData, data);
 }
@@ -415,7 +441,10 @@ void TestMainWindow::saveAsWritesTheDefaultsAndNamesTheWindow()
     QVERIFY(file.open(QIODevice::ReadOnly));
     const QByteArray bytes = file.readAll();
     QCOMPARE(bytes.size(), 1550);
-    QVERIFY(bytes.startsWith(QByteArray("\x0D\x00KESTRO_R2.1.3\x01\x00\x8A\x00\x00\x00\x00\x00\x00\x00\x05\x00" "B1011", 2 + 13 + 2 + 8 + 2 + 5)));
+    QVERIFY(bytes.startsWith(
+        QByteArray("\x0D\x00KESTRO_R2.1.3\x01\x00\x8A\x00\x00\x00\x00\x00\x00\x00\x05\x00"
+                   "B1011",
+                   2 + 13 + 2 + 8 + 2 + 5)));
     QCOMPARE(w.windowTitle(), QStringLiteral("KESTRO - [Line3.sdt]"));
     QCOMPARE(w.gFileNameTitle, QStringLiteral("Line3.sdt"));
     QCOMPARE(w.gFileNamePath, path);
@@ -481,7 +510,8 @@ void TestMainWindow::openSameVersionAndOtherVersion()
     w.mnuFileOpen_Click();
     QCOMPARE(h.dialogs.asked.size(), 1);
     QVERIFY(!h.dialogs.asked[0].save);
-    QCOMPARE(h.dialogs.asked[0].initialPath, QDir(h.programDir()).filePath(QStringLiteral("*.sdt")));
+    QCOMPARE(h.dialogs.asked[0].initialPath,
+             QDir(h.programDir()).filePath(QStringLiteral("*.sdt")));
     QVERIFY(h.prompt.asked.isEmpty());
     QCOMPARE(h.data.gCurrentData.Value[125], 40);
     QCOMPARE(w.windowTitle(), QStringLiteral("KESTRO - [same.sdt]"));
@@ -495,9 +525,10 @@ void TestMainWindow::openSameVersionAndOtherVersion()
     QCOMPARE(h.dialogs.asked.size(), 3);
     QCOMPARE(h.dialogs.asked[2].initialPath, samePath);
     QCOMPARE(h.prompt.asked.size(), 2);
-    QCOMPARE(h.prompt.asked[0].text,
-             QStringLiteral("File created by set-up program version: KESTRO_R2.0.7\r\n"
-                            "Data tables may not be properly aligned.\r\n\r\nDo you wish to continue?"));
+    QCOMPARE(
+        h.prompt.asked[0].text,
+        QStringLiteral("File created by set-up program version: KESTRO_R2.0.7\r\n"
+                       "Data tables may not be properly aligned.\r\n\r\nDo you wish to continue?"));
     QCOMPARE(h.prompt.asked[0].icon, PromptIcon::Information);
     QCOMPARE(h.prompt.asked[0].buttons, PromptButtons::YesNoCancel);
     QCOMPARE(h.data.gCurrentData.Value[125], 40);

@@ -5,8 +5,8 @@
 #include "app/childform.h"
 #include "app/frmmdimain.h"
 #include "app/frmprocessing.h"
-#include "comm/frmsetupcomm.h"
 #include "appharness.h"
+#include "comm/frmsetupcomm.h"
 #include "machine/registermap.h"
 #include "machine/sdtfile.h"
 
@@ -18,10 +18,11 @@
 #include <QTest>
 #include <QTimer>
 
-namespace {
+namespace
+{
 
-const QString Rule = QString(30, QLatin1Char('-')) + QStringLiteral(" ALARM MESSAGE ")
-                     + QString(30, QLatin1Char('-'));
+const QString Rule = QString(30, QLatin1Char('-')) + QStringLiteral(" ALARM MESSAGE ") +
+                     QString(30, QLatin1Char('-'));
 const QString FaultBox = QStringLiteral("Faults Acitve in Target Board");
 
 QByteArray readBytes(const QString &address)
@@ -59,8 +60,8 @@ private:
     // A started window online against a still simulator on port 1.
     bool online(AppHarness &h, BoardSimProcess &sim)
     {
-        if (!h.start() || !sim.start({QStringLiteral("--frozen")})
-            || !sim.linkAsPort(h.programDir(), 1))
+        if (!h.start() || !sim.start({QStringLiteral("--frozen")}) ||
+            !sim.linkAsPort(h.programDir(), 1))
             return false;
         h.w().mnuViewOnline_Click();
         return h.comm->OnlineMode && h.w().panelText(2) == QLatin1String("ONLINE");
@@ -85,8 +86,8 @@ void TestMainWindowOnline::goingOnlineReadsTheBoardConstantsOncePerRun()
     QVERIFY(h.util().gBoardInfoRead);
     QCOMPARE(h.data.gSpindleCount, 24);
     // Probe, read handshake, then "B52", "F31" and "W58" and nothing else.
-    const QByteArray expected = QByteArray("\xFF\xFF\x01", 3) + readBytes(QStringLiteral("B52"))
-                                + readBytes(QStringLiteral("F31")) + readBytes(QStringLiteral("W58"));
+    const QByteArray expected = QByteArray("\xFF\xFF\x01", 3) + readBytes(QStringLiteral("B52")) +
+                                readBytes(QStringLiteral("F31")) + readBytes(QStringLiteral("W58"));
     QCOMPARE(h.port->sent.toHex(' '), expected.toHex(' '));
     QVERIFY(h.prompt.asked.isEmpty());
 
@@ -116,14 +117,16 @@ void TestMainWindowOnline::alarmWordTexts()
     QCOMPARE(sim.command(QStringLiteral("set W98 5")), QStringLiteral("ok"));
     w.tmrBackgroungUpdate_Timer();
     QCOMPARE(h.util().gSystemMessage,
-             Rule + "\r\nInfeed Track Jam\r\n \r\n" + Rule + "\r\nTiming Signal Failure\r\nVerify Resolver Operation\r\n");
+             Rule + "\r\nInfeed Track Jam\r\n \r\n" + Rule +
+                 "\r\nTiming Signal Failure\r\nVerify Resolver Operation\r\n");
     QCOMPARE(w.panelText(1), QStringLiteral("System Message:  Alarm(s) Active in T6800"));
 
     QCOMPARE(sim.command(QStringLiteral("set W98 7")), QStringLiteral("ok"));
     w.tmrBackgroungUpdate_Timer();
     QCOMPARE(h.util().gSystemMessage,
-             Rule + "\r\nInfeed Track Jam\r\n \r\n" + Rule + "\r\nCan on Mandrel/\r\nNo transfer Alarm\r\n"
-                 + Rule + "\r\nTiming Signal Failure\r\nVerify Resolver Operation\r\n");
+             Rule + "\r\nInfeed Track Jam\r\n \r\n" + Rule +
+                 "\r\nCan on Mandrel/\r\nNo transfer Alarm\r\n" + Rule +
+                 "\r\nTiming Signal Failure\r\nVerify Resolver Operation\r\n");
 
     // Only bit 3: no block, but the panel still reports alarms.
     QCOMPARE(sim.command(QStringLiteral("set W98 8")), QStringLiteral("ok"));
@@ -163,15 +166,18 @@ void TestMainWindowOnline::faultBoxOncePerEpisode()
     QCOMPARE(h.prompt.asked[0].icon, PromptIcon::Critical);
     QCOMPARE(h.prompt.asked[0].buttons, PromptButtons::Ok);
     QVERIFY(w.FaultMsgShown);
-    QCOMPARE(h.util().gSystemMessage,
-             QStringLiteral("****** PROCESSOR FAULTED ******\r\nSet-up Program is Currently ONLINE"));
-    QCOMPARE(w.panelText(1), QStringLiteral("System Message:  Fault Code (5CH): Program checksum fault"));
+    QCOMPARE(
+        h.util().gSystemMessage,
+        QStringLiteral("****** PROCESSOR FAULTED ******\r\nSet-up Program is Currently ONLINE"));
+    QCOMPARE(w.panelText(1),
+             QStringLiteral("System Message:  Fault Code (5CH): Program checksum fault"));
     QCOMPARE(w.panelText(1), "System Message:  " + h.comm->FaultDescription(92));
 
     // The panel follows the fault; the box does not come back.
     QCOMPARE(sim.command(QStringLiteral("set B8176 70")), QStringLiteral("ok"));
     w.tmrBackgroungUpdate_Timer();
-    QCOMPARE(w.panelText(1), QStringLiteral("System Message:  Fault Code (46H): Math error, divide by zero"));
+    QCOMPARE(w.panelText(1),
+             QStringLiteral("System Message:  Fault Code (46H): Math error, divide by zero"));
     // Into an alarm and back: the same episode.
     QCOMPARE(sim.command(QStringLiteral("set B8176 0")), QStringLiteral("ok"));
     QCOMPARE(sim.command(QStringLiteral("set W98 1")), QStringLiteral("ok"));
@@ -189,7 +195,8 @@ void TestMainWindowOnline::faultBoxOncePerEpisode()
     w.tmrBackgroungUpdate_Timer();
     w.tmrBackgroungUpdate_Timer();
     QCOMPARE(h.timesAsked(FaultBox), 2);
-    QCOMPARE(w.panelText(1), QStringLiteral("System Message:  Fault Code (05H): CO-CPU dual-port memory error"));
+    QCOMPARE(w.panelText(1),
+             QStringLiteral("System Message:  Fault Code (05H): CO-CPU dual-port memory error"));
     QCOMPARE(h.prompt.asked.size(), 2);
 }
 
@@ -206,10 +213,12 @@ void TestMainWindowOnline::pullingTheBoardEndsInCommFault()
     if (!w.currentChild()->FormActive)
         w.currentChild()->Form_Activate();
     w.tmrBackgroungUpdate->start();
-    QTRY_COMPARE_WITH_TIMEOUT(w.panelText(1), QStringLiteral("System Message:  All Faults Normal"), 5000);
+    QTRY_COMPARE_WITH_TIMEOUT(w.panelText(1), QStringLiteral("System Message:  All Faults Normal"),
+                              5000);
 
     sim.command(QStringLiteral("close"));
-    QTRY_COMPARE_WITH_TIMEOUT(w.panelText(1), QStringLiteral("System Message:  Comm Fault with T6800"), 20000);
+    QTRY_COMPARE_WITH_TIMEOUT(w.panelText(1),
+                              QStringLiteral("System Message:  Comm Fault with T6800"), 20000);
     QCOMPARE(w.panelText(2), QStringLiteral("OFFLINE"));
     QVERIFY(!h.comm->OnlineMode);
     QVERIFY(w.mnuViewOffline->isChecked());
@@ -243,7 +252,8 @@ void TestMainWindowOnline::uploadAllThenSaveHoldsTheBoardsValues()
     w.mnuFileSaveAs_Click();
     QCOMPARE(h.prompt.asked.size(), 2);
     QCOMPARE(h.prompt.asked[1].title, QStringLiteral("KESTRO"));
-    QCOMPARE(h.prompt.asked[1].text, QStringLiteral("Do you wish to first 'Upload Data' from the T6800?  "));
+    QCOMPARE(h.prompt.asked[1].text,
+             QStringLiteral("Do you wish to first 'Upload Data' from the T6800?  "));
     QCOMPARE(h.prompt.asked[1].buttons, PromptButtons::YesNo);
 
     DataSet saved;
@@ -251,7 +261,8 @@ void TestMainWindowOnline::uploadAllThenSaveHoldsTheBoardsValues()
     QCOMPARE(saved.Value.size(), 138);
     for (int i = 0; i <= gLastIndex; ++i) {
         const QString board = sim.command(QStringLiteral("get ") + saved.Address[i]);
-        QCOMPARE(QString::number(saved.Value[i]) + " " + saved.Address[i], board + " " + saved.Address[i]);
+        QCOMPARE(QString::number(saved.Value[i]) + " " + saved.Address[i],
+                 board + " " + saved.Address[i]);
     }
     QCOMPARE(saved.Value[0], 5);
     QCOMPARE(saved.Value[37], 123456);
@@ -284,10 +295,11 @@ void TestMainWindowOnline::cancelDuringShiftUploadKeepsTheLaterValues()
         watch.stop();
         caption = progress->lblProcessing->text();
         maximum = progress->prgProcessing->maximum();
-        connect(progress->prgProcessing, &QProgressBar::valueChanged, progress, [progress](int value) {
-            if (value == CancelAt)
-                QTest::mouseClick(progress->cmdCancel, Qt::LeftButton);
-        });
+        connect(progress->prgProcessing, &QProgressBar::valueChanged, progress,
+                [progress](int value) {
+                    if (value == CancelAt)
+                        QTest::mouseClick(progress->cmdCancel, Qt::LeftButton);
+                });
     });
     watch.start();
     h.prompt.answers = {PromptAnswer::Yes};
@@ -376,7 +388,8 @@ void TestMainWindowOnline::saveOnlineUploadsEverythingFirstWhenAsked()
     h.prompt.answers = {PromptAnswer::Yes};
     w.mnuFileSave_Click();
     QCOMPARE(h.prompt.asked.size(), 1);
-    QCOMPARE(h.prompt.asked[0].text, QStringLiteral("Do you wish to first 'Upload Data' from the T6800?  "));
+    QCOMPARE(h.prompt.asked[0].text,
+             QStringLiteral("Do you wish to first 'Upload Data' from the T6800?  "));
     QCOMPARE(h.util().gTransferMode, qint16(4));
     QVERIFY(!w.gUploadNOW.isEmpty());
     DataSet saved;

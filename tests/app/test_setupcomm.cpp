@@ -11,7 +11,8 @@
 #include <QTest>
 #include <QToolButton>
 
-namespace {
+namespace
+{
 
 QByteArray contentOf(const QString &path)
 {
@@ -107,7 +108,8 @@ void TestSetupComm::savesPort3At19200IntoEveryToolFolderWithoutOpeningThePort()
     QVERIFY(QDir(dir.filePath(QStringLiteral("Support"))).removeRecursively());
 
     frmSetupComm window(*h.comm, *h.port, h.prompt, h.programDir());
-    QCOMPARE(window.toolFolders(), (QStringList{dir.filePath("PRX51"), dir.filePath("PRX96"), dir.filePath("LMX51")}));
+    QCOMPARE(window.toolFolders(),
+             (QStringList{dir.filePath("PRX51"), dir.filePath("PRX96"), dir.filePath("LMX51")}));
     window.txtCommPort->setText(QStringLiteral("3"));
     window.optPortSpeed[1]->setChecked(true);
     window.cmdSave_Click();
@@ -138,11 +140,8 @@ void TestSetupComm::loadsTheSavedSettingsAndLimitsThem()
     QVERIFY(h.start());
     const QString settings = h.comm->CommSettingsFile();
     const QList<std::tuple<QByteArray, QString, int>> cases = {
-        {"3, 19200 \r\n", "3", 1},
-        {"7,4800\r\n", "7", 0},
-        {"0,19200\r\n", "1", 1},
-        {"150,9600\r\n", "99", 0},
-        {"", "1", 0},
+        {"3, 19200 \r\n", "3", 1}, {"7,4800\r\n", "7", 0}, {"0,19200\r\n", "1", 1},
+        {"150,9600\r\n", "99", 0}, {"", "1", 0},
     };
     for (const auto &[content, port, option] : cases) {
         QFile file(settings);
@@ -171,8 +170,9 @@ void TestSetupComm::showsTheDeviceAPortResolvesTo()
     QCOMPARE(window.lblDevice->text(), QStringLiteral("Device: Support/COM7 (not found)"));
     window.txtCommPort->setText(QStringLiteral("42"));
     const bool ttyExists = QFile::exists(QStringLiteral("/dev/ttyS41"));
-    QCOMPARE(window.lblDevice->text(), QStringLiteral("Device: /dev/ttyS41") +
-                                           (ttyExists ? QStringLiteral(" (present)") : QStringLiteral(" (not found)")));
+    QCOMPARE(window.lblDevice->text(),
+             QStringLiteral("Device: /dev/ttyS41") +
+                 (ttyExists ? QStringLiteral(" (present)") : QStringLiteral(" (not found)")));
     window.txtCommPort->setText(QStringLiteral("0"));
     QCOMPARE(window.lblDevice->text(), QStringLiteral("Device: -"));
 }

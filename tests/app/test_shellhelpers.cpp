@@ -11,18 +11,20 @@
 
 #include <QFile>
 #include <QLineEdit>
-#include <QScreen>
 #include <QRegularExpression>
+#include <QScreen>
 #include <QSet>
 #include <QTemporaryDir>
 #include <QTest>
 
-namespace {
+namespace
+{
 
 bool writeFile(const QString &path, const QByteArray &content)
 {
     QFile file(path);
-    return file.open(QIODevice::WriteOnly | QIODevice::Truncate) && file.write(content) == content.size();
+    return file.open(QIODevice::WriteOnly | QIODevice::Truncate) &&
+           file.write(content) == content.size();
 }
 
 } // namespace
@@ -79,7 +81,8 @@ void TestShellHelpers::changeExtensionKeepsFolderAndBase()
 {
     QCOMPARE(ModUtility::ChangeExtension(QStringLiteral("/a/b/prog.v2.pdx"), QStringLiteral("rev")),
              QStringLiteral("/a/b/prog.v2.rev"));
-    const QString relative = ModUtility::ChangeExtension(QStringLiteral("prog.pdx"), QStringLiteral("hex"));
+    const QString relative =
+        ModUtility::ChangeExtension(QStringLiteral("prog.pdx"), QStringLiteral("hex"));
     QCOMPARE(relative, QDir::current().absoluteFilePath(QStringLiteral("prog.hex")));
 }
 
@@ -87,8 +90,8 @@ void TestShellHelpers::shippedFaultFileCoversEveryReportedCode()
 {
     // The board reports processor faults 01..7A (1..122); every one has a text.
     QByteArray content;
-    QVERIFY(RecordReader::readFile(QDir(binDir()).filePath(QStringLiteral("Support/FaultErrCodes.txt")),
-                                   content));
+    QVERIFY(RecordReader::readFile(
+        QDir(binDir()).filePath(QStringLiteral("Support/FaultErrCodes.txt")), content));
     RecordReader reader(content);
     QSet<int> codes;
     QString code;
@@ -109,14 +112,16 @@ void TestShellHelpers::shippedFaultFileCoversEveryReportedCode()
     ScriptedPrompt prompt;
     SteadyClock clock;
     RSComm comm(clock, prompt, dir.path());
-    QCOMPARE(comm.FaultDescription(0x5C), QStringLiteral("Fault Code (5CH): Program checksum fault"));
+    QCOMPARE(comm.FaultDescription(0x5C),
+             QStringLiteral("Fault Code (5CH): Program checksum fault"));
     QCOMPARE(comm.FaultDescription(0x46),
              QStringLiteral("Fault Code (46H): Math error, divide by zero"));
 }
 
 void TestShellHelpers::displayTextTurnsCarriageReturnsIntoLineBreaks()
 {
-    QCOMPARE(MessageBoxPrompt::displayText(QStringLiteral("a\r\n\r\nb\rc")), QStringLiteral("a\n\nb\nc"));
+    QCOMPARE(MessageBoxPrompt::displayText(QStringLiteral("a\r\n\r\nb\rc")),
+             QStringLiteral("a\n\nb\nc"));
 }
 
 void TestShellHelpers::fileFilterTranslation()

@@ -59,7 +59,8 @@ private slots:
         FakeClock clock;
         ScriptedPrompt prompt;
         RSComm comm(clock, prompt, dir.path());
-        QCOMPARE(comm.FaultDescription(92), QStringLiteral("Fault Code (5CH): --- Fault File Not Found ---"));
+        QCOMPARE(comm.FaultDescription(92),
+                 QStringLiteral("Fault Code (5CH): --- Fault File Not Found ---"));
 
         QVERIFY(writeFile(dir.filePath(QStringLiteral("Support/FaultErrCodes.txt")),
                           "5C,Program checksum fault\r\n"
@@ -67,9 +68,11 @@ private slots:
                           "FF,\"Last, with a comma\"\r\n"
                           "21,Unquoted, comma\r\n"
                           "5C,Second record for 5C\r\n"));
-        QCOMPARE(comm.FaultDescription(92), QStringLiteral("Fault Code (5CH): Program checksum fault"));
+        QCOMPARE(comm.FaultDescription(92),
+                 QStringLiteral("Fault Code (5CH): Program checksum fault"));
         QCOMPARE(comm.FaultDescription(10), QStringLiteral("Fault Code (0AH): Lower-case code"));
-        QCOMPARE(comm.FaultDescription(255), QStringLiteral("Fault Code (FFH): Last, with a comma"));
+        QCOMPARE(comm.FaultDescription(255),
+                 QStringLiteral("Fault Code (FFH): Last, with a comma"));
         QCOMPARE(comm.FaultDescription(0x21), QStringLiteral("Fault Code (21H): Unquoted"));
         QCOMPARE(comm.FaultDescription(5), QStringLiteral("Fault Code (05H): "));
         QVERIFY(prompt.asked.isEmpty());

@@ -7,7 +7,8 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
-namespace {
+namespace
+{
 const QString kNoBoardText = QStringLiteral(
     "Cannot Communicate with Target Board.\rVerify RS-232 Cable is Connected Between\r"
     "COMM Port and PROG Port.");
@@ -15,8 +16,7 @@ const QString kNoBoardText = QStringLiteral(
 
 // One link under test: fake time, a fake port with a fake board behind it,
 // scripted operator answers and a settings folder of its own.
-struct Link
-{
+struct Link {
     QTemporaryDir dir;
     FakeClock clock;
     FakeSerialPort port{clock};
@@ -99,7 +99,8 @@ private slots:
         QVERIFY(!link.comm.InitializeRSComm(link.port));
         QCOMPARE(link.prompt.asked.size(), 2);
         QCOMPARE(link.prompt.asked[0].title, QStringLiteral("RSComm InitializeRSComm"));
-        QCOMPARE(link.prompt.asked[0].text, QStringLiteral("Error Number = 13\r\n\r\nType mismatch"));
+        QCOMPARE(link.prompt.asked[0].text,
+                 QStringLiteral("Error Number = 13\r\n\r\nType mismatch"));
         QCOMPARE(link.prompt.asked[0].buttons, PromptButtons::RetryCancel);
         QVERIFY(link.comm.setupFailed());
         QVERIFY(!link.comm.OnlineMode);
@@ -302,7 +303,8 @@ private slots:
         };
         QCOMPARE(link.comm.RSRead(QStringLiteral("W98")), QStringLiteral("0"));
         QCOMPARE(link.prompt.asked.size(), 1);
-        QCOMPARE(link.prompt.asked[0].text, QStringLiteral("Cannot Set PLC Mode Within Target Board."));
+        QCOMPARE(link.prompt.asked[0].text,
+                 QStringLiteral("Cannot Set PLC Mode Within Target Board."));
         QCOMPARE(link.prompt.asked[0].title, QStringLiteral("WARNING - Communication Error!"));
         QVERIFY(link.comm.CommError);
         QVERIFY(!link.comm.OnlineMode);
@@ -404,12 +406,15 @@ private slots:
         QCOMPARE(link.comm.PLSScaleFactor(), QStringLiteral(" 291"));
 
         // Mode byte never acknowledged: the handshake message, then -9999.
-        link.port.responder = [](quint8 b, FakeSerialPort &p) { p.reply(b == 0xFF ? 0x55 : 0x00, 50); };
+        link.port.responder = [](quint8 b, FakeSerialPort &p) {
+            p.reply(b == 0xFF ? 0x55 : 0x00, 50);
+        };
         link.prompt.answers = {PromptAnswer::Cancel};
         QCOMPARE(link.comm.PLSRpm(), QStringLiteral("-9999"));
         QVERIFY(link.comm.CommError);
         QCOMPARE(link.prompt.asked.size(), 1);
-        QCOMPARE(link.prompt.asked[0].text, QStringLiteral("Cannot Set PLC Mode Within Target Board."));
+        QCOMPARE(link.prompt.asked[0].text,
+                 QStringLiteral("Cannot Set PLC Mode Within Target Board."));
     }
 
     void sameAddressReusesDecoding()

@@ -22,8 +22,7 @@
 
 #include <memory>
 
-struct DisplayFixture
-{
+struct DisplayFixture {
     QTemporaryDir dir;
     SteadyClock clock;
     ScriptedPrompt prompt;
@@ -54,8 +53,8 @@ struct DisplayFixture
         comm = std::make_unique<RSComm>(clock, prompt, dir.path());
         util = std::make_unique<ModUtility>(*comm, *port, prompt, clock, data, dir.path());
         util->InitializeGlobals();
-        return sim.start(QStringList{QStringLiteral("--frozen")} + simArgs)
-               && sim.linkAsPort(dir.path(), number);
+        return sim.start(QStringList{QStringLiteral("--frozen")} + simArgs) &&
+               sim.linkAsPort(dir.path(), number);
     }
 
     void stop() { sim.stop(); }
@@ -80,8 +79,7 @@ struct DisplayFixture
 
     // Shows the window in front and starts its cycle, as the main window does.
     // A fresh window of the kind under test, active and cycling.
-    template <class Form>
-    Form &open(std::unique_ptr<Form> &form)
+    template <class Form> Form &open(std::unique_ptr<Form> &form)
     {
         form = std::make_unique<Form>(*util);
         if (!activate(*form))
@@ -90,8 +88,7 @@ struct DisplayFixture
     }
 
     // Unloads the window and puts back what a test may have changed.
-    template <class Form>
-    void reset(std::unique_ptr<Form> &form)
+    template <class Form> void reset(std::unique_ptr<Form> &form)
     {
         if (form)
             form->Form_Unload();

@@ -73,10 +73,14 @@ private slots:
         QTest::addColumn<int>("spindles");
         QTest::addColumn<QString>("typed");
         QTest::addColumn<QString>("message"); // empty: accepted
-        QTest::newRow("24 of 24") << 24 << "24" << "Only a Number Between 0 and 23 can be Entered";
-        QTest::newRow("-1") << 24 << "-1" << "Only a Number Between 0 and 23 can be Entered";
-        QTest::newRow("35 of 36") << 36 << "35" << "";
-        QTest::newRow("36 of 36") << 36 << "36" << "Only a Number Between 0 and 35 can be Entered";
+        QTest::newRow("24 of 24") << 24 << "24"
+                                  << "Only a Number Between 0 and 23 can be Entered";
+        QTest::newRow("-1") << 24 << "-1"
+                            << "Only a Number Between 0 and 23 can be Entered";
+        QTest::newRow("35 of 36") << 36 << "35"
+                                  << "";
+        QTest::newRow("36 of 36") << 36 << "36"
+                                  << "Only a Number Between 0 and 35 can be Entered";
     }
     void tripOffsetLimits()
     {

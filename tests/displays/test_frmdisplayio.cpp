@@ -17,11 +17,13 @@ class TestFrmDisplayIO : public QObject
 
     static bool isOn(QLabel *l)
     {
-        return l->text() == u"ON" && l->palette().color(QPalette::WindowText) == DisplayText::OnColour;
+        return l->text() == u"ON" &&
+               l->palette().color(QPalette::WindowText) == DisplayText::OnColour;
     }
     static bool isOff(QLabel *l)
     {
-        return l->text() == u"off" && l->palette().color(QPalette::WindowText) == DisplayText::OffColour;
+        return l->text() == u"off" &&
+               l->palette().color(QPalette::WindowText) == DisplayText::OffColour;
     }
 
 private slots:

@@ -35,7 +35,8 @@ private slots:
         const QStringList expected = {"345", "120", "7", "1,234,567", "89", "4,321"};
         for (int i = 0; i < 6; ++i)
             QCOMPARE(w.lblDisplay[i]->text(), expected[i]);
-        QCOMPARE(w.txtMessageDisplay->toPlainText(), QStringLiteral("--- System Normal ---\nAll Clear"));
+        QCOMPARE(w.txtMessageDisplay->toPlainText(),
+                 QStringLiteral("--- System Normal ---\nAll Clear"));
         QCOMPARE(w.fraDisplay[5]->title(), QStringLiteral("Lifetime Count (x1000)"));
         QVERIFY(w.cmdSingleBlowoff->isEnabled() && w.txtSpindleBlowoff->isEnabled());
         // A value changing on the board shows on a later pass.
@@ -91,10 +92,14 @@ private slots:
         QTest::addColumn<int>("spindles");
         QTest::addColumn<QString>("typed");
         QTest::addColumn<QString>("message");
-        QTest::newRow("37 of 36") << 36 << "37" << "Only a Number Between 1 and 36 can be Entered";
-        QTest::newRow("abc") << 24 << "abc" << "Only a Number Between 1 and 24 can be Entered";
-        QTest::newRow("0") << 36 << "0" << "Only a Number Between 1 and 36 can be Entered";
-        QTest::newRow("empty") << 24 << "" << "Only a Number Between 1 and 24 can be Entered";
+        QTest::newRow("37 of 36") << 36 << "37"
+                                  << "Only a Number Between 1 and 36 can be Entered";
+        QTest::newRow("abc") << 24 << "abc"
+                             << "Only a Number Between 1 and 24 can be Entered";
+        QTest::newRow("0") << 36 << "0"
+                           << "Only a Number Between 1 and 36 can be Entered";
+        QTest::newRow("empty") << 24 << ""
+                               << "Only a Number Between 1 and 24 can be Entered";
     }
     void refusedSpindleNumber()
     {

@@ -36,7 +36,8 @@ private slots:
         frmSetup &w = open();
         QCOMPARE(w.windowTitle(), QStringLiteral("Set-Up"));
         QCOMPARE(w.tbsSetup->tabText(1), QStringLiteral("&Blow-off Parameters"));
-        QCOMPARE(w.fieldCaption(5)->text(), QStringLiteral("Numb&er of Cans to Blow-off at Infeed Open:"));
+        QCOMPARE(w.fieldCaption(5)->text(),
+                 QStringLiteral("Numb&er of Cans to Blow-off at Infeed Open:"));
         QCOMPARE(w.fieldCaption(9)->text(), QStringLiteral("Bad &Can Blow-off Solenoid:"));
         QCOMPARE(w.fieldCaption(11)->text(), QStringLiteral("Q.C. Blow-off So&lenoid:"));
         QCOMPARE(w.lblDescription[3]->text(), QStringLiteral("Applicator No.1 Roll Speed (RPM):"));
@@ -83,12 +84,18 @@ private slots:
         QTest::addColumn<QString>("typed");
         QTest::addColumn<int>("spindles");
         QTest::addColumn<QString>("message");
-        QTest::newRow("canfeed 2000") << 0 << "2000" << 0 << "Only a Number Between 0 and 1999 can be Entered";
-        QTest::newRow("solenoid 4") << 9 << "4" << 0 << "Only a Number Between 5 and 50 can be Entered";
-        QTest::newRow("misload 0") << 4 << "0" << 0 << "Only a Number Between 1 and 5 can be Entered";
-        QTest::newRow("port 25 of 24") << 8 << "25" << 24 << "Only a Number Between 1 and 24 can be Entered";
-        QTest::newRow("port 37 of 36") << 8 << "37" << 36 << "Only a Number Between 1 and 36 can be Entered";
-        QTest::newRow("text") << 13 << "x1" << 0 << "Only a Number Between 0 and 359 can be Entered";
+        QTest::newRow("canfeed 2000")
+            << 0 << "2000" << 0 << "Only a Number Between 0 and 1999 can be Entered";
+        QTest::newRow("solenoid 4")
+            << 9 << "4" << 0 << "Only a Number Between 5 and 50 can be Entered";
+        QTest::newRow("misload 0")
+            << 4 << "0" << 0 << "Only a Number Between 1 and 5 can be Entered";
+        QTest::newRow("port 25 of 24")
+            << 8 << "25" << 24 << "Only a Number Between 1 and 24 can be Entered";
+        QTest::newRow("port 37 of 36")
+            << 8 << "37" << 36 << "Only a Number Between 1 and 36 can be Entered";
+        QTest::newRow("text") << 13 << "x1" << 0
+                              << "Only a Number Between 0 and 359 can be Entered";
     }
     void refusedEntries()
     {
@@ -188,7 +195,8 @@ private slots:
         QTRY_COMPARE(w.lblDisplay[3]->text(), QStringLiteral("5"));
         QCOMPARE(w.txtSetup[13]->text(), QStringLiteral("181"));
         QVERIFY(!w.cmdZeroResolver->isEnabled());
-        QVERIFY(!w.lblDisplay[2]->text().isEmpty() && w.lblDisplay[2]->text() != QStringLiteral("-"));
+        QVERIFY(!w.lblDisplay[2]->text().isEmpty() &&
+                w.lblDisplay[2]->text() != QStringLiteral("-"));
         QVERIFY(f.set("F119", 1) && f.set("W180", 360));
         QTRY_VERIFY(w.cmdZeroResolver->isEnabled());
         QTRY_COMPARE(w.lblDisplay[3]->text(), QStringLiteral("0"));
@@ -216,7 +224,9 @@ private slots:
         w.cmdZeroResolver->click();
         QCOMPARE(f.prompt.asked.size(), 1);
         QCOMPARE(f.prompt.asked[0].title, QStringLiteral("Zero Resolver"));
-        QCOMPARE(f.prompt.asked[0].text, QStringLiteral("You are about change the Resolver offset.\r\n\r\nDo you wish to continue?"));
+        QCOMPARE(f.prompt.asked[0].text,
+                 QStringLiteral(
+                     "You are about change the Resolver offset.\r\n\r\nDo you wish to continue?"));
         QCOMPARE(f.prompt.asked[0].buttons, PromptButtons::YesNoCancel);
         QCOMPARE(f.prompt.asked[0].icon, PromptIcon::Question);
         QCOMPARE(f.get("W188"), QStringLiteral("0"));

@@ -8,8 +8,7 @@ class TestCliE2E : public QObject
 {
     Q_OBJECT
 
-    struct Run
-    {
+    struct Run {
         int exitCode = -1;
         QString out;
         QString err;
@@ -47,23 +46,34 @@ private slots:
     void cleanupTestCase()
     {
         m_sim.stop();
-        QFile::remove(QDir(BoardSimProcess::binDir()).filePath(QStringLiteral("Support/COM%1").arg(kPort)));
+        QFile::remove(
+            QDir(BoardSimProcess::binDir()).filePath(QStringLiteral("Support/COM%1").arg(kPort)));
     }
 
     void writeThenReadBack_data()
     {
         QTest::addColumn<QString>("address");
         QTest::addColumn<QString>("value");
-        QTest::newRow("byte") << "B1000" << "200";
-        QTest::newRow("word") << "W98" << "1234";
-        QTest::newRow("word max") << "W1092" << "65535";
-        QTest::newRow("double") << "D1100" << "655359999";
-        QTest::newRow("double small") << "D1304" << "19999";
-        QTest::newRow("bit set") << "B1016.0" << "1";
-        QTest::newRow("bit clear") << "B1016.0" << "0";
-        QTest::newRow("flag set") << "F119" << "1";
-        QTest::newRow("flag clear") << "F119" << "0";
-        QTest::newRow("hex byte") << "EFF0H" << "77";
+        QTest::newRow("byte") << "B1000"
+                              << "200";
+        QTest::newRow("word") << "W98"
+                              << "1234";
+        QTest::newRow("word max") << "W1092"
+                                  << "65535";
+        QTest::newRow("double") << "D1100"
+                                << "655359999";
+        QTest::newRow("double small") << "D1304"
+                                      << "19999";
+        QTest::newRow("bit set") << "B1016.0"
+                                 << "1";
+        QTest::newRow("bit clear") << "B1016.0"
+                                   << "0";
+        QTest::newRow("flag set") << "F119"
+                                  << "1";
+        QTest::newRow("flag clear") << "F119"
+                                    << "0";
+        QTest::newRow("hex byte") << "EFF0H"
+                                  << "77";
     }
     void writeThenReadBack()
     {
@@ -81,14 +91,17 @@ private slots:
     void bitWriteKeepsTheOtherBits()
     {
         QCOMPARE(m_sim.command(QStringLiteral("set B46 37")), QStringLiteral("ok"));
-        QCOMPARE(cli(kPort, {QStringLiteral("write"), QStringLiteral("F119"), QStringLiteral("1")}).exitCode, 0);
+        QCOMPARE(cli(kPort, {QStringLiteral("write"), QStringLiteral("F119"), QStringLiteral("1")})
+                     .exitCode,
+                 0);
         QCOMPARE(m_sim.command(QStringLiteral("get B46")), QStringLiteral("165"));
     }
 
     void readsSeveralAndBoardChanges()
     {
         QCOMPARE(m_sim.command(QStringLiteral("set W98 5")), QStringLiteral("ok"));
-        const Run r = cli(kPort, {QStringLiteral("read"), QStringLiteral("W98"), QStringLiteral("B52")});
+        const Run r =
+            cli(kPort, {QStringLiteral("read"), QStringLiteral("W98"), QStringLiteral("B52")});
         QCOMPARE(r.exitCode, 0);
         QCOMPARE(r.out, QStringLiteral("W98 5\nB52 36\n"));
     }
@@ -98,7 +111,9 @@ private slots:
         QCOMPARE(m_sim.command(QStringLiteral("set W98 7")), QStringLiteral("ok"));
         Run r = cli(kPort, {QStringLiteral("write"), QStringLiteral("W98"), QStringLiteral("-5")});
         QCOMPARE(r.exitCode, 4);
-        QVERIFY2(r.err.contains(QStringLiteral("[ENTRY ALERT] Error:\nOnly Numerical Data Allowed.")), qPrintable(r.err));
+        QVERIFY2(
+            r.err.contains(QStringLiteral("[ENTRY ALERT] Error:\nOnly Numerical Data Allowed.")),
+            qPrintable(r.err));
         r = cli(kPort, {QStringLiteral("write"), QStringLiteral("B1000"), QStringLiteral("256")});
         QCOMPARE(r.exitCode, 4);
         QVERIFY(r.err.contains(QStringLiteral("Entry out of Range (0-255).")));
@@ -118,8 +133,9 @@ private slots:
         const Run r = cli(kPort, {QStringLiteral("read"), QStringLiteral("W98")});
         QCOMPARE(m_sim.command(QStringLiteral("silent off")), QStringLiteral("ok"));
         QCOMPARE(r.exitCode, 3);
-        QVERIFY2(r.err.contains(QStringLiteral("[WARNING - Communication Error!] Cannot Communicate with Target Board.\n"
-                                               "Verify RS-232 Cable is Connected Between\nCOMM Port and PROG Port.")),
+        QVERIFY2(r.err.contains(QStringLiteral(
+                     "[WARNING - Communication Error!] Cannot Communicate with Target Board.\n"
+                     "Verify RS-232 Cable is Connected Between\nCOMM Port and PROG Port.")),
                  qPrintable(r.err));
         // Three waits: 1 s, 2 s, 2 s.
         QVERIFY2(r.ms >= 4900 && r.ms < 15000, qPrintable(QString::number(r.ms)));
@@ -130,20 +146,23 @@ private slots:
     {
         const Run r = cli(29, {QStringLiteral("read"), QStringLiteral("W98")});
         QCOMPARE(r.exitCode, 3);
-        QVERIFY2(r.err.contains(QStringLiteral("[Comm Port Error] Error Number = 8002")), qPrintable(r.err));
+        QVERIFY2(r.err.contains(QStringLiteral("[Comm Port Error] Error Number = 8002")),
+                 qPrintable(r.err));
     }
 
     void boardVanishingMidReadFailsCleanly()
     {
         BoardSimProcess vanishing;
         // Probe, handshake (2), then part of a double read: gone after 6 bytes.
-        QVERIFY(vanishing.start({QStringLiteral("--frozen"), QStringLiteral("--close-after"), QStringLiteral("6")}));
+        QVERIFY(vanishing.start(
+            {QStringLiteral("--frozen"), QStringLiteral("--close-after"), QStringLiteral("6")}));
         QVERIFY(vanishing.linkAsPort(BoardSimProcess::binDir(), kPort + 1));
         const Run r = cli(kPort + 1, {QStringLiteral("read"), QStringLiteral("D1100")});
         QCOMPARE(r.exitCode, 3);
         QVERIFY2(r.ms < 4000, qPrintable(QString::number(r.ms))); // no time-out sequence
         QVERIFY(r.out.isEmpty());
-        QFile::remove(QDir(BoardSimProcess::binDir()).filePath(QStringLiteral("Support/COM%1").arg(kPort + 1)));
+        QFile::remove(QDir(BoardSimProcess::binDir())
+                          .filePath(QStringLiteral("Support/COM%1").arg(kPort + 1)));
     }
 };
 

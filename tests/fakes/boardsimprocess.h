@@ -15,7 +15,8 @@ public:
 
     static QString binDir()
     {
-        const QString fromEnv = QProcessEnvironment::systemEnvironment().value(QStringLiteral("KESTRO_BIN_DIR"));
+        const QString fromEnv =
+            QProcessEnvironment::systemEnvironment().value(QStringLiteral("KESTRO_BIN_DIR"));
         return fromEnv.isEmpty() ? QStringLiteral(".") : fromEnv;
     }
 

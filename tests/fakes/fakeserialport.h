@@ -13,8 +13,7 @@
 class FakeSerialPort final : public SerialPort
 {
 public:
-    struct Sent
-    {
+    struct Sent {
         quint8 byte;
         qint64 atMs;
     };
@@ -29,7 +28,10 @@ public:
     // Hang up after this many bytes were sent (-1: never).
     int hangUpAfter = -1;
 
-    void reply(quint8 byte, qint64 delayMs = 0) { m_pending.append({byte, m_clock.nowMs() + delayMs}); }
+    void reply(quint8 byte, qint64 delayMs = 0)
+    {
+        m_pending.append({byte, m_clock.nowMs() + delayMs});
+    }
     QByteArray sentBytes() const
     {
         QByteArray out;

@@ -9,8 +9,7 @@
 class ScriptedPrompt final : public OperatorPrompt
 {
 public:
-    struct Asked
-    {
+    struct Asked {
         QString title;
         QString text;
         PromptIcon icon;

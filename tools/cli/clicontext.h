@@ -17,12 +17,11 @@ enum CliExit {
 };
 
 // What a command of the command-line tool gets to work with.
-struct CliContext
-{
+struct CliContext {
     RSComm &comm;
     OperatorPrompt &prompt;
     QTextStream &out;
     QTextStream &err;
-    bool interactive;                // standard output is a terminal
-    std::function<bool()> goOnline;  // opens the link; true when the board answered
+    bool interactive;               // standard output is a terminal
+    std::function<bool()> goOnline; // opens the link; true when the board answered
 };

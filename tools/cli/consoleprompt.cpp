@@ -5,7 +5,8 @@
 #include <cstdio>
 #include <unistd.h>
 
-namespace {
+namespace
+{
 QList<PromptAnswer> choices(PromptButtons buttons)
 {
     switch (buttons) {
@@ -48,7 +49,7 @@ PromptAnswer ConsolePrompt::ask(const QString &title, const QString &text, Promp
         QStringList names;
         for (PromptAnswer a : offered)
             names << QStringLiteral("[%1]%2").arg(promptAnswerName(a).left(1),
-                                                 promptAnswerName(a).mid(1));
+                                                  promptAnswerName(a).mid(1));
         err << "  " << names.join(QLatin1Char(' ')) << "? " << Qt::flush;
         const QString line = in.readLine();
         if (line.isNull())

@@ -12,7 +12,10 @@ public:
     {
     }
 
-    void setPortNumber(int number) override { m_device.setPortNumber(m_portNumber ? m_portNumber : number); }
+    void setPortNumber(int number) override
+    {
+        m_device.setPortNumber(m_portNumber ? m_portNumber : number);
+    }
     int portNumber() const override { return m_device.portNumber(); }
     void setBaudRate(int baud) override { m_device.setBaudRate(m_baud ? m_baud : baud); }
     int baudRate() const override { return m_device.baudRate(); }

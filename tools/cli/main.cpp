@@ -18,7 +18,8 @@
 #include <cstdio>
 #include <unistd.h>
 
-namespace {
+namespace
+{
 
 const char *const kUsage =
     "Usage: kestro-cli [--port N] [--speed 9600|19200] [--trace] COMMAND ...\n"
@@ -76,8 +77,9 @@ int writeCommand(const QStringList &args, CliContext &ctx)
     const ValueCheck check = RSComm::PrepareValue(args[0], args[1], decoded, value);
     if (check != ValueCheck::Accepted) {
         // The same alert the window shows, through the console prompt.
-        ctx.prompt.ask(QStringLiteral("ENTRY ALERT"), QStringLiteral("Error:\r") + valueCheckMessage(check),
-                       PromptIcon::Critical, PromptButtons::Ok);
+        ctx.prompt.ask(QStringLiteral("ENTRY ALERT"),
+                       QStringLiteral("Error:\r") + valueCheckMessage(check), PromptIcon::Critical,
+                       PromptButtons::Ok);
         return CliExit::RefusedValue;
     }
     if (!ctx.goOnline())
