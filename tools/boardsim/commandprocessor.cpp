@@ -11,21 +11,6 @@
 namespace
 {
 
-std::optional<quint32> unsignedNumber(QStringView text)
-{
-    if (text.isEmpty() || text.size() > 10)
-        return std::nullopt;
-    quint64 value = 0;
-    for (QChar c : text) {
-        if (c < u'0' || c > u'9')
-            return std::nullopt;
-        value = value * 10 + (c.unicode() - u'0');
-    }
-    if (value > 0xFFFFFFFFull)
-        return std::nullopt;
-    return quint32(value);
-}
-
 std::optional<bool> onOff(QStringView text)
 {
     if (text.compare(u"on", Qt::CaseInsensitive) == 0)
@@ -82,7 +67,7 @@ CommandProcessor::Result CommandProcessor::execute(QStringView line)
         return {Ok};
     }
     if (command == u"wrong-echo" || command == u"delay" || command == u"pace") {
-        const auto n = args == 1 ? unsignedNumber(words[1]) : std::nullopt;
+        const auto n = args == 1 ? parseUnsigned(words[1]) : std::nullopt;
         if (!n || *n > 1000000)
             return wrongArguments(command == u"wrong-echo" ? "wrong-echo N"
                                   : command == u"delay"    ? "delay MS"
@@ -110,7 +95,7 @@ QString CommandProcessor::set(QStringView addressText, QStringView valueText)
     const auto address = RegisterAddress::parse(addressText, &why);
     if (!address)
         return error(why + QStringLiteral(" '") + addressText.toString() + u'\'');
-    const auto value = unsignedNumber(valueText);
+    const auto value = parseUnsigned(valueText);
     if (!value)
         return error(QStringLiteral("value must be a decimal number"));
     if (*value > address->maxValue())

@@ -2,20 +2,29 @@
 
 #include "registerspace.h"
 
-namespace
+std::optional<quint32> parseUnsigned(QStringView text)
 {
-
-std::optional<int> decimalNumber(QStringView text)
-{
-    if (text.isEmpty() || text.size() > 9)
+    if (text.isEmpty() || text.size() > 10)
         return std::nullopt;
-    int value = 0;
+    quint64 value = 0;
     for (QChar c : text) {
         if (c < u'0' || c > u'9')
             return std::nullopt;
         value = value * 10 + (c.unicode() - u'0');
     }
-    return value;
+    if (value > 0xFFFFFFFFull)
+        return std::nullopt;
+    return quint32(value);
+}
+
+namespace
+{
+
+std::optional<int> decimalNumber(QStringView text)
+{
+    // Register numbers stay well inside int.
+    const auto value = text.size() <= 9 ? parseUnsigned(text) : std::nullopt;
+    return value ? std::optional<int>(int(*value)) : std::nullopt;
 }
 
 std::optional<int> hexNumber(QStringView text)

@@ -5,6 +5,10 @@
 
 #include <optional>
 
+// A plain unsigned decimal number of at most 10 digits that fits 32 bits;
+// nothing for anything else (signs, blanks, letters, empty text).
+std::optional<quint32> parseUnsigned(QStringView text);
+
 // A register named the way the operator console names it: W98, B52, D1100,
 // F119, B1016.0 or EFF0H.
 class RegisterAddress
