@@ -31,9 +31,9 @@ void ChildForm::Form_Unload()
 
 void ChildForm::refreshTurn()
 {
-    if (!FormActive)
-        return;
     RSComm &comm = *m_util.gRSComm;
+    if (!FormActive || comm.linkBusy())
+        return;
     if (comm.CommError) {
         comm.OnlineMode = false;
         OnlineReady = false;

@@ -804,6 +804,10 @@ void frmMDIMain::closeEvent(QCloseEvent *event)
 void frmMDIMain::tmrBackgroungUpdate_Timer()
 {
     RSComm &comm = *m_util->gRSComm;
+    // A tick that comes while another exchange waits on the operator is
+    // skipped; the next one reports.
+    if (comm.linkBusy())
+        return;
     if (!comm.OnlineMode) {
         m_util->gSystemMessage = QStringLiteral("Set-up Program is Currently OFFLINE");
         sbrMain[0]->setText(StatusPrefix + (comm.CommError

@@ -36,7 +36,7 @@ struct SetupFailure {
 } // namespace
 
 RSComm::RSComm(Clock &clock, OperatorPrompt &prompt, const QString &programDir)
-    : m_clock(clock), m_prompt(prompt), m_programDir(programDir)
+    : m_clock(clock), m_prompt(prompt, m_guard), m_programDir(programDir)
 {
 }
 
@@ -116,8 +116,18 @@ bool RSComm::InitializeRSComm(SerialPort &commObj)
     }
 }
 
+bool RSComm::refusedWhileBusy(const char *what) const
+{
+    if (!m_guard.busy())
+        return false;
+    qCDebug(lcComm) << what << "refused: the link is held by another exchange";
+    return true;
+}
+
 void RSComm::OpenRSComm(SerialPort &commObj)
 {
+    if (refusedWhileBusy("open"))
+        return;
     if (!InitializeRSComm(commObj))
         return;
     if (!commObj.open()) {
@@ -142,6 +152,8 @@ void RSComm::OpenRSComm(SerialPort &commObj)
 
 void RSComm::CloseRSComm()
 {
+    if (refusedWhileBusy("close"))
+        return;
     if (m_commObj && m_commObj->isOpen()) {
         if (!CommError)
             ExchangeByte(kAttention, ReplyWait::Await, InputFlush::Keep);
@@ -335,12 +347,16 @@ void RSComm::WriteRegister(const QString &add, const QString &dataValue)
 
 QString RSComm::RSRead(const QString &add)
 {
+    if (refusedWhileBusy("read"))
+        return QStringLiteral("0");
     const QString text = ReadRegister(add);
     return QString::number(static_cast<qint64>(leadingNumber(text)));
 }
 
 void RSComm::RSWrite(const QString &add, const QString &dataValue)
 {
+    if (refusedWhileBusy("write"))
+        return;
     WriteRegister(add, dataValue);
     if (m_writeFailed) {
         qCInfo(lcComm) << "wrong echo writing" << add << "- writing once more";
@@ -350,6 +366,8 @@ void RSComm::RSWrite(const QString &add, const QString &dataValue)
 
 int RSComm::Query(quint8 code)
 {
+    if (refusedWhileBusy("query"))
+        return QueryFailed;
     m_currentMode = 0;
     int result = QueryFailed;
     if (SetPLCMode(4, code) && !CommError) {

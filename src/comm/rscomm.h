@@ -1,5 +1,6 @@
 #pragma once
 
+#include "linkguard.h"
 #include "registerlink.h"
 #include "serialport.h"
 
@@ -50,6 +51,13 @@ public:
     bool CommError = false;
     bool CommErrorAlert = false;
     qint16 TargetboardType = 0;
+
+    // An exchange or transfer is waiting on the operator or yielding: the
+    // caller that sees this waits or skips. The link's own entry points
+    // refuse such a caller without touching the port.
+    bool linkBusy() const { return m_guard.busy(); }
+    // Held by a transfer across its yields.
+    [[nodiscard]] LinkGuard::Hold holdLink() { return m_guard.hold(); }
 
     void OpenRSComm(SerialPort &commObj);
     void CloseRSComm();
@@ -102,15 +110,19 @@ public:
     bool setupFailed() const { return m_setupFailed; }
     SerialPort *port() const { return m_commObj; }
     Clock &clock() const { return m_clock; }
-    OperatorPrompt &prompt() const { return m_prompt; }
+    OperatorPrompt &prompt() { return m_prompt; }
 
 private:
     QString queryText(quint8 code);
     bool checkValue(const QString &add, const QString &dataValue, DecodedAddress &decoded,
                     quint32 &value);
 
+    // Refuses a caller that came in while the link is held.
+    bool refusedWhileBusy(const char *what) const;
+
     Clock &m_clock;
-    OperatorPrompt &m_prompt;
+    LinkGuard m_guard;
+    HoldingPrompt m_prompt;
     QString m_programDir;
     SerialPort *m_commObj = nullptr;
     qint16 m_currentMode = 0;

@@ -84,6 +84,11 @@ void DisplayForm::step()
     // start another step from there.
     if (m_inStep || !FormActive)
         return;
+    if (comm().linkBusy()) {
+        // Another exchange is waiting on the operator: come back after it.
+        schedule(LinkBusyRetryMs);
+        return;
+    }
     QPointer<DisplayForm> self(this);
     m_inStep = true;
     int pause = 0;

@@ -87,6 +87,7 @@ protected:
 
 private:
     enum class Stage { Turn, Reading };
+    static constexpr int LinkBusyRetryMs = 50;
 
     void step();
     void beginTurn();
