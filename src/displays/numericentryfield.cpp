@@ -32,6 +32,12 @@ NumericEntryField::NumericEntryField(QLineEdit *txt, UpDownSpinner *upd, EntryWi
 {
     m_txt->installEventFilter(this);
     connect(m_upd, &UpDownSpinner::changed, this, &NumericEntryField::spinnerStep);
+    // textEdited comes from the operator's keys only, never from setText.
+    connect(m_txt, &QLineEdit::textEdited, this, [this] {
+        if (!m_inField)
+            enter(Selection::AsIs);
+        m_changed = true;
+    });
 }
 
 bool NumericEntryField::showValue(const QString &text)
@@ -57,29 +63,63 @@ bool NumericEntryField::acceptable() const
            value <= m_upd->maximum();
 }
 
+NumericEntryField::Leaving NumericEntryField::leavingFor(Qt::FocusReason reason, bool keyLeave)
+{
+    switch (reason) {
+    case Qt::MouseFocusReason:
+    case Qt::ShortcutFocusReason:
+        return Leaving::ByOperator;
+    case Qt::TabFocusReason:
+    case Qt::BacktabFocusReason:
+        // Hiding a window moves its focus on as if Tab had been pressed:
+        // only a Tab key seen by this field is the operator's.
+        return keyLeave ? Leaving::ByOperator : Leaving::ByProgram;
+    case Qt::ActiveWindowFocusReason:
+    case Qt::PopupFocusReason:
+    case Qt::MenuBarFocusReason:
+        // The focus comes back to the field when the menu or window closes.
+        return Leaving::Away;
+    default:
+        return Leaving::ByProgram;
+    }
+}
+
 bool NumericEntryField::eventFilter(QObject *watched, QEvent *event)
 {
     if (watched != m_txt)
         return false;
     switch (event->type()) {
     case QEvent::FocusIn: {
-        // Switching windows or opening a menu is not entering the field.
         const auto reason = static_cast<QFocusEvent *>(event)->reason();
-        if (reason == Qt::ActiveWindowFocusReason || reason == Qt::PopupFocusReason)
-            return false;
-        m_inField = true;
-        enter();
+        if (m_inField)
+            return false; // back from a menu, another window or a refusal
+        if (reason == Qt::MouseFocusReason || reason == Qt::TabFocusReason ||
+            reason == Qt::BacktabFocusReason || reason == Qt::ShortcutFocusReason)
+            enter();
         return false;
     }
     case QEvent::FocusOut: {
-        const auto reason = static_cast<QFocusEvent *>(event)->reason();
-        if (reason == Qt::ActiveWindowFocusReason || reason == Qt::PopupFocusReason || !m_inField ||
-            m_refusing)
+        if (!m_inField || m_refusing || m_quietLeave)
             return false;
+        const auto reason = static_cast<QFocusEvent *>(event)->reason();
+        switch (leavingFor(reason, m_keyLeave)) {
+        case Leaving::Away:
+            return false;
+        case Leaving::ByProgram:
+            abandon();
+            return false;
+        case Leaving::ByOperator:
+            break;
+        }
         m_inField = false;
+        if (!m_changed && !m_enterKey) {
+            // Looked at, not changed: nothing to check or write.
+            BeingEdited = false;
+            return false;
+        }
         // A refused value keeps the focus: the line edit must not see the
         // focus leave (it would drop the selection).
-        return !m_quietLeave && !leave();
+        return !leave();
     }
     case QEvent::MouseButtonRelease:
         // A click enters the field again, after the line edit placed the cursor.
@@ -92,18 +132,35 @@ bool NumericEntryField::eventFilter(QObject *watched, QEvent *event)
             enter();
         return true;
     case QEvent::KeyPress: {
+        if (m_inKey)
+            return false;
         auto *key = static_cast<QKeyEvent *>(event);
         if (key->key() == Qt::Key_Return || key->key() == Qt::Key_Enter) {
             m_window.PendingEsc = false;
+            if (!m_inField)
+                enter(Selection::AsIs);
+            m_enterKey = true;
             QKeyEvent tab(QEvent::KeyPress, Qt::Key_Tab, Qt::NoModifier);
             QCoreApplication::sendEvent(m_txt, &tab);
+            m_enterKey = false;
             return true;
         }
         if (key->key() == Qt::Key_Escape) {
+            if (!m_inField)
+                enter(Selection::AsIs);
             escape();
             return true;
         }
         m_window.PendingEsc = false;
+        if (key->key() == Qt::Key_Tab || key->key() == Qt::Key_Backtab) {
+            // The operator's Tab: the focus change it makes is a leave.
+            m_keyLeave = true;
+            m_inKey = true;
+            QCoreApplication::sendEvent(m_txt, event);
+            m_inKey = false;
+            m_keyLeave = false;
+            return true;
+        }
         return false;
     }
     default:
@@ -111,16 +168,29 @@ bool NumericEntryField::eventFilter(QObject *watched, QEvent *event)
     }
 }
 
-void NumericEntryField::enter()
+void NumericEntryField::enter(Selection selection)
 {
     ValueOnEntry = roundedTextValue(m_txt->text());
     BeingEdited = true;
+    m_inField = true;
+    m_changed = false;
     m_window.PendingEsc = false;
-    ModUtility::SelectAllText(m_txt);
+    if (selection == Selection::All)
+        ModUtility::SelectAllText(m_txt);
+}
+
+void NumericEntryField::abandon()
+{
+    m_inField = false;
+    if (m_changed)
+        m_txt->setText(QString::number(ValueOnEntry));
+    m_changed = false;
+    BeingEdited = false;
 }
 
 bool NumericEntryField::leave()
 {
+    m_changed = false;
     if (acceptable()) {
         if (m_accept)
             m_accept(m_txt->text());
@@ -134,8 +204,10 @@ bool NumericEntryField::leave()
     // the value it had on entry, and stays marked.
     m_txt->setText(QString::number(ValueOnEntry));
     if (m_txt->isEnabled() && m_txt->isVisible()) {
-        m_txt->setFocus(Qt::OtherFocusReason);
         m_inField = true;
+        m_txt->setFocus(Qt::OtherFocusReason);
+    } else {
+        BeingEdited = false;
     }
     ModUtility::SelectAllText(m_txt);
     return false;
@@ -144,6 +216,7 @@ bool NumericEntryField::leave()
 void NumericEntryField::escape()
 {
     m_txt->setText(QString::number(ValueOnEntry));
+    m_changed = false;
     if (m_window.PendingEsc) {
         m_window.PendingEsc = false;
         BeingEdited = false;
@@ -157,6 +230,7 @@ void NumericEntryField::escape()
 void NumericEntryField::spinnerStep()
 {
     m_window.PendingEsc = false;
+    m_changed = false;
     BeingEdited = false;
     parkFocus();
     if (m_step)

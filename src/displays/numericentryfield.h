@@ -23,6 +23,13 @@ struct EntryWindowState {
 // focus; leaving checks the number against the spinner's limits and either
 // runs the accept action or refuses with a message and keeps the focus; a
 // spinner step runs the step action at once.
+//
+// Only the operator enters and leaves a field: a click, the Tab key, a
+// mnemonic, or typing into it. Focus that the program moves (a page change,
+// a window switch or close, a hidden window, the cycle's own focus calls) is
+// neither: it never writes and never shows the range message, and an edit
+// the operator had not finished is dropped. Leaving checks and writes only
+// when the operator changed the text, or pressed Enter.
 class NumericEntryField : public QObject
 {
     Q_OBJECT
@@ -54,7 +61,13 @@ protected:
     bool eventFilter(QObject *watched, QEvent *event) override;
 
 private:
-    void enter();
+    enum class Selection { All, AsIs };
+    enum class Leaving { ByOperator, ByProgram, Away };
+
+    static Leaving leavingFor(Qt::FocusReason reason, bool keyLeave);
+    void enter(Selection selection = Selection::All);
+    // The program took the focus away: the edit is dropped, nothing written.
+    void abandon();
     // False when the value was refused and the field took the focus back.
     bool leave();
     void escape();
@@ -68,10 +81,14 @@ private:
     QString m_title;
     Action m_accept;
     Action m_step;
-    bool m_inField = false;    // focus is in the field (window switches aside)
+    bool m_inField = false;    // the operator entered the field and has not left it
+    bool m_changed = false;    // the operator changed the text since entering
+    bool m_enterKey = false;   // the focus leaves because Enter was pressed
+    bool m_keyLeave = false;   // a Tab key of the operator is moving the focus
     bool m_quietLeave = false; // the focus leaves without a check (park)
     bool m_refusing = false;   // the refusal message is up
     bool m_inRelease = false;
+    bool m_inKey = false;
 };
 
 // The text is a number as the operator may type it: blanks around it, a
