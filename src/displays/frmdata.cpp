@@ -36,7 +36,8 @@ const std::array<QString, 6> ShiftCaptions = {
 constexpr int TripColumns = 4;
 
 // A command held while a mouse button is down: "1" on the press, "0" on the
-// release. The keyboard does not reach it.
+// release. The keyboard does not reach it. The second press of a double
+// click arrives as a double-click event: it is a press like the first.
 class MomentaryCommand : public QObject
 {
 public:
@@ -49,7 +50,8 @@ public:
 protected:
     bool eventFilter(QObject *, QEvent *event) override
     {
-        if (event->type() == QEvent::MouseButtonPress)
+        if (event->type() == QEvent::MouseButtonPress ||
+            event->type() == QEvent::MouseButtonDblClick)
             m_write(QStringLiteral("1"));
         else if (event->type() == QEvent::MouseButtonRelease)
             m_write(QStringLiteral("0"));
