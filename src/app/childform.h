@@ -16,6 +16,11 @@ class ChildForm : public QWidget
 public:
     explicit ChildForm(ModUtility &util, QWidget *parent = nullptr);
 
+    // How the main window shows the child: filling the area (its caption
+    // then joins the main window's), or at its own size with a title bar.
+    enum class Placement { Maximised, OwnSize };
+    virtual Placement placement() const { return Placement::Maximised; }
+
     bool FormActive = false;
     bool OnlineReady = false;
     bool OfflineReady = false;

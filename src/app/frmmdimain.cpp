@@ -433,14 +433,22 @@ void frmMDIMain::mnuWindowForm_Click(int index)
     }
 
     ChildForm *child = loadChildForm(index, *m_util, nullptr);
-    // One child fills the area at a time and the Window menu is the way to
-    // change it, so the child has no frame or buttons of its own.
-    QMdiSubWindow *sub = mdiArea->addSubWindow(child, Qt::FramelessWindowHint);
+    // The Window menu is the way to change the child, so its title bar offers
+    // no close or size buttons; a maximised child's caption joins the main
+    // window's.
+    QMdiSubWindow *sub =
+        mdiArea->addSubWindow(child, Qt::SubWindow | Qt::CustomizeWindowHint | Qt::WindowTitleHint);
     sub->setAttribute(Qt::WA_DeleteOnClose, false);
     sub->setWindowIcon(windowIcon());
     m_childForms[index] = sub;
     m_currentWindow = index;
-    sub->showMaximized();
+    if (child->placement() == ChildForm::Placement::Maximised) {
+        sub->showMaximized();
+    } else {
+        sub->resize(sub->sizeHint());
+        sub->move(0, 0);
+        sub->show();
+    }
     if (isActiveWindow())
         activateChild();
 }

@@ -21,6 +21,9 @@ public:
 
     explicit frmDisplayIO(ModUtility &util, QWidget *parent = nullptr);
 
+    // The I/O window keeps its own size inside the main window.
+    Placement placement() const override { return Placement::OwnSize; }
+
     using GroupLabels = std::array<QLabel *, GroupPoints>;
 
     std::array<QGroupBox *, 5> fraBMIO{};

@@ -278,7 +278,8 @@ void TestMainWindow::windowMenuSwitching()
         QCOMPARE(w.currentWindow(), i);
         QCOMPARE(w.currentChild()->metaObject()->className(), classes[i]);
         QCOMPARE(w.mdiArea->subWindowList().size(), 1);
-        QVERIFY(w.mdiArea->subWindowList().first()->isMaximized());
+        // I/O Status keeps its own size; the others fill the area.
+        QCOMPARE(w.mdiArea->subWindowList().first()->isMaximized(), i != 3);
         for (int k = 0; k < 4; ++k)
             QCOMPARE(w.mnuWindowForm[k]->isChecked(), k == i);
         QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
