@@ -14,7 +14,10 @@ QString QtFileDialogs::qtFilter(const QString &filter)
             continue;
         const QString patterns =
             QString(parts.at(i + 1)).replace(QLatin1Char(';'), QLatin1Char(' '));
-        filters << parts.at(i) + QStringLiteral(" (") + patterns + QLatin1Char(')');
+        // "Setup Files(*.sdt)" shows its pattern already; Qt reads it from there.
+        const QString shown = QLatin1Char('(') + patterns + QLatin1Char(')');
+        filters << (parts.at(i).contains(shown) ? parts.at(i)
+                                                : parts.at(i) + QLatin1Char(' ') + shown);
     }
     return filters.join(QStringLiteral(";;"));
 }

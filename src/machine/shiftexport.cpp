@@ -69,5 +69,14 @@ MachineError writeShiftExport(const QString &path, const DataSet &data, const QS
 
 QString uploadTimeText(const QDateTime &when)
 {
-    return QLocale::system().toString(when, QLocale::ShortFormat);
+    // The general date form: the user's short date with a four-digit year,
+    // and the time with its seconds.
+    const QLocale locale;
+    QString date = locale.dateFormat(QLocale::ShortFormat);
+    if (!date.contains(QStringLiteral("yyyy")))
+        date.replace(QStringLiteral("yy"), QStringLiteral("yyyy"));
+    QString time = locale.timeFormat(QLocale::ShortFormat);
+    if (!time.contains(QLatin1Char('s')))
+        time.replace(QStringLiteral("mm"), QStringLiteral("mm:ss"));
+    return locale.toString(when, date + QLatin1Char(' ') + time);
 }

@@ -22,6 +22,7 @@ class TestShiftExport : public QObject
 
 private slots:
     void afterStartUp();
+    void uploadTimeHasTheGeneralDateForm();
     void linesOfAFilledRecord();
     void negativeValues();
     void fileBytes();
@@ -57,6 +58,19 @@ void TestShiftExport::afterStartUp()
         ++valueLines;
     }
     QCOMPARE(valueLines, 84);
+}
+
+void TestShiftExport::uploadTimeHasTheGeneralDateForm()
+{
+    // Date and time with the seconds, in the user's short date order.
+    QLocale::setDefault(QLocale(QLocale::English, QLocale::UnitedStates));
+    const QString text = uploadTimeText(QDateTime(QDate(2024, 3, 14), QTime(22, 7, 5)));
+    QVERIFY2(text.startsWith(QStringLiteral("3/14/2024 10:07:05")), qPrintable(text));
+    QVERIFY(text.endsWith(QStringLiteral("PM")));
+    QLocale::setDefault(QLocale(QLocale::German, QLocale::Germany));
+    QCOMPARE(uploadTimeText(QDateTime(QDate(2024, 3, 4), QTime(9, 7, 5))),
+             QStringLiteral("04.03.2024 09:07:05"));
+    QLocale::setDefault(QLocale::system());
 }
 
 void TestShiftExport::linesOfAFilledRecord()
