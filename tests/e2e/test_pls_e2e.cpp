@@ -151,6 +151,21 @@ private slots:
         QCOMPARE(m_sim.command(QStringLiteral("get W188")), offsetBefore);
     }
 
+    void recalledPositionBeyondTheBoardsRangeIsRejected()
+    {
+        // A scale large enough for a position whose high byte is above 16.
+        QCOMPARE(m_sim.command(QStringLiteral("set W186 5000")), QStringLiteral("ok"));
+        Run r = pls({QStringLiteral("setpoint"), QStringLiteral("9"), QStringLiteral("4500"),
+                     QStringLiteral("4600")});
+        QVERIFY2(r.exitCode == 0, qPrintable(r.err));
+        r = pls({QStringLiteral("recall"), QStringLiteral("9")});
+        QCOMPARE(m_sim.command(QStringLiteral("set W186 360")), QStringLiteral("ok"));
+        QCOMPARE(r.exitCode, 3);
+        QVERIFY(r.out.isEmpty());
+        QVERIFY2(r.err.contains(QStringLiteral("recall channel 9: state 2 (no position)")),
+                 qPrintable(r.err));
+    }
+
     void channelBeyondTheBoardIsRefusedByIt()
     {
         const Run r = pls({QStringLiteral("setpoint"), QStringLiteral("40"), QStringLiteral("1"),
@@ -231,6 +246,27 @@ private slots:
         QCOMPARE(r.exitCode, 5);
         r = pls({QStringLiteral("config-upload"), m_dir.filePath(QStringLiteral("no/such/dir"))});
         QCOMPARE(r.exitCode, 5);
+    }
+
+    void failedUploadLeavesTheFileAlone()
+    {
+        BoardSimProcess vanishing;
+        // Probe, handshake (2) and five values; the ninth byte is not answered.
+        QVERIFY(vanishing.start(
+            {QStringLiteral("--frozen"), QStringLiteral("--close-after"), QStringLiteral("9")}));
+        QVERIFY(vanishing.linkAsPort(BoardSimProcess::binDir(), kPort + 3));
+        const QString path = writeFile(QStringLiteral("kept.txt"), "earlier\n");
+        const Run r = cli(kPort + 3, {QStringLiteral("config-upload"), path});
+        QCOMPARE(r.exitCode, 3);
+        QVERIFY2(r.err.contains(
+                     QStringLiteral("[PLS Upload] Not able to Upload Configuration from PLS.")),
+                 qPrintable(r.err));
+        QFile f(path);
+        QVERIFY(f.open(QIODevice::ReadOnly));
+        QCOMPARE(f.readAll(), QByteArray("earlier\n"));
+        QCOMPARE(QDir(m_dir.path()).entryList(QDir::Files | QDir::Hidden).filter(u"kept"),
+                 QStringList{QStringLiteral("kept.txt")});
+        removePort(kPort + 3);
     }
 
     void usageErrors()
