@@ -5,10 +5,12 @@
 #include "serialport.h"
 
 #include <QByteArray>
+#include <QList>
 #include <QString>
 
 class Clock;
 class OperatorPrompt;
+enum class PromptIcon;
 
 // Decoded form of a register address string.
 struct DecodedAddress {
@@ -97,6 +99,25 @@ public:
     static constexpr int QueryFailed = -9999;
     int Query(quint8 code);
 
+    // Limit-switch channel programming (rscommpls.cpp). All return true on success.
+    enum class ChannelClear { Keep, ClearFirst };
+    // Why the last limit-switch operation ended as it did.
+    enum class PLSOutcome { Done, ValueRefused, NoAnswer, BoardRefused, NotReady };
+    static constexpr int PLSConfigDownloadCount = 24;
+    static constexpr int PLSConfigUploadCount = 19;
+    qint16 ChannelRecallPos() const { return m_channelRecallPos; }
+    qint16 ChannelRecallState() const { return m_channelRecallState; }
+    bool SingleSetpoint(qint16 chan, qint16 onSetpoint, qint16 offSetpoint,
+                        ChannelClear clearChan = ChannelClear::Keep);
+    bool PulseTrain(qint16 chan, qint16 onDivision, qint16 offDivision, qint16 startDivision);
+    bool ClearPLSChan(qint16 chan);
+    bool RecallChannel(qint16 chan);
+    bool SetPLSOffset(qint16 position);
+    bool PLSConfigDownload(const QList<qint16> &cfgParam, qint16 scaleFactor);
+    // The 19 values; zeros from where the read stopped. *ok tells whether it completed.
+    QList<qint16> PLSConfigUpload(bool *ok = nullptr);
+    PLSOutcome plsOutcome() const { return m_plsOutcome; }
+
     // Link-level operations, shared by the program transfer and limit-switch parts.
     bool InitializeRSComm(SerialPort &commObj);
     int ExchangeByte(int value, ReplyWait wait, InputFlush flush);
@@ -114,6 +135,9 @@ public:
 
 private:
     QString queryText(quint8 code);
+    bool programPLS(qint16 mode, quint8 modeByte, const QByteArray &bytes);
+    bool plsReadyPoll();
+    bool plsRefuse(const QString &title, const QString &text, PromptIcon icon);
     bool checkValue(const QString &add, const QString &dataValue, DecodedAddress &decoded,
                     quint32 &value);
 
@@ -130,4 +154,7 @@ private:
     bool m_setupFailed = false;
     QString m_lastReadAddress;
     DecodedAddress m_decoded;
+    qint16 m_channelRecallPos = 0;
+    qint16 m_channelRecallState = 0;
+    PLSOutcome m_plsOutcome = PLSOutcome::Done;
 };

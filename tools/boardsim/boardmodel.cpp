@@ -4,7 +4,14 @@
 
 #include <utility>
 
-BoardModel::BoardModel() = default;
+BoardModel::BoardModel()
+    : m_pls(m_registers, [this](int address, quint16 value) {
+          m_registers.setWord(address, value);
+          notifyWritten(address);
+          notifyWritten(address + 1);
+      })
+{
+}
 
 BoardModel::Mode BoardModel::mode() const
 {
@@ -19,6 +26,8 @@ BoardModel::Mode BoardModel::mode() const
     case Phase::QueryLow:
     case Phase::QueryHigh:
         return Mode::Query;
+    case Phase::LimitSwitch:
+        return Mode::LimitSwitch;
     case Phase::Idle:
     case Phase::AwaitMode:
         break;
@@ -92,6 +101,17 @@ std::optional<quint8> BoardModel::feed(quint8 byte)
             return attention();
         m_phase = Phase::Idle;
         return quint8(m_queryWord >> 8);
+
+    case Phase::LimitSwitch: {
+        if (byte == Attention && m_pls.takesAttention()) {
+            m_pls.abandon();
+            return attention();
+        }
+        const auto reply = m_pls.feed(byte);
+        if (!m_pls.inExchange())
+            m_phase = Phase::Idle;
+        return reply;
+    }
     }
     return std::nullopt;
 }
@@ -109,7 +129,7 @@ bool BoardModel::isModeByte(quint8 byte)
     default:
         break;
     }
-    return false;
+    return PlsModel::isModeByte(byte);
 }
 
 std::optional<quint8> BoardModel::attention()
@@ -118,10 +138,8 @@ std::optional<quint8> BoardModel::attention()
     return Acknowledge;
 }
 
-// The mode table. Program load (03), the limit-switch programming modes
-// (1B/2B channel, 2A/1A word, 3B..6B configuration, 0C configuration read,
-// 09 channel recall) and the ready poll are not served: they are refused
-// like any unknown mode byte.
+// The mode table. Program load (03) is not served: it is refused like any
+// unknown mode byte. The limit-switch modes go to PlsModel.
 std::optional<quint8> BoardModel::selectMode(quint8 modeByte)
 {
     switch (modeByte) {
@@ -139,6 +157,10 @@ std::optional<quint8> BoardModel::selectMode(quint8 modeByte)
         m_phase = Phase::QueryLow;
         break;
     default:
+        if (m_pls.begin(modeByte)) {
+            m_phase = Phase::LimitSwitch;
+            break;
+        }
         m_phase = Phase::Idle;
         return refuse(modeByte);
     }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "plsmodel.h"
 #include "registeraddress.h"
 #include "registerspace.h"
 
@@ -19,6 +20,8 @@
 //   read mode      high -> high, low -> data at high*256+low
 //   write mode     high -> high, low -> low, data -> data (stored)
 //   query mode     55 -> low byte, 55 -> high byte, then no mode
+//   limit switch   the programming, recall and configuration modes of
+//                  PlsModel (plsmodel.h), chosen by their mode bytes
 //
 // 0xFF in read mode. The PC sends 0xFF both as attention and as the high
 // byte of addresses FF00H..FFFFH, and it expects an echo for the latter. A
@@ -46,7 +49,7 @@ public:
     static constexpr quint8 QueryPosition = 0x48;
     static constexpr quint8 QuerySpeed = 0x58;
 
-    enum class Mode { None, Read, Write, Query };
+    enum class Mode { None, Read, Write, Query, LimitSwitch };
 
     // Told of every byte stored from outside the board (the wire or the
     // console), after it is stored.
@@ -77,6 +80,8 @@ public:
     // The word a limit-switch query answers, read from the resolver registers.
     quint16 queryValue(quint8 code) const;
 
+    PlsModel &limitSwitch() { return m_pls; }
+
 private:
     enum class Phase {
         Idle,
@@ -88,6 +93,7 @@ private:
         WriteData,
         QueryLow,
         QueryHigh,
+        LimitSwitch,
     };
 
     static bool isModeByte(quint8 byte);
@@ -110,4 +116,5 @@ private:
     int m_wrongEchoEvery = 0;
     int m_echoCount = 0;
     WriteObserver m_writeObserver;
+    PlsModel m_pls;
 };

@@ -80,6 +80,8 @@ CommandProcessor::Result CommandProcessor::execute(QStringView line)
             m_settings.paceBaud = int(*n);
         return {Ok};
     }
+    if (command == u"pls")
+        return {m_board.limitSwitch().consoleCommand(words.mid(1))};
     if (command == u"mode" && args == 0)
         return {modeName()};
     if (command == u"close" && args == 0)
@@ -124,6 +126,8 @@ QString CommandProcessor::modeName() const
         return QStringLiteral("write");
     case BoardModel::Mode::Query:
         return QStringLiteral("query");
+    case BoardModel::Mode::LimitSwitch:
+        return QStringLiteral("limit-switch");
     case BoardModel::Mode::None:
         break;
     }

@@ -11,6 +11,8 @@ struct SimSettings;
 //   silent on|off       -> ok            frozen on|off   -> ok
 //   wrong-echo N        -> ok            delay N         -> ok
 //   pace BAUD           -> ok            mode            -> none|attention|read|write|query
+//                                                             |limit-switch
+//   pls ...             -> the limit switch's commands (plsmodel.h)
 //   close               -> ok, then the link vanishes
 //   quit                -> ok, then the simulator ends
 // Anything else answers "error: " and a reason.

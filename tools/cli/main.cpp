@@ -3,6 +3,7 @@
 #include "clicontext.h"
 #include "consoleprompt.h"
 #include "fixedport.h"
+#include "plscommands.h"
 
 #include "comm/clock.h"
 #include "comm/posixserialport.h"
@@ -32,6 +33,8 @@ const char *const kUsage =
     "  download setup|shift|all FILE.sdt  write a data group of FILE to the board\n"
     "  export FILE.sdt OUT.txt      write the shift data export of FILE\n"
     "  show FILE.sdt                list the items of FILE\n"
+    "  pls query|setpoint|pulse|clear|recall|offset|config-download|config-upload ...\n"
+    "                               the limit switch (kestro-cli pls help)\n"
     "\n"
     "Addresses: W98 (word), B52 (byte), D1304 (double), F119 (flag), B1016.0 (bit),\n"
     "EFF0H (byte by hex address).\n"
@@ -148,6 +151,8 @@ int main(int argc, char *argv[])
         code = readCommand(args, ctx);
     else if (verb == u"write")
         code = writeCommand(args, ctx);
+    else if (verb == u"pls")
+        code = runPlsCommand(args, ctx);
 #ifdef KESTRO_CLI_HAS_DATA
     else if (verb == u"upload" || verb == u"download" || verb == u"export" || verb == u"show")
         code = runDataCommand(verb, args, ctx);

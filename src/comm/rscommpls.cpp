@@ -1,0 +1,332 @@
+// Limit-switch channel programming of the communications object: channels,
+// offset and configuration, each an exchange of its own mode followed by the
+// ready poll.
+#include "rscomm.h"
+
+#include "clock.h"
+#include "commlog.h"
+#include "operatorprompt.h"
+
+namespace
+{
+
+constexpr int kAcknowledge = 0x55;
+constexpr int kReadyPoll = 0x38;
+constexpr qint64 kFirstReadyMs = 3000;
+constexpr qint64 kRetryReadyMs = 2000;
+// A recalled position above this high byte is not a position the board holds.
+constexpr int kHighestRecallHighByte = 16;
+
+constexpr quint8 kScaleFactorQuery = 0x18;
+constexpr quint8 kOffsetQuery = 0x28;
+constexpr quint8 kPositionQuery = 0x48;
+
+constexpr qint16 kChannelMode = 3;
+constexpr quint8 kSetpointCode = 0x1B;
+constexpr quint8 kPulseTrainCode = 0x2B;
+constexpr qint16 kWordMode = 5;
+constexpr quint8 kOffsetWord = 0x2A;
+constexpr quint8 kScaleFactorWord = 0x1A;
+constexpr qint16 kRecallMode = 6;
+constexpr quint8 kRecallCode = 0x09;
+constexpr qint16 kConfigBlockMode = 7;
+constexpr quint8 kConfigBlockCodes[4] = {0x3B, 0x4B, 0x5B, 0x6B};
+constexpr qint16 kConfigReadMode = 8;
+constexpr quint8 kConfigReadCode = 0x0C;
+
+const QString kTwoBreaks = QStringLiteral("\r\n\r\n");
+
+QByteArray channelRecord(qint16 chan, int first, int second, int kind)
+{
+    QByteArray record;
+    record.append(char(chan & 0xFF));
+    record.append(char(first & 0xFF));
+    record.append(char((first >> 8) & 0xFF));
+    record.append(char(second & 0xFF));
+    record.append(char((second >> 8) & 0xFF));
+    record.append(char(kind));
+    return record;
+}
+
+QByteArray wordBytes(int value)
+{
+    QByteArray bytes;
+    bytes.append(char(value & 0xFF));
+    bytes.append(char((value >> 8) & 0xFF));
+    return bytes;
+}
+
+} // namespace
+
+bool RSComm::plsRefuse(const QString &title, const QString &text, PromptIcon icon)
+{
+    m_prompt.ask(title, text, icon, PromptButtons::Ok);
+    m_plsOutcome = PLSOutcome::ValueRefused;
+    return false;
+}
+
+// Modes 3, 5 and 7: the handshake, each byte acknowledged, then the ready poll.
+bool RSComm::programPLS(qint16 mode, quint8 modeByte, const QByteArray &bytes)
+{
+    m_currentMode = 0;
+    bool result = false;
+    if (SetPLCMode(mode, modeByte) && !CommError) {
+        result = true;
+        for (const char byte : bytes) {
+            const int reply = ExchangeByte(quint8(byte), ReplyWait::Await, InputFlush::Keep);
+            if (reply != kAcknowledge) {
+                m_plsOutcome = reply == NoReply ? PLSOutcome::NoAnswer : PLSOutcome::BoardRefused;
+                qCInfo(lcComm, "limit switch mode %02X: byte %02X answered %d", modeByte,
+                       quint8(byte), reply);
+                result = false;
+                break;
+            }
+        }
+        if (result)
+            result = !CommError && plsReadyPoll();
+    }
+    if (CommError && m_plsOutcome == PLSOutcome::Done)
+        m_plsOutcome = PLSOutcome::NoAnswer;
+    m_currentMode = 0;
+    return result;
+}
+
+bool RSComm::plsReadyPoll()
+{
+    qint64 deadline = m_clock.nowMs() + kFirstReadyMs;
+    for (;;) {
+        if (m_clock.nowMs() > deadline) {
+            const PromptAnswer answer =
+                m_prompt.ask(QStringLiteral("WARNING - Communication Error!"),
+                             QStringLiteral("Cannot Determine PLS READY Mode Within Target Board."),
+                             PromptIcon::Critical, PromptButtons::RetryCancel);
+            if (answer != PromptAnswer::Retry) {
+                CommError = true;
+                m_plsOutcome = PLSOutcome::NotReady;
+                return false;
+            }
+            deadline = m_clock.nowMs() + kRetryReadyMs;
+        }
+        int reply = ExchangeByte(kReadyPoll, ReplyWait::Await, InputFlush::Keep);
+        if (CommError)
+            return false;
+        if (reply != kAcknowledge)
+            continue;
+        reply = ExchangeByte(kAcknowledge, ReplyWait::Await, InputFlush::Keep);
+        if (CommError)
+            return false;
+        if (reply == 0) {
+            // The board closes the exchange with one more byte; its answer means nothing.
+            ExchangeByte(kAcknowledge, ReplyWait::Await, InputFlush::Keep);
+            return !CommError;
+        }
+        // 0x55 busy, anything else not ready yet: ask again.
+    }
+}
+
+bool RSComm::SingleSetpoint(qint16 chan, qint16 onSetpoint, qint16 offSetpoint,
+                            ChannelClear clearChan)
+{
+    m_plsOutcome = PLSOutcome::Done;
+    if (CommError) {
+        m_plsOutcome = PLSOutcome::NoAnswer;
+        return false;
+    }
+    const int scale = Query(kScaleFactorQuery);
+    if (CommError || scale == QueryFailed) {
+        m_plsOutcome = PLSOutcome::NoAnswer;
+        return false;
+    }
+    const int largest = scale - 1;
+    for (const qint16 setpoint : {onSetpoint, offSetpoint}) {
+        if (setpoint > largest)
+            return plsRefuse(
+                QStringLiteral("PLS Single Setpoint"),
+                QStringLiteral("Setpoint setting %1 is greater than scale factor.").arg(setpoint) +
+                    kTwoBreaks + QStringLiteral("Channel can not be programmed."),
+                PromptIcon::Exclamation);
+    }
+    if (clearChan == ChannelClear::ClearFirst &&
+        (!programPLS(kChannelMode, kSetpointCode, channelRecord(chan, 0, 0, 0)) || CommError))
+        return false;
+    return programPLS(kChannelMode, kSetpointCode, channelRecord(chan, onSetpoint, offSetpoint, 1));
+}
+
+bool RSComm::PulseTrain(qint16 chan, qint16 onDivision, qint16 offDivision, qint16 startDivision)
+{
+    m_plsOutcome = PLSOutcome::Done;
+    const int scale = Query(kScaleFactorQuery);
+    if (CommError || scale == QueryFailed) {
+        m_plsOutcome = PLSOutcome::NoAnswer;
+        return false;
+    }
+    const QString title = QStringLiteral("PLS Pulse Train");
+    const QString notProgrammed =
+        kTwoBreaks + QStringLiteral("PLS Channel will not be Programmed.");
+    if (onDivision <= 0 || offDivision <= 0)
+        return plsRefuse(title,
+                         QStringLiteral("ON Division and OFF Division Must be Greater Than 0.") +
+                             notProgrammed,
+                         PromptIcon::Exclamation);
+    if (scale % (onDivision + offDivision) != 0)
+        return plsRefuse(title,
+                         QStringLiteral("ON Division Plus OFF Division\r\nMust be a Multiple of "
+                                        "%1.")
+                                 .arg(scale) +
+                             notProgrammed,
+                         PromptIcon::Exclamation);
+    if (onDivision > 255 || offDivision > 255)
+        return plsRefuse(title,
+                         QStringLiteral("ON Division or OFF Division Must be Less Than 255.") +
+                             notProgrammed,
+                         PromptIcon::Exclamation);
+    if (startDivision > scale - 1)
+        return plsRefuse(
+            title,
+            QStringLiteral("Start Position Must Not Be Greater Than %1.").arg(scale - 1) +
+                notProgrammed,
+            PromptIcon::Exclamation);
+
+    const int packed = offDivision * 256 + onDivision;
+    if (!programPLS(kChannelMode, kPulseTrainCode, channelRecord(chan, startDivision, packed, 0))) {
+        m_prompt.ask(title,
+                     QStringLiteral("Error Encountered while Programming Pulse Train.") +
+                         notProgrammed,
+                     PromptIcon::Information, PromptButtons::Ok);
+        return false;
+    }
+    return !CommError;
+}
+
+bool RSComm::ClearPLSChan(qint16 chan)
+{
+    m_plsOutcome = PLSOutcome::Done;
+    return programPLS(kChannelMode, kSetpointCode, channelRecord(chan, 0, 0, 0));
+}
+
+bool RSComm::RecallChannel(qint16 chan)
+{
+    m_plsOutcome = PLSOutcome::Done;
+    m_currentMode = 0;
+    auto fail = [this](qint16 state, PLSOutcome outcome) {
+        m_channelRecallPos = 0;
+        m_channelRecallState = state;
+        m_plsOutcome = outcome;
+        m_currentMode = 0;
+        return false;
+    };
+    if (!SetPLCMode(kRecallMode, kRecallCode) || CommError)
+        return fail(2, PLSOutcome::NoAnswer);
+    const int reply = ExchangeByte(quint8(chan & 0xFF), ReplyWait::Await, InputFlush::Keep);
+    if (CommError)
+        return fail(2, PLSOutcome::NoAnswer);
+    if (reply != kAcknowledge)
+        return fail(2, PLSOutcome::BoardRefused);
+    int answers[3] = {0, 0, 0};
+    for (int &answer : answers)
+        answer = ExchangeByte(kAcknowledge, ReplyWait::Await, InputFlush::Keep);
+    if (CommError)
+        return fail(0, PLSOutcome::NoAnswer);
+    if (answers[2] > kHighestRecallHighByte)
+        return fail(2, PLSOutcome::BoardRefused);
+    m_channelRecallState = qint16(answers[0]);
+    m_channelRecallPos = qint16(answers[2] * 256 + answers[1]);
+    m_currentMode = 0;
+    return true;
+}
+
+bool RSComm::SetPLSOffset(qint16 position)
+{
+    m_plsOutcome = PLSOutcome::Done;
+    int values[3] = {0, 0, 0};
+    const quint8 codes[3] = {kOffsetQuery, kPositionQuery, kScaleFactorQuery};
+    for (int i = 0; i < 3; ++i) {
+        values[i] = Query(codes[i]);
+        if (CommError || values[i] == QueryFailed) {
+            m_plsOutcome = PLSOutcome::NoAnswer;
+            return false;
+        }
+    }
+    const int offset = values[0];
+    const int current = values[1];
+    const int scale = values[2];
+    if (position > scale)
+        return plsRefuse(QStringLiteral("Set PLS Offset"),
+                         QStringLiteral("Desired Position cannot be greater than Scale Factor of "
+                                        "%1.")
+                                 .arg(scale) +
+                             kTwoBreaks + QStringLiteral("PLS Offset will not be Programmed."),
+                         PromptIcon::Exclamation);
+    if (scale <= 0) {
+        // A board without a scale has no position to offset.
+        m_plsOutcome = PLSOutcome::BoardRefused;
+        return false;
+    }
+    const int newOffset = (((offset + current) % scale) + scale - position) % scale;
+    return programPLS(kWordMode, kOffsetWord, wordBytes(newOffset));
+}
+
+bool RSComm::PLSConfigDownload(const QList<qint16> &cfgParam, qint16 scaleFactor)
+{
+    m_plsOutcome = PLSOutcome::Done;
+    // One byte a value: anything else would arrive on the board as another number.
+    const QString title = QStringLiteral("ENTRY ALERT");
+    if (cfgParam.size() != PLSConfigDownloadCount)
+        return plsRefuse(title,
+                         QStringLiteral("PLS Configuration needs %1 values, not %2.")
+                             .arg(PLSConfigDownloadCount)
+                             .arg(cfgParam.size()),
+                         PromptIcon::Exclamation);
+    for (qsizetype i = 0; i < cfgParam.size(); ++i) {
+        if (cfgParam[i] < 0 || cfgParam[i] > 255)
+            return plsRefuse(title,
+                             QStringLiteral("PLS Configuration value %1 is %2: Entry out of Range "
+                                            "(0-255).")
+                                 .arg(i + 1)
+                                 .arg(cfgParam[i]),
+                             PromptIcon::Exclamation);
+    }
+    if (scaleFactor <= 0)
+        return plsRefuse(
+            title,
+            QStringLiteral("PLS Scale Factor %1: Entry out of Range (1-32767).").arg(scaleFactor),
+            PromptIcon::Exclamation);
+
+    for (int block = 0; block < 4; ++block) {
+        QByteArray bytes;
+        for (int i = 0; i < 6; ++i)
+            bytes.append(char(cfgParam[block * 6 + i]));
+        if (!programPLS(kConfigBlockMode, kConfigBlockCodes[block], bytes))
+            return false;
+    }
+    return programPLS(kWordMode, kScaleFactorWord, wordBytes(scaleFactor));
+}
+
+QList<qint16> RSComm::PLSConfigUpload(bool *ok)
+{
+    m_plsOutcome = PLSOutcome::Done;
+    QList<qint16> values(PLSConfigUploadCount, 0);
+    m_currentMode = 0;
+    bool done = false;
+    if (SetPLCMode(kConfigReadMode, kConfigReadCode) && !CommError) {
+        done = true;
+        for (qint16 &value : values) {
+            const int reply = ExchangeByte(kAcknowledge, ReplyWait::Await, InputFlush::Keep);
+            if (reply == NoReply || CommError) {
+                done = false;
+                break;
+            }
+            value = qint16(reply);
+        }
+    }
+    m_currentMode = 0;
+    if (!done) {
+        m_plsOutcome = PLSOutcome::NoAnswer;
+        m_prompt.ask(QStringLiteral("PLS Upload"),
+                     QStringLiteral("Not able to Upload Configuration from PLS."),
+                     PromptIcon::Exclamation, PromptButtons::Ok);
+    }
+    if (ok)
+        *ok = done;
+    return values;
+}
