@@ -68,6 +68,10 @@ bool RSComm::plsRefuse(const QString &title, const QString &text, PromptIcon ico
 // Modes 3, 5 and 7: the handshake, each byte acknowledged, then the ready poll.
 bool RSComm::programPLS(qint16 mode, quint8 modeByte, const QByteArray &bytes)
 {
+    if (refusedWhileBusy("limit-switch programming")) {
+        m_plsOutcome = PLSOutcome::NoAnswer;
+        return false;
+    }
     m_currentMode = 0;
     bool result = false;
     if (SetPLCMode(mode, modeByte) && !CommError) {
@@ -207,7 +211,6 @@ bool RSComm::ClearPLSChan(qint16 chan)
 bool RSComm::RecallChannel(qint16 chan)
 {
     m_plsOutcome = PLSOutcome::Done;
-    m_currentMode = 0;
     auto fail = [this](qint16 state, PLSOutcome outcome) {
         m_channelRecallPos = 0;
         m_channelRecallState = state;
@@ -215,6 +218,9 @@ bool RSComm::RecallChannel(qint16 chan)
         m_currentMode = 0;
         return false;
     };
+    if (refusedWhileBusy("channel recall"))
+        return fail(2, PLSOutcome::NoAnswer);
+    m_currentMode = 0;
     if (!SetPLCMode(kRecallMode, kRecallCode) || CommError)
         return fail(2, PLSOutcome::NoAnswer);
     const int reply = ExchangeByte(quint8(chan & 0xFF), ReplyWait::Await, InputFlush::Keep);
@@ -306,6 +312,12 @@ QList<qint16> RSComm::PLSConfigUpload(bool *ok)
 {
     m_plsOutcome = PLSOutcome::Done;
     QList<qint16> values(PLSConfigUploadCount, 0);
+    if (refusedWhileBusy("limit-switch configuration upload")) {
+        m_plsOutcome = PLSOutcome::NoAnswer;
+        if (ok)
+            *ok = false;
+        return values;
+    }
     m_currentMode = 0;
     bool done = false;
     if (SetPLCMode(kConfigReadMode, kConfigReadCode) && !CommError) {
