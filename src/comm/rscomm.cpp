@@ -297,15 +297,18 @@ bool RSComm::checkValue(const QString &add, const QString &dataValue, DecodedAdd
 void RSComm::WriteRegister(const QString &add, const QString &dataValue)
 {
     m_writeFailed = false;
+    m_writeDone = false;
     DecodedAddress decoded;
     quint32 value = 0;
     if (!checkValue(add, dataValue, decoded, value))
         return;
 
+    bool oldByteRead = true;
     if (decoded.IsBitAddress) {
         // Only whole bytes travel on the wire: read the byte, change one bit.
         // A failed read gives 0 and the write goes on from there.
         const QString old = ReadRegister(QStringLiteral("B%1").arg(decoded.ByteAddress));
+        oldByteRead = !old.isEmpty();
         const quint32 oldByte = static_cast<quint32>(leadingNumber(old)) & 0xFF;
         value = value ? (oldByte | decoded.BitMask) : (oldByte & ~quint32(decoded.BitMask));
         value &= 0xFF;
@@ -331,11 +334,14 @@ void RSComm::WriteRegister(const QString &add, const QString &dataValue)
     }
     if (m_writeFailed)
         m_currentMode = 0;
+    else
+        m_writeDone = oldByteRead;
 }
 
 QString RSComm::RSRead(const QString &add)
 {
     const QString text = ReadRegister(add);
+    m_transactionFailed = text.isEmpty();
     return QString::number(static_cast<qint64>(leadingNumber(text)));
 }
 
@@ -346,6 +352,7 @@ void RSComm::RSWrite(const QString &add, const QString &dataValue)
         qCInfo(lcComm) << "wrong echo writing" << add << "- writing once more";
         WriteRegister(add, dataValue);
     }
+    m_transactionFailed = !m_writeDone;
 }
 
 int RSComm::Query(quint8 code)

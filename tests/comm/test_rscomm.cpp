@@ -367,6 +367,55 @@ private slots:
         QVERIFY(link.prompt.asked.isEmpty());
     }
 
+    void failedTransactionsAreFlagged()
+    {
+        Link link;
+        link.open();
+        link.board.memory[52] = char(36);
+        QCOMPARE(link.comm.RSRead(QStringLiteral("B52")), QStringLiteral("36"));
+        QVERIFY(!link.comm.lastTransactionFailed());
+
+        // A read whose address echo is wrong yields "0": a failure, not a value.
+        const FakeSerialPort::Responder boardSide = link.port.responder;
+        link.port.responder = [boardSide](quint8 b, FakeSerialPort &p) {
+            if (b == 0x00)
+                p.reply(0x07);
+            else
+                boardSide(b, p);
+        };
+        QCOMPARE(link.comm.RSRead(QStringLiteral("B52")), QStringLiteral("0"));
+        QVERIFY(link.comm.lastTransactionFailed());
+        QVERIFY(!link.comm.CommError);
+
+        // A write the board never echoes right, even on the second try.
+        link.port.responder = [](quint8 b, FakeSerialPort &p) {
+            p.reply(b == 0xFF || b == 0x02 ? 0x55 : quint8(b ^ 1));
+        };
+        link.comm.RSWrite(QStringLiteral("B1000"), QStringLiteral("5"));
+        QVERIFY(link.comm.lastTransactionFailed());
+
+        // A write repaired by its second try is a success.
+        link.port.responder = boardSide;
+        link.board.corruptWriteEcho = 1;
+        link.comm.RSWrite(QStringLiteral("W98"), QStringLiteral("1234"));
+        QVERIFY(!link.comm.lastTransactionFailed());
+        QCOMPARE(quint8(link.board.memory[98]), quint8(0xD2));
+
+        // A bit write whose byte could not be read first is not trusted.
+        bool readGarbled = false;
+        link.port.responder = [&readGarbled, boardSide](quint8 b, FakeSerialPort &p) {
+            if (b == 0x03 && !readGarbled) {
+                readGarbled = true;
+                p.reply(0x07);
+            } else {
+                boardSide(b, p);
+            }
+        };
+        link.comm.RSWrite(QStringLiteral("B1016.0"), QStringLiteral("1"));
+        QVERIFY(readGarbled);
+        QVERIFY(link.comm.lastTransactionFailed());
+    }
+
     void hungUpDeviceFailsWithoutWaiting()
     {
         Link link;
