@@ -59,6 +59,11 @@ private slots:
         QTest::newRow("port 150") << QByteArray("150,9600\r\n") << 99 << 9600;
         QTest::newRow("blanks") << QByteArray("3, 19200 \r\n") << 3 << 19200;
         QTest::newRow("quoted speed") << QByteArray("4,\"19200\"\n") << 4 << 19200;
+        // Nonsense in the file gives the default port, never undefined behaviour.
+        QTest::newRow("text port") << QByteArray("COM1,9600\r\n") << 1 << 9600;
+        QTest::newRow("inf") << QByteArray("inf,19200\r\n") << 1 << 19200;
+        QTest::newRow("1e300") << QByteArray("1e300,9600\r\n") << 1 << 9600;
+        QTest::newRow("negative") << QByteArray("-7,9600\r\n") << 1 << 9600;
     }
     void settingsFile()
     {
@@ -92,7 +97,7 @@ private slots:
     void settingsFileDamagedAsksRetryCancel()
     {
         Link link;
-        link.writeSettings("COM1,9600\r\n");
+        link.writeSettings("7\r\n"); // no speed
         link.comm.OnlineMode = true;
         // Retry once (still damaged), then Cancel.
         link.prompt.answers = {PromptAnswer::Retry, PromptAnswer::Cancel};
@@ -100,7 +105,7 @@ private slots:
         QCOMPARE(link.prompt.asked.size(), 2);
         QCOMPARE(link.prompt.asked[0].title, QStringLiteral("RSComm InitializeRSComm"));
         QCOMPARE(link.prompt.asked[0].text,
-                 QStringLiteral("Error Number = 13\r\n\r\nType mismatch"));
+                 QStringLiteral("Error Number = 62\r\n\r\nInput past end of file"));
         QCOMPARE(link.prompt.asked[0].buttons, PromptButtons::RetryCancel);
         QVERIFY(link.comm.setupFailed());
         QVERIFY(!link.comm.OnlineMode);
