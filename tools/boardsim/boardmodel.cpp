@@ -2,6 +2,8 @@
 
 #include "boardregisters.h"
 
+#include <QRandomGenerator>
+
 #include <utility>
 
 BoardModel::BoardModel() = default;
@@ -28,11 +30,24 @@ BoardModel::Mode BoardModel::mode() const
 
 std::optional<quint8> BoardModel::feed(quint8 byte)
 {
-    // Attention bytes received in a row before this one.
-    const int attentionRun = m_attentionRun;
-    m_attentionRun = byte == Attention ? m_attentionRun + 1 : 0;
-    const bool ambiguousAck = std::exchange(m_ambiguousAck, false);
+    std::optional<quint8> reply = answer(byte);
+    if (!reply)
+        return reply;
+    ++m_exchanges;
+    if (m_exchanges == m_wrongAnswerAt) {
+        quint8 wrong = *reply ^ 0x01;
+        return wrong;
+    }
+    if (m_garbageEvery > 0 && m_exchanges % m_garbageEvery == 0) {
+        // Any byte but the right one.
+        const quint8 noise = quint8(QRandomGenerator::global()->bounded(1, 256));
+        return quint8(*reply ^ noise);
+    }
+    return reply;
+}
 
+std::optional<quint8> BoardModel::answer(quint8 byte)
+{
     switch (m_phase) {
     case Phase::Idle:
         if (byte == Attention)
@@ -45,10 +60,8 @@ std::optional<quint8> BoardModel::feed(quint8 byte)
         return selectMode(byte);
 
     case Phase::ReadHigh:
-        if (byte == Attention && attentionRun >= 2)
+        if (byte == Attention)
             return attention();
-        if (ambiguousAck && isModeByte(byte))
-            return selectMode(byte);
         m_high = byte;
         return echo(byte, Phase::ReadLow);
 
@@ -56,7 +69,6 @@ std::optional<quint8> BoardModel::feed(quint8 byte)
         const int address = m_high * 256 + byte;
         const quint8 data = m_registers.byteAt(address);
         m_phase = Phase::ReadHigh;
-        m_ambiguousAck = address == 0xFFFF && data == Acknowledge;
         return data;
     }
 
@@ -94,22 +106,6 @@ std::optional<quint8> BoardModel::feed(quint8 byte)
         return quint8(m_queryWord >> 8);
     }
     return std::nullopt;
-}
-
-bool BoardModel::isModeByte(quint8 byte)
-{
-    switch (byte) {
-    case ReadModeByte:
-    case WriteModeByte:
-    case QueryScaleFactor:
-    case QueryOffset:
-    case QueryPosition:
-    case QuerySpeed:
-        return true;
-    default:
-        break;
-    }
-    return false;
 }
 
 std::optional<quint8> BoardModel::attention()
@@ -184,6 +180,16 @@ void BoardModel::setWrongEchoEvery(int n)
 {
     m_wrongEchoEvery = qMax(0, n);
     m_echoCount = 0;
+}
+
+void BoardModel::setGarbageEvery(int n)
+{
+    m_garbageEvery = qMax(0, n);
+}
+
+void BoardModel::setWrongAnswerAt(int n)
+{
+    m_wrongAnswerAt = qMax(0, n);
 }
 
 void BoardModel::notifyWritten(int address)
