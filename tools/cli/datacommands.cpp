@@ -120,8 +120,11 @@ int runTransfer(CliContext &ctx, DataSet &record, TransferMode mode)
     const TransferResult result = DataTransfer(ctx.comm, record).ProcessTransfer(mode, callbacks);
     if (ctx.interactive && result.Transferred > 0)
         ctx.out << Qt::endl;
-    if (result.Outcome == TransferOutcome::CommError)
+    if (result.Outcome == TransferOutcome::CommError) {
         ctx.err << "[" << TransferErrorTitle << "] " << displayText(TransferErrorText) << Qt::endl;
+        ctx.err << "kestro-cli: the link failed after " << result.Transferred << " of "
+                << transferCount(mode) << " registers" << Qt::endl;
+    }
     // Every register that did not move is named: a wrong echo leaves the link
     // up, so only this list tells the operator the data is not what it seems.
     const bool upload = transferDirection(mode) == TransferDirection::Upload;
