@@ -144,6 +144,8 @@ private slots:
         QCOMPARE(r.exitCode, 3);
         QVERIFY2(r.err.contains(QStringLiteral("no answer from the board on")), qPrintable(r.err));
         QVERIFY(r.err.contains(QStringLiteral("COM52 -> /dev/pts/")));
+        QCOMPARE(namedFailures(r.err).size(), 17);
+        QVERIFY(r.err.contains(QStringLiteral("17 of 17 registers not read")));
         QCOMPARE(contentOf(file), m_boardBytes);
     }
 
@@ -284,6 +286,7 @@ private slots:
                      QStringLiteral("50")});
         QCOMPARE(r.exitCode, 3);
         QVERIFY2(!r.err.contains(QStringLiteral("bad address")), qPrintable(r.err));
+        QCOMPARE(namedFailures(r.err), QStringList{QStringLiteral("W98")});
         QVERIFY(r.err.contains(QStringLiteral("COM50")) ||
                 r.err.contains(QStringLiteral("ttyS49")));
         QCOMPARE(cli({QStringLiteral("read"), QStringLiteral("W98"), QStringLiteral("--bogus")})

@@ -107,6 +107,20 @@ int checkValues(CliContext &ctx, const DataSet &record, DataGroup group)
     return refused == 0 ? int(CliExit::Ok) : int(CliExit::RefusedValue);
 }
 
+// Names each register of the group as not moved, when the link never came up.
+int noTransfer(CliContext &ctx, const DataSet &record, TransferMode mode)
+{
+    const bool upload = transferDirection(mode) == TransferDirection::Upload;
+    for (int index : dataGroupIndexes(transferGroup(mode))) {
+        ctx.err << "kestro-cli: " << (upload ? "not read: " : "not written: ")
+                << record.addressAt(index) << " (item " << index << ", " << itemName(index)
+                << ", not tried)" << Qt::endl;
+    }
+    ctx.err << "kestro-cli: " << transferCount(mode) << " of " << transferCount(mode)
+            << " registers " << (upload ? "not read" : "not written") << Qt::endl;
+    return CliExit::CommFailure;
+}
+
 int runTransfer(CliContext &ctx, DataSet &record, TransferMode mode)
 {
     const QString caption = transferCaption(mode);
@@ -153,11 +167,13 @@ int uploadCommand(CliContext &ctx, DataGroup group, const QString &path)
     }
     if (int code = checkAddresses(ctx, data.gCurrentData, group, path); code != CliExit::Ok)
         return code;
-    if (!ctx.goOnline())
+    const TransferMode mode = transferMode(TransferDirection::Upload, group);
+    if (!ctx.goOnline()) {
+        noTransfer(ctx, data.gCurrentData, mode);
+        ctx.err << "kestro-cli: " << path << " left unchanged" << Qt::endl;
         return CliExit::CommFailure;
-    if (int code =
-            runTransfer(ctx, data.gCurrentData, transferMode(TransferDirection::Upload, group));
-        code != CliExit::Ok) {
+    }
+    if (int code = runTransfer(ctx, data.gCurrentData, mode); code != CliExit::Ok) {
         ctx.err << "kestro-cli: " << path << " left unchanged" << Qt::endl;
         return code;
     }
@@ -175,9 +191,10 @@ int downloadCommand(CliContext &ctx, DataGroup group, const QString &path)
         return code;
     if (int code = checkValues(ctx, data.gCurrentData, group); code != CliExit::Ok)
         return code;
+    const TransferMode mode = transferMode(TransferDirection::Download, group);
     if (!ctx.goOnline())
-        return CliExit::CommFailure;
-    return runTransfer(ctx, data.gCurrentData, transferMode(TransferDirection::Download, group));
+        return noTransfer(ctx, data.gCurrentData, mode);
+    return runTransfer(ctx, data.gCurrentData, mode);
 }
 
 int exportCommand(CliContext &ctx, const QString &path, const QString &outPath)

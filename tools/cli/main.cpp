@@ -70,8 +70,10 @@ int readCommand(const QStringList &addresses, CliContext &ctx)
         return usage(ctx.err, QStringLiteral("read needs at least one address"));
     if (!addressesGood(addresses, ctx.err))
         return CliExit::Usage;
-    if (!ctx.goOnline())
+    if (!ctx.goOnline()) {
+        ctx.err << "kestro-cli: not read: " << addresses.join(QStringLiteral(", ")) << Qt::endl;
         return CliExit::CommFailure;
+    }
     // A register that could not be read is named, never shown as "0".
     QStringList failed;
     for (const QString &address : addresses) {
@@ -111,8 +113,10 @@ int writeCommand(const QStringList &args, CliContext &ctx)
                        PromptButtons::Ok);
         return CliExit::RefusedValue;
     }
-    if (!ctx.goOnline())
+    if (!ctx.goOnline()) {
+        ctx.err << "kestro-cli: not written: " << args[0] << Qt::endl;
         return CliExit::CommFailure;
+    }
     ctx.comm.RSWrite(args[0], args[1]);
     if (ctx.comm.CommError || ctx.comm.lastTransactionFailed()) {
         ctx.err << "kestro-cli: not written: " << args[0] << Qt::endl;
