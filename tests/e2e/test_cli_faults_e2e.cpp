@@ -1,3 +1,5 @@
+#include "comm/clock.h"
+#include "comm/posixserialport.h"
 #include "fakes/boardsimprocess.h"
 #include "machine/machinedata.h"
 #include "machine/registermap.h"
@@ -147,6 +149,31 @@ private slots:
         QCOMPARE(namedFailures(r.err).size(), 17);
         QVERIFY(r.err.contains(QStringLiteral("17 of 17 registers not read")));
         QCOMPARE(contentOf(file), m_boardBytes);
+    }
+
+    void portHeldByAnotherProgram()
+    {
+        // This test holds the board's device, as another KESTRO would.
+        Board board;
+        QVERIFY(board.start(49, {}));
+        SteadyClock clock;
+        PosixSerialPort holder(clock, BoardSimProcess::binDir());
+        holder.setPortNumber(49);
+        QVERIFY(holder.open());
+        Run r = cli({QStringLiteral("read"), QStringLiteral("W98"), QStringLiteral("--port"),
+                     QStringLiteral("49")});
+        QCOMPARE(r.exitCode, 3);
+        QVERIFY2(r.err.contains(QStringLiteral("Error Number = 8005")), qPrintable(r.err));
+        QVERIFY(r.err.contains(QStringLiteral("Port already open by another program (")));
+        QVERIFY(r.err.contains(QStringLiteral("kestro-cli: cannot use Support/COM49 -> ") +
+                               board.sim.slavePath()));
+        QVERIFY(r.out.isEmpty());
+        // Given back, the port serves the next program at once.
+        holder.close();
+        r = cli({QStringLiteral("read"), QStringLiteral("B52"), QStringLiteral("--port"),
+                 QStringLiteral("49")});
+        QVERIFY2(r.exitCode == 0, qPrintable(r.err));
+        QCOMPARE(r.out, QStringLiteral("36\n"));
     }
 
     void wrongEchoEveryFewBytesDuringDownload()

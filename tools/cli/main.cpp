@@ -198,7 +198,10 @@ int main(int argc, char *argv[])
 
     CliContext ctx{comm, prompt, out, err, bool(::isatty(STDOUT_FILENO)), [&]() {
                        comm.OpenRSComm(port);
-                       if (!comm.OnlineMode)
+                       if (!comm.OnlineMode && !port.isOpen())
+                           err << "kestro-cli: cannot use " << port.deviceName() << ": "
+                               << serialErrorText(port.lastError()) << Qt::endl;
+                       else if (!comm.OnlineMode)
                            err << "kestro-cli: no answer from the board on " << port.deviceName()
                                << Qt::endl;
                        return comm.OnlineMode;
