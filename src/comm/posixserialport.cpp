@@ -3,6 +3,7 @@
 #include "clock.h"
 #include "commlog.h"
 
+#include <QDeadlineTimer>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -155,13 +156,14 @@ void PosixSerialPort::close()
 
 void PosixSerialPort::drainOutput()
 {
-    // tcdrain could wait for ever on a device that stopped taking bytes.
-    const qint64 deadline = m_clock.nowMs() + CloseDrainMs;
+    // tcdrain could wait for ever on a device that stopped taking bytes. The
+    // bound is wall time whatever clock the port was given: the device is real.
+    const QDeadlineTimer deadline(CloseDrainMs);
     for (;;) {
         int queued = 0;
         if (::ioctl(m_fd, TIOCOUTQ, &queued) != 0 || queued <= 0)
             return;
-        const qint64 remaining = deadline - m_clock.nowMs();
+        const qint64 remaining = deadline.remainingTime();
         if (remaining <= 0) {
             qCWarning(lcComm) << queued << "bytes not sent before closing" << m_device;
             return;

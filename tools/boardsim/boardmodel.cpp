@@ -4,8 +4,6 @@
 
 #include <QRandomGenerator>
 
-#include <utility>
-
 BoardModel::BoardModel() = default;
 
 BoardModel::Mode BoardModel::mode() const
@@ -34,10 +32,8 @@ std::optional<quint8> BoardModel::feed(quint8 byte)
     if (!reply)
         return reply;
     ++m_exchanges;
-    if (m_exchanges == m_wrongAnswerAt) {
-        quint8 wrong = *reply ^ 0x01;
-        return wrong;
-    }
+    if (m_exchanges == m_wrongAnswerAt)
+        return quint8(*reply ^ 0x01);
     if (m_garbageEvery > 0 && m_exchanges % m_garbageEvery == 0) {
         // Any byte but the right one.
         const quint8 noise = quint8(QRandomGenerator::global()->bounded(1, 256));
