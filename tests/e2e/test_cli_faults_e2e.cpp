@@ -3,6 +3,7 @@
 #include "fakes/boardsimprocess.h"
 #include "machine/machinedata.h"
 #include "machine/registermap.h"
+#include "machine/sdtfile.h"
 
 #include <QElapsedTimer>
 #include <QRegularExpression>
@@ -304,6 +305,27 @@ private slots:
                                QStringLiteral("read"), QString::fromLatin1(a)});
             QVERIFY2(r.exitCode == 3, a);
         }
+    }
+
+    void fileWithAnAddressOutsideTheNotationIsRefused()
+    {
+        MachineData data;
+        QCOMPARE(data.readFile(m_boardFile), MachineError::None);
+        DataSet damaged = data.gFileData;
+        damaged.Address[130] = QStringLiteral("Q12");
+        const QString file = m_dir.filePath(QStringLiteral("damaged.sdt"));
+        QCOMPARE(writeSetupFile(file, damaged), MachineError::None);
+        const QByteArray bytes = contentOf(file);
+        // Port 50 has no device: the refusal comes before any open.
+        for (const char *verb : {"download", "upload"}) {
+            const Run r = cli({QStringLiteral("--port"), QStringLiteral("50"),
+                               QString::fromLatin1(verb), QStringLiteral("setup"), file});
+            QCOMPARE(r.exitCode, 5);
+            QVERIFY2(r.err.contains(QStringLiteral("item 130")) &&
+                         r.err.contains(QStringLiteral("bad address Q12")),
+                     qPrintable(r.err));
+        }
+        QCOMPARE(contentOf(file), bytes);
     }
 
     void optionsAnywhereHelpAndVersion()

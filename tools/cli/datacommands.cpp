@@ -1,5 +1,7 @@
 #include "datacommands.h"
 
+#include "cliaddress.h"
+
 #include "comm/numbertext.h"
 #include "comm/operatorprompt.h"
 #include "comm/rscomm.h"
@@ -72,14 +74,21 @@ int openSetupFile(CliContext &ctx, MachineData &data, const QString &path)
     return CliExit::Ok;
 }
 
-// A transfer through a record whose item has no address would move byte 32 of
-// the board; such a table (from a short file) is refused.
+// A transfer through a record whose item has no address, or one outside the
+// notation, would move byte 32 of the board; such a table (from a short or
+// damaged file) is refused.
 int checkAddresses(CliContext &ctx, const DataSet &record, DataGroup group, const QString &path)
 {
     for (int index : dataGroupIndexes(group)) {
         if (record.addressAt(index).isEmpty()) {
             ctx.err << "kestro-cli: " << path << ": item " << index << " (" << itemName(index)
                     << ") has no register address" << Qt::endl;
+            return CliExit::FileError;
+        }
+        if (const QString problem = addressProblem(record.addressAt(index)); !problem.isEmpty()) {
+            ctx.err << "kestro-cli: " << path << ": item " << index << " (" << itemName(index)
+                    << ") has the bad address " << record.addressAt(index) << ": " << problem
+                    << Qt::endl;
             return CliExit::FileError;
         }
     }
