@@ -163,10 +163,9 @@ void frmSetupComm::showDevice()
         return;
     }
     const int port = int(value);
-    QString device = PosixSerialPort::devicePathFor(port, m_programDir);
-    const QString relative = QDir(m_programDir).relativeFilePath(device);
-    if (!relative.startsWith(QStringLiteral("..")))
-        device = relative;
+    // The link and the device it leads to now: an adapter that came back
+    // under another name shows its new name.
+    const QString device = PosixSerialPort::resolvedDevice(port, m_programDir);
     const bool exists = PosixSerialPort::deviceExists(port, m_programDir);
     lblDevice->setText(QStringLiteral("Device: ") + device +
                        (exists ? QStringLiteral(" (present)") : QStringLiteral(" (not found)")));

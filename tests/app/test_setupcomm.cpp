@@ -173,9 +173,11 @@ void TestSetupComm::showsTheDeviceAPortResolvesTo()
     QVERIFY(QFile::link(QStringLiteral("/nonexistent/kestro-test-device"),
                         QDir(h.programDir()).filePath(QStringLiteral("Support/COM7"))));
     frmSetupComm window(*h.comm, *h.port, h.prompt, h.programDir());
-    QCOMPARE(window.lblDevice->text(), QStringLiteral("Device: Support/COM1 (present)"));
+    QCOMPARE(window.lblDevice->text(), QStringLiteral("Device: Support/COM1 -> ") +
+                                           sim.slavePath() + QStringLiteral(" (present)"));
     window.txtCommPort->setText(QStringLiteral("7"));
-    QCOMPARE(window.lblDevice->text(), QStringLiteral("Device: Support/COM7 (not found)"));
+    QCOMPARE(window.lblDevice->text(),
+             QStringLiteral("Device: Support/COM7 -> /nonexistent/kestro-test-device (not found)"));
     window.txtCommPort->setText(QStringLiteral("42"));
     const bool ttyExists = QFile::exists(QStringLiteral("/dev/ttyS41"));
     QCOMPARE(window.lblDevice->text(),
