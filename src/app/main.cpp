@@ -8,8 +8,27 @@
 
 #include <QApplication>
 
+#include <cstdio>
+#include <cstring>
+
 int main(int argc, char *argv[])
 {
+    // The program takes no arguments; these two answer before any window
+    // (or display) is needed.
+    for (int i = 1; i < argc; ++i) {
+        if (std::strcmp(argv[i], "--version") == 0) {
+            std::printf("kestro 2.1.3\n");
+            return 0;
+        }
+        if (std::strcmp(argv[i], "--help") == 0 || std::strcmp(argv[i], "-h") == 0) {
+            std::printf("Usage: kestro [-h|--help] [--version]\n\n"
+                        "Set-up and monitoring of the T6800 controller of the blow-off and\n"
+                        "colour-control station, over the serial link. The port and speed\n"
+                        "are kept in Support/RSPort.cfg beside the program (Edit > Comm Port\n"
+                        "Settings); no other argument is read.\n");
+            return 0;
+        }
+    }
     QApplication app(argc, argv);
     QApplication::setApplicationName(QStringLiteral("KESTRO"));
     QApplication::setApplicationVersion(QStringLiteral("2.1.3"));

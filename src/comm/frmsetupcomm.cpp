@@ -1,9 +1,8 @@
 #include "frmsetupcomm.h"
 
-#include "numbertext.h"
+#include "commsettings.h"
 #include "operatorprompt.h"
 #include "posixserialport.h"
-#include "recordfile.h"
 #include "rscomm.h"
 
 #include "app/modutility.h"
@@ -22,23 +21,11 @@
 #include <QToolButton>
 #include <QVBoxLayout>
 
-#include <cmath>
-
 namespace
 {
 
 // 75 is the tools' number for a path or file access error.
 constexpr int FileAccessError = 75;
-
-int limitedPort(double value)
-{
-    const double whole = std::trunc(value);
-    if (whole < frmSetupComm::PortMinimum)
-        return frmSetupComm::PortMinimum;
-    if (whole > frmSetupComm::PortMaximum)
-        return frmSetupComm::PortMaximum;
-    return int(whole);
-}
 
 // Numeric as the settings window understands it: a number and nothing
 // else, blanks around it allowed.
@@ -159,25 +146,12 @@ void frmSetupComm::showFailure(const QString &title, int number, const QString &
 
 void frmSetupComm::CurrentSettings()
 {
-    int port = 1;
-    int speed = 9600;
-    QByteArray content;
-    const QString path = m_rsComm.CommSettingsFile();
-    if (QFileInfo::exists(path)) {
-        if (!RecordReader::readFile(path, content)) {
-            showFailure(QStringLiteral("SetupComm CurrentSettings"), FileAccessError,
-                        QStringLiteral("Path/File access error"));
-        } else if (!content.trimmed().isEmpty()) {
-            RecordReader reader(content);
-            QString field;
-            if (reader.next(field))
-                port = limitedPort(leadingNumber(field));
-            if (reader.next(field))
-                speed = int(leadingNumber(field));
-        }
-    }
-    txtCommPort->setText(QString::number(limitedPort(port)));
-    optPortSpeed[speed == 19200 ? 1 : 0]->setChecked(true);
+    CommSettings settings;
+    if (const auto failure = CommSettings::read(m_rsComm.CommSettingsFile(), settings))
+        showFailure(QStringLiteral("SetupComm CurrentSettings"), failure->number,
+                    failure->description);
+    txtCommPort->setText(QString::number(settings.port));
+    optPortSpeed[settings.baud == 19200 ? 1 : 0]->setChecked(true);
     showDevice();
 }
 
@@ -189,10 +163,9 @@ void frmSetupComm::showDevice()
         return;
     }
     const int port = int(value);
-    QString device = PosixSerialPort::devicePathFor(port, m_programDir);
-    const QString relative = QDir(m_programDir).relativeFilePath(device);
-    if (!relative.startsWith(QStringLiteral("..")))
-        device = relative;
+    // The link and the device it leads to now: an adapter that came back
+    // under another name shows its new name.
+    const QString device = PosixSerialPort::resolvedDevice(port, m_programDir);
     const bool exists = PosixSerialPort::deviceExists(port, m_programDir);
     lblDevice->setText(QStringLiteral("Device: ") + device +
                        (exists ? QStringLiteral(" (present)") : QStringLiteral(" (not found)")));
@@ -201,7 +174,8 @@ void frmSetupComm::showDevice()
 void frmSetupComm::updCommPort_Change(int step)
 {
     double value = 0;
-    const int current = numericText(txtCommPort->text(), value) ? limitedPort(value) : PortMinimum;
+    const int current =
+        numericText(txtCommPort->text(), value) ? CommSettings::limitedPort(value) : PortMinimum;
     txtCommPort->setText(QString::number(qBound(PortMinimum, current + step, PortMaximum)));
 }
 
@@ -245,20 +219,18 @@ void frmSetupComm::cmdSave_Click()
     m_rsComm.CloseRSComm();
     double value = 0;
     numericText(txtCommPort->text(), value);
-    const int port = limitedPort(value);
-    const int speed = optPortSpeed[1]->isChecked() ? 19200 : 9600;
+    CommSettings settings;
+    settings.port = CommSettings::limitedPort(value);
+    settings.baud = optPortSpeed[1]->isChecked() ? 19200 : 9600;
+    const int port = settings.port;
 
     // The speed is written as a printed number: a blank before and after.
-    const QString settings = m_rsComm.CommSettingsFile();
-    QString error;
-    if (!QDir().mkpath(QFileInfo(settings).absolutePath()) ||
-        !writeTextFile(
-            settings, QString::number(port).toLatin1() + ", " + QByteArray::number(speed) + " \r\n",
-            error)) {
-        showFailure(QStringLiteral("SetupComm"), FileAccessError,
-                    error.isEmpty() ? QStringLiteral("Path/File access error") : error);
+    if (const auto failure = CommSettings::write(m_rsComm.CommSettingsFile(), settings,
+                                                 CommSettings::LineStyle::Printed)) {
+        showFailure(QStringLiteral("SetupComm"), failure->number, failure->description);
         return;
     }
+    QString error;
     // The development tools count their ports from 0.
     for (const QString &folder : std::as_const(m_toolFolders)) {
         if (!QFileInfo(folder).isDir())

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "commsettings.h"
+
 #include <QDialog>
 #include <QStringList>
 
@@ -22,8 +24,8 @@ class frmSetupComm : public QDialog
     Q_OBJECT
 public:
     // Spinner range of the port number; the link applies the same limits.
-    static constexpr int PortMinimum = 1;
-    static constexpr int PortMaximum = 99;
+    static constexpr int PortMinimum = CommSettings::PortMinimum;
+    static constexpr int PortMaximum = CommSettings::PortMaximum;
 
     frmSetupComm(RSComm &rsComm, SerialPort &commPort, OperatorPrompt &prompt,
                  const QString &programDir, QWidget *parent = nullptr);

@@ -3,6 +3,7 @@
 #include "clock.h"
 #include "commlog.h"
 
+#include <QDeadlineTimer>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -11,6 +12,7 @@
 #include <cstring>
 #include <fcntl.h>
 #include <poll.h>
+#include <sys/file.h>
 #include <sys/ioctl.h>
 #include <termios.h>
 #include <unistd.h>
@@ -64,9 +66,20 @@ bool PosixSerialPort::deviceExists(int portNumber, const QString &programDir)
     return QFileInfo::exists(devicePathFor(portNumber, programDir));
 }
 
+QString PosixSerialPort::resolvedDevice(int portNumber, const QString &programDir)
+{
+    const QString path = devicePathFor(portNumber, programDir);
+    const QFileInfo info(path);
+    if (!info.isSymLink())
+        return path;
+    const QString target = info.canonicalFilePath();
+    const QString shown = target.isEmpty() ? info.symLinkTarget() : target;
+    return QDir(programDir).relativeFilePath(path) + QStringLiteral(" -> ") + shown;
+}
+
 QString PosixSerialPort::deviceName() const
 {
-    return devicePathFor(m_portNumber, m_programDir);
+    return m_fd >= 0 ? m_device : resolvedDevice(m_portNumber, m_programDir);
 }
 
 bool PosixSerialPort::open()
@@ -74,7 +87,8 @@ bool PosixSerialPort::open()
     if (isOpen())
         close();
     m_input.clear();
-    const QByteArray path = QFile::encodeName(deviceName());
+    m_device = resolvedDevice(m_portNumber, m_programDir);
+    const QByteArray path = QFile::encodeName(devicePathFor(m_portNumber, m_programDir));
     const int fd = ::open(path.constData(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
     if (fd < 0) {
         const int e = errno;
@@ -91,9 +105,17 @@ bool PosixSerialPort::open()
         ::close(fd);
         return false;
     }
-    // Nobody else may talk to the board while we hold the port.
+    // Nobody else may talk to the board while we hold the port. TIOCEXCL
+    // does not stop root, so another KESTRO also finds the lock taken.
+    if (::flock(fd, LOCK_EX | LOCK_NB) != 0) {
+        m_error = SerialError::DeviceBusy;
+        qCWarning(lcComm) << "port held by another program:" << m_device;
+        ::close(fd);
+        return false;
+    }
     if (::ioctl(fd, TIOCEXCL) != 0) {
         m_error = SerialError::DeviceBusy;
+        ::flock(fd, LOCK_UN);
         ::close(fd);
         return false;
     }
@@ -109,6 +131,8 @@ bool PosixSerialPort::open()
     ::cfsetospeed(&tio, speed);
     if (::tcsetattr(fd, TCSANOW, &tio) != 0) {
         m_error = SerialError::ConfigurationFailed;
+        ::ioctl(fd, TIOCNXCL);
+        ::flock(fd, LOCK_UN);
         ::close(fd);
         return false;
     }
@@ -121,20 +145,47 @@ bool PosixSerialPort::open()
 void PosixSerialPort::close()
 {
     if (m_fd >= 0) {
-        ::tcflush(m_fd, TCIOFLUSH);
-        ::close(m_fd);
-        m_fd = -1;
+        // The last bytes (the goodbye probe, the end of a program) must
+        // reach the board; only unread input is thrown away.
+        drainOutput();
+        ::tcflush(m_fd, TCIFLUSH);
+        release();
     }
     m_input.clear();
+}
+
+void PosixSerialPort::drainOutput()
+{
+    // tcdrain could wait for ever on a device that stopped taking bytes. The
+    // bound is wall time whatever clock the port was given: the device is real.
+    const QDeadlineTimer deadline(CloseDrainMs);
+    for (;;) {
+        int queued = 0;
+        if (::ioctl(m_fd, TIOCOUTQ, &queued) != 0 || queued <= 0)
+            return;
+        const qint64 remaining = deadline.remainingTime();
+        if (remaining <= 0) {
+            qCWarning(lcComm) << queued << "bytes not sent before closing" << m_device;
+            return;
+        }
+        // A byte takes about a millisecond: look again every 10 ms at most.
+        ::poll(nullptr, 0, int(qMin<qint64>(remaining, 10)));
+    }
+}
+
+void PosixSerialPort::release()
+{
+    ::ioctl(m_fd, TIOCNXCL);
+    ::flock(m_fd, LOCK_UN);
+    ::close(m_fd);
+    m_fd = -1;
 }
 
 void PosixSerialPort::hangUp(SerialError error)
 {
     m_error = error;
-    if (m_fd >= 0) {
-        ::close(m_fd);
-        m_fd = -1;
-    }
+    if (m_fd >= 0)
+        release();
     m_input.clear();
 }
 

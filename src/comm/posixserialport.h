@@ -11,6 +11,10 @@ class Clock;
 // Port number n is the device Support/COMn beside the program when that
 // exists (a link a technician points at /dev/ttyUSB0, or the simulator's
 // pty), otherwise /dev/ttyS(n-1).
+//
+// An open port is ours alone: TIOCEXCL keeps other openers out (root
+// excepted) and an advisory flock keeps out every other program that asks,
+// root included. Both are given back on close, after the output has gone.
 class PosixSerialPort final : public SerialPort
 {
 public:
@@ -19,6 +23,12 @@ public:
 
     static QString devicePathFor(int portNumber, const QString &programDir);
     static bool deviceExists(int portNumber, const QString &programDir);
+    // The device the port number leads to now, the link followed: a USB
+    // adapter that came back under another name is named by its new name.
+    static QString resolvedDevice(int portNumber, const QString &programDir);
+    // Longest wait for queued output on close; a stuck device is then
+    // closed anyway.
+    static constexpr int CloseDrainMs = 500;
 
     void setPortNumber(int number) override { m_portNumber = number; }
     int portNumber() const override { return m_portNumber; }
@@ -42,12 +52,16 @@ private:
     // Moves whatever the device holds into m_input; false when it hung up.
     bool drain();
     void hangUp(SerialError error);
+    // Waits, bounded, until the device has sent what we queued.
+    void drainOutput();
+    void release();
 
     Clock &m_clock;
     QString m_programDir;
     int m_portNumber = 1;
     int m_baud = 9600;
     int m_fd = -1;
+    QString m_device; // what the open port was opened on
     QByteArray m_input;
     SerialError m_error = SerialError::None;
 };

@@ -11,4 +11,7 @@ public:
     virtual QString RSRead(const QString &add) = 0;
     virtual void RSWrite(const QString &add, const QString &dataValue) = 0;
     virtual bool commErrorSet() const = 0;
+    // The last RSRead or RSWrite did not move its value: a read that gave
+    // "0" for want of an answer, a write the board did not echo back.
+    virtual bool lastTransactionFailed() const { return commErrorSet(); }
 };

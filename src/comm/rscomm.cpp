@@ -2,6 +2,7 @@
 
 #include "clock.h"
 #include "commlog.h"
+#include "commsettings.h"
 #include "numbertext.h"
 #include "operatorprompt.h"
 #include "recordfile.h"
@@ -26,13 +27,6 @@ constexpr qint64 kModeTimeoutMs = 2000;
 
 const QString kLinkTitle = QStringLiteral("WARNING - Communication Error!");
 
-// Failures while reading the settings file, numbered as the operator's
-// "Error Number = " messages have always shown them.
-struct SetupFailure {
-    int number;
-    QString description;
-};
-
 } // namespace
 
 RSComm::RSComm(Clock &clock, OperatorPrompt &prompt, const QString &programDir)
@@ -50,56 +44,22 @@ QString RSComm::CommSettingsFile() const
 bool RSComm::InitializeRSComm(SerialPort &commObj)
 {
     const QString path = CommSettingsFile();
-    auto writeDefaults = [&path]() -> std::optional<SetupFailure> {
-        if (!QDir().mkpath(QFileInfo(path).absolutePath()))
-            return SetupFailure{76, QStringLiteral("Path not found")};
-        QFile file(path);
-        if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate) || file.write("1,9600\r\n") != 8)
-            return SetupFailure{75, QStringLiteral("Path/File access error")};
-        return std::nullopt;
-    };
-
     for (;;) {
-        int portNumber = 1;
-        QString speed = QStringLiteral("9600");
-        std::optional<SetupFailure> failure;
-
-        if (QFileInfo::exists(path)) {
-            QByteArray content;
-            if (!RecordReader::readFile(path, content)) {
-                failure = SetupFailure{75, QStringLiteral("Path/File access error")};
-            } else if (content.isEmpty()) {
-                failure = writeDefaults();
-            } else {
-                RecordReader reader(content);
-                QString portText;
-                QString speedText;
-                bool numeric = false;
-                if (!reader.next(portText) || !reader.next(speedText)) {
-                    failure = SetupFailure{62, QStringLiteral("Input past end of file")};
-                } else {
-                    const double value = portText.toDouble(&numeric);
-                    if (!numeric) {
-                        failure = SetupFailure{13, QStringLiteral("Type mismatch")};
-                    } else {
-                        portNumber = static_cast<int>(qBound(1.0, qRound64(value) * 1.0, 99.0));
-                        if (speedText == u"9600" || speedText == u"19200")
-                            speed = speedText;
-                    }
-                }
-            }
-        } else {
-            failure = writeDefaults();
-        }
+        CommSettings settings;
+        CommSettings::Found found = CommSettings::Found::NoFile;
+        std::optional<CommSettings::Failure> failure = CommSettings::read(path, settings, &found);
+        // A missing or empty file is (re)written with the defaults.
+        if (!failure && found != CommSettings::Found::Settings)
+            failure = CommSettings::write(path, CommSettings{}, CommSettings::LineStyle::Compact);
 
         if (!failure) {
             if (commObj.isOpen())
                 commObj.close();
-            commObj.setPortNumber(portNumber);
-            commObj.setBaudRate(speed.toInt());
+            commObj.setPortNumber(settings.port);
+            commObj.setBaudRate(settings.baud);
             m_commObj = &commObj;
             m_setupFailed = false;
-            qCInfo(lcComm) << "port" << portNumber << "at" << speed << "baud";
+            qCInfo(lcComm) << "port" << settings.port << "at" << settings.baud << "baud";
             return true;
         }
 
@@ -309,15 +269,18 @@ bool RSComm::checkValue(const QString &add, const QString &dataValue, DecodedAdd
 void RSComm::WriteRegister(const QString &add, const QString &dataValue)
 {
     m_writeFailed = false;
+    m_writeDone = false;
     DecodedAddress decoded;
     quint32 value = 0;
     if (!checkValue(add, dataValue, decoded, value))
         return;
 
+    bool oldByteRead = true;
     if (decoded.IsBitAddress) {
         // Only whole bytes travel on the wire: read the byte, change one bit.
         // A failed read gives 0 and the write goes on from there.
         const QString old = ReadRegister(QStringLiteral("B%1").arg(decoded.ByteAddress));
+        oldByteRead = !old.isEmpty();
         const quint32 oldByte = static_cast<quint32>(leadingNumber(old)) & 0xFF;
         value = value ? (oldByte | decoded.BitMask) : (oldByte & ~quint32(decoded.BitMask));
         value &= 0xFF;
@@ -343,6 +306,8 @@ void RSComm::WriteRegister(const QString &add, const QString &dataValue)
     }
     if (m_writeFailed)
         m_currentMode = 0;
+    else
+        m_writeDone = oldByteRead;
 }
 
 QString RSComm::RSRead(const QString &add)
@@ -350,6 +315,7 @@ QString RSComm::RSRead(const QString &add)
     if (refusedWhileBusy("read"))
         return QStringLiteral("0");
     const QString text = ReadRegister(add);
+    m_transactionFailed = text.isEmpty();
     return QString::number(static_cast<qint64>(leadingNumber(text)));
 }
 
@@ -362,6 +328,7 @@ void RSComm::RSWrite(const QString &add, const QString &dataValue)
         qCInfo(lcComm) << "wrong echo writing" << add << "- writing once more";
         WriteRegister(add, dataValue);
     }
+    m_transactionFailed = !m_writeDone;
 }
 
 int RSComm::Query(quint8 code)

@@ -66,6 +66,7 @@ public:
     QString RSRead(const QString &add) override;
     void RSWrite(const QString &add, const QString &dataValue) override;
     bool commErrorSet() const override { return CommError; }
+    bool lastTransactionFailed() const override { return m_transactionFailed; }
     QString CommSettingsFile() const;
 
     // Address notation.
@@ -151,6 +152,8 @@ private:
     SerialPort *m_commObj = nullptr;
     qint16 m_currentMode = 0;
     bool m_writeFailed = false;
+    bool m_writeDone = false; // every byte of the last WriteRegister echoed
+    bool m_transactionFailed = false;
     bool m_setupFailed = false;
     QString m_lastReadAddress;
     DecodedAddress m_decoded;

@@ -93,7 +93,9 @@ TransferResult DataTransfer::ProcessTransfer(TransferMode mode, const TransferCa
     QList<int> indexes = dataGroupIndexes(transferGroup(mode));
     const int maximum = int(indexes.size());
     TransferResult result;
-    const auto advance = [&] {
+    const auto advance = [&](int index) {
+        if (m_link.lastTransactionFailed())
+            result.Failed << index;
         ++result.Transferred;
         if (callbacks.progress)
             callbacks.progress(result.Transferred, maximum);
@@ -105,7 +107,7 @@ TransferResult DataTransfer::ProcessTransfer(TransferMode mode, const TransferCa
         const int first = indexes.takeFirst();
         if (!m_link.commErrorSet()) {
             transferIndex(direction, first);
-            advance();
+            advance(first);
         }
     }
 
@@ -119,7 +121,7 @@ TransferResult DataTransfer::ProcessTransfer(TransferMode mode, const TransferCa
         if (m_link.commErrorSet())
             break;
         transferIndex(direction, index);
-        advance();
+        advance(index);
     }
 
     if (m_link.commErrorSet()) {

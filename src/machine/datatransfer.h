@@ -50,7 +50,10 @@ enum class TransferOutcome { Completed, Cancelled, CommError };
 
 struct TransferResult {
     TransferOutcome Outcome = TransferOutcome::Completed;
-    int Transferred = 0; // registers moved before the transfer ended
+    int Transferred = 0; // registers tried before the transfer ended
+    // Indexes whose register did not move: no answer, or a wrong echo the
+    // link could not repair. An upload holds 0 for them.
+    QList<int> Failed;
 };
 
 // Moves one data group between the board and a record, register by register

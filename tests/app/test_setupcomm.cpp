@@ -140,8 +140,16 @@ void TestSetupComm::loadsTheSavedSettingsAndLimitsThem()
     QVERIFY(h.start());
     const QString settings = h.comm->CommSettingsFile();
     const QList<std::tuple<QByteArray, QString, int>> cases = {
-        {"3, 19200 \r\n", "3", 1}, {"7,4800\r\n", "7", 0}, {"0,19200\r\n", "1", 1},
-        {"150,9600\r\n", "99", 0}, {"", "1", 0},
+        {"3, 19200 \r\n", "3", 1},
+        {"7,4800\r\n", "7", 0},
+        {"0,19200\r\n", "1", 1},
+        {"150,9600\r\n", "99", 0},
+        {"", "1", 0},
+        // The window and the link read the file alike, nonsense included.
+        {"7.6,19200\r\n", "8", 1},
+        {"inf,19200\r\n", "1", 1},
+        {"1e300,9600\r\n", "1", 0},
+        {"COM3,19200\r\n", "1", 1},
     };
     for (const auto &[content, port, option] : cases) {
         QFile file(settings);
@@ -165,9 +173,11 @@ void TestSetupComm::showsTheDeviceAPortResolvesTo()
     QVERIFY(QFile::link(QStringLiteral("/nonexistent/kestro-test-device"),
                         QDir(h.programDir()).filePath(QStringLiteral("Support/COM7"))));
     frmSetupComm window(*h.comm, *h.port, h.prompt, h.programDir());
-    QCOMPARE(window.lblDevice->text(), QStringLiteral("Device: Support/COM1 (present)"));
+    QCOMPARE(window.lblDevice->text(), QStringLiteral("Device: Support/COM1 -> ") +
+                                           sim.slavePath() + QStringLiteral(" (present)"));
     window.txtCommPort->setText(QStringLiteral("7"));
-    QCOMPARE(window.lblDevice->text(), QStringLiteral("Device: Support/COM7 (not found)"));
+    QCOMPARE(window.lblDevice->text(),
+             QStringLiteral("Device: Support/COM7 -> /nonexistent/kestro-test-device (not found)"));
     window.txtCommPort->setText(QStringLiteral("42"));
     const bool ttyExists = QFile::exists(QStringLiteral("/dev/ttyS41"));
     QCOMPARE(window.lblDevice->text(),

@@ -173,6 +173,19 @@ void TestBoardMachine::consoleCommands()
     QCOMPARE(rig.board.wrongEchoEvery(), 4);
     QCOMPARE(rig.run("wrong-echo 0"), QStringLiteral("ok"));
     QCOMPARE(rig.board.wrongEchoEvery(), 0);
+    QCOMPARE(rig.run("garbage 7"), QStringLiteral("ok"));
+    QCOMPARE(rig.board.garbageEvery(), 7);
+    QCOMPARE(rig.run("garbage 0"), QStringLiteral("ok"));
+    QCOMPARE(rig.board.garbageEvery(), 0);
+    // Counted from the command: the second exchange after it is wrong.
+    rig.board.feed(0x00);
+    QCOMPARE(rig.run("wrong-echo-at 2"), QStringLiteral("ok"));
+    QCOMPARE(rig.board.feed(0xFF), std::optional<quint8>(0x55));
+    QCOMPARE(rig.board.feed(0x01), std::optional<quint8>(0x54));
+    QCOMPARE(rig.board.feed(0xFF), std::optional<quint8>(0x55));
+    rig.board.feed(0x00); // not a mode: back to none
+    QCOMPARE(rig.run("wrong-echo-at 0"), QStringLiteral("ok"));
+    QCOMPARE(rig.board.wrongAnswerAt(), 0);
 
     QCOMPARE(rig.run("mode"), QStringLiteral("none"));
     rig.board.feed(0xFF);
@@ -194,10 +207,10 @@ void TestBoardMachine::consoleErrors()
 {
     Rig rig;
     const quint32 before = rig.get("W98");
-    for (const char *line :
-         {"set B52 256", "set W98 65536", "set D1100 655360000", "set F119 2", "set W98 -5",
-          "set W98 12a", "set X10 1", "set W98", "get", "get W98 W100", "silent maybe", "frozen",
-          "delay -1", "wrong-echo x", "bogus", "quit now"}) {
+    for (const char *line : {"set B52 256", "set W98 65536", "set D1100 655360000", "set F119 2",
+                             "set W98 -5", "set W98 12a", "set X10 1", "set W98", "get",
+                             "get W98 W100", "silent maybe", "frozen", "delay -1", "wrong-echo x",
+                             "garbage", "garbage -1", "wrong-echo-at x", "bogus", "quit now"}) {
         const QString reply = rig.run(QLatin1String(line));
         QVERIFY2(reply.startsWith(QStringLiteral("error: ")), line);
     }

@@ -7,6 +7,7 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <pty.h>
+#include <sys/ioctl.h>
 #include <termios.h>
 #include <unistd.h>
 
@@ -123,6 +124,73 @@ private slots:
         // A busy loop would burn the whole 300 ms of CPU.
         QVERIFY(double(::clock() - cpuBefore) / CLOCKS_PER_SEC < 0.1);
         QVERIFY(port.isOpen());
+    }
+
+    void secondOpenerIsRefusedUntilClose()
+    {
+        makePty(10);
+        PosixSerialPort first(m_clock, m_dir.path());
+        first.setPortNumber(10);
+        QVERIFY(first.open());
+        // Another holder of the same device (another KESTRO, even as root).
+        PosixSerialPort second(m_clock, m_dir.path());
+        second.setPortNumber(10);
+        QVERIFY(!second.open());
+        QCOMPARE(second.lastError(), SerialError::DeviceBusy);
+        QVERIFY(!second.isOpen());
+        QVERIFY2(second.deviceName().contains(QStringLiteral("/dev/pts/")),
+                 qPrintable(second.deviceName()));
+        QVERIFY(first.isOpen());
+
+        first.close();
+        // The exclusive mark is gone from the tty with the close.
+        int exclusive = -1;
+        QCOMPARE(::ioctl(m_slave, TIOCGEXCL, &exclusive), 0);
+        QCOMPARE(exclusive, 0);
+        QVERIFY(second.open());
+        second.close();
+    }
+
+    void closeSendsWhatIsQueued()
+    {
+        makePty(11);
+        PosixSerialPort port(m_clock, m_dir.path());
+        port.setPortNumber(11);
+        QVERIFY(port.open());
+        const QByteArray bytes = QByteArray::fromHex("ff0203e80f");
+        for (char b : bytes)
+            QVERIFY(port.sendByte(quint8(b)));
+        port.close();
+        QByteArray received;
+        for (int b = masterRead(200); b >= 0; b = masterRead(200))
+            received.append(char(b));
+        QCOMPARE(received.toHex(), bytes.toHex());
+    }
+
+    void errorsNameTheDeviceOfTheMoment()
+    {
+        // The adapter came back as another device and the link was re-pointed.
+        QDir().mkpath(m_dir.filePath(QStringLiteral("Support")));
+        const QString link = m_dir.filePath(QStringLiteral("Support/COM13"));
+        QVERIFY(QFile::link(QStringLiteral("/dev/ttyUSB-gone-first"), link));
+        PosixSerialPort port(m_clock, m_dir.path());
+        port.setPortNumber(13);
+        QVERIFY(!port.open());
+        QVERIFY2(port.deviceName().contains(QStringLiteral("/dev/ttyUSB-gone-first")),
+                 qPrintable(port.deviceName()));
+        QFile::remove(link);
+        QVERIFY(QFile::link(QStringLiteral("/dev/ttyUSB-gone-second"), link));
+        QVERIFY(!port.open());
+        QVERIFY2(port.deviceName().contains(QStringLiteral("/dev/ttyUSB-gone-second")),
+                 qPrintable(port.deviceName()));
+        QVERIFY(!port.deviceName().contains(QStringLiteral("first")));
+
+        // Open, the name is that of the device in use.
+        makePty(13);
+        QVERIFY(port.open());
+        QVERIFY2(port.deviceName().contains(QStringLiteral("/dev/pts/")),
+                 qPrintable(port.deviceName()));
+        QVERIFY(port.deviceName().contains(QStringLiteral("COM13")));
     }
 
     void hangUpClosesThePort()

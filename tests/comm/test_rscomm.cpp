@@ -59,6 +59,11 @@ private slots:
         QTest::newRow("port 150") << QByteArray("150,9600\r\n") << 99 << 9600;
         QTest::newRow("blanks") << QByteArray("3, 19200 \r\n") << 3 << 19200;
         QTest::newRow("quoted speed") << QByteArray("4,\"19200\"\n") << 4 << 19200;
+        // Nonsense in the file gives the default port, never undefined behaviour.
+        QTest::newRow("text port") << QByteArray("COM1,9600\r\n") << 1 << 9600;
+        QTest::newRow("inf") << QByteArray("inf,19200\r\n") << 1 << 19200;
+        QTest::newRow("1e300") << QByteArray("1e300,9600\r\n") << 1 << 9600;
+        QTest::newRow("negative") << QByteArray("-7,9600\r\n") << 1 << 9600;
     }
     void settingsFile()
     {
@@ -92,7 +97,7 @@ private slots:
     void settingsFileDamagedAsksRetryCancel()
     {
         Link link;
-        link.writeSettings("COM1,9600\r\n");
+        link.writeSettings("7\r\n"); // no speed
         link.comm.OnlineMode = true;
         // Retry once (still damaged), then Cancel.
         link.prompt.answers = {PromptAnswer::Retry, PromptAnswer::Cancel};
@@ -100,7 +105,7 @@ private slots:
         QCOMPARE(link.prompt.asked.size(), 2);
         QCOMPARE(link.prompt.asked[0].title, QStringLiteral("RSComm InitializeRSComm"));
         QCOMPARE(link.prompt.asked[0].text,
-                 QStringLiteral("Error Number = 13\r\n\r\nType mismatch"));
+                 QStringLiteral("Error Number = 62\r\n\r\nInput past end of file"));
         QCOMPARE(link.prompt.asked[0].buttons, PromptButtons::RetryCancel);
         QVERIFY(link.comm.setupFailed());
         QVERIFY(!link.comm.OnlineMode);
@@ -365,6 +370,55 @@ private slots:
         QCOMPARE(link.comm.currentMode(), qint16(0));
         QCOMPARE(link.comm.RSRead(QStringLiteral("B52")), QStringLiteral("36"));
         QVERIFY(link.prompt.asked.isEmpty());
+    }
+
+    void failedTransactionsAreFlagged()
+    {
+        Link link;
+        link.open();
+        link.board.memory[52] = char(36);
+        QCOMPARE(link.comm.RSRead(QStringLiteral("B52")), QStringLiteral("36"));
+        QVERIFY(!link.comm.lastTransactionFailed());
+
+        // A read whose address echo is wrong yields "0": a failure, not a value.
+        const FakeSerialPort::Responder boardSide = link.port.responder;
+        link.port.responder = [boardSide](quint8 b, FakeSerialPort &p) {
+            if (b == 0x00)
+                p.reply(0x07);
+            else
+                boardSide(b, p);
+        };
+        QCOMPARE(link.comm.RSRead(QStringLiteral("B52")), QStringLiteral("0"));
+        QVERIFY(link.comm.lastTransactionFailed());
+        QVERIFY(!link.comm.CommError);
+
+        // A write the board never echoes right, even on the second try.
+        link.port.responder = [](quint8 b, FakeSerialPort &p) {
+            p.reply(b == 0xFF || b == 0x02 ? 0x55 : quint8(b ^ 1));
+        };
+        link.comm.RSWrite(QStringLiteral("B1000"), QStringLiteral("5"));
+        QVERIFY(link.comm.lastTransactionFailed());
+
+        // A write repaired by its second try is a success.
+        link.port.responder = boardSide;
+        link.board.corruptWriteEcho = 1;
+        link.comm.RSWrite(QStringLiteral("W98"), QStringLiteral("1234"));
+        QVERIFY(!link.comm.lastTransactionFailed());
+        QCOMPARE(quint8(link.board.memory[98]), quint8(0xD2));
+
+        // A bit write whose byte could not be read first is not trusted.
+        bool readGarbled = false;
+        link.port.responder = [&readGarbled, boardSide](quint8 b, FakeSerialPort &p) {
+            if (b == 0x03 && !readGarbled) {
+                readGarbled = true;
+                p.reply(0x07);
+            } else {
+                boardSide(b, p);
+            }
+        };
+        link.comm.RSWrite(QStringLiteral("B1016.0"), QStringLiteral("1"));
+        QVERIFY(readGarbled);
+        QVERIFY(link.comm.lastTransactionFailed());
     }
 
     void hungUpDeviceFailsWithoutWaiting()

@@ -17,22 +17,29 @@ public:
     QStringList log;         // "R addr" or "W addr=text"
     int failAtExchange = -1; // 0-based exchange that fails and latches the error
     bool commError = false;
+    QStringList wrongEcho; // addresses the board answers wrongly (no latch)
+    bool lastFailed = false;
 
     QString RSRead(const QString &add) override
     {
-        if (!exchange())
+        lastFailed = true;
+        if (!exchange() || wrongEcho.contains(add))
             return QStringLiteral("0");
+        lastFailed = false;
         log << QStringLiteral("R ") + add;
         return registers.value(add, QStringLiteral("0"));
     }
     void RSWrite(const QString &add, const QString &dataValue) override
     {
-        if (!exchange())
+        lastFailed = true;
+        if (!exchange() || wrongEcho.contains(add))
             return;
+        lastFailed = false;
         log << QStringLiteral("W %1=%2").arg(add, dataValue);
         registers[add] = dataValue;
     }
     bool commErrorSet() const override { return commError; }
+    bool lastTransactionFailed() const override { return lastFailed; }
 
 private:
     bool exchange()
@@ -90,6 +97,7 @@ private slots:
     void cancelDuringShiftUpload();
     void cancelBeforeStartStillMovesIndexZero();
     void errorInTheMiddleOfDownload();
+    void wrongEchoesAreListedAsFailed();
     void errorOnTheLastRegister();
     void linkAlreadyFailed();
     void worksWithoutCallbacks();
@@ -330,6 +338,32 @@ void TestDataTransfer::worksWithoutCallbacks()
     QCOMPARE(r.Outcome, TransferOutcome::Completed);
     QCOMPARE(r.Transferred, 138);
     QCOMPARE(data.Value[121], 655359999);
+}
+
+void TestDataTransfer::wrongEchoesAreListedAsFailed()
+{
+    // The link stays up, so the loop runs to the end, but the registers the
+    // board garbled are named, in both directions.
+    DataSet data = buildDefaultData();
+    FakeLink link;
+    link.wrongEcho = {data.addressAt(0), data.addressAt(130)};
+    TransferResult r = DataTransfer(link, data).ProcessTransfer(TransferMode::DownloadSetup);
+    QCOMPARE(r.Outcome, TransferOutcome::Completed);
+    QCOMPARE(r.Transferred, 17);
+    QCOMPARE(r.Failed, (QList<int>{0, 130}));
+
+    FakeLink up;
+    up.wrongEcho = {data.addressAt(5)};
+    r = DataTransfer(up, data).ProcessTransfer(TransferMode::UploadShift);
+    QCOMPARE(r.Transferred, 121);
+    QCOMPARE(r.Failed, QList<int>{5});
+
+    // The register that met the latched error is the failed one.
+    FakeLink cut;
+    cut.failAtExchange = 3;
+    r = DataTransfer(cut, data).ProcessTransfer(TransferMode::UploadShift);
+    QCOMPARE(r.Outcome, TransferOutcome::CommError);
+    QCOMPARE(r.Failed, QList<int>{4});
 }
 
 QTEST_GUILESS_MAIN(TestDataTransfer)

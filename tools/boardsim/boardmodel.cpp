@@ -2,7 +2,7 @@
 
 #include "boardregisters.h"
 
-#include <utility>
+#include <QRandomGenerator>
 
 BoardModel::BoardModel()
     : m_pls(m_registers, [this](int address, quint16 value) {
@@ -37,11 +37,22 @@ BoardModel::Mode BoardModel::mode() const
 
 std::optional<quint8> BoardModel::feed(quint8 byte)
 {
-    // Attention bytes received in a row before this one.
-    const int attentionRun = m_attentionRun;
-    m_attentionRun = byte == Attention ? m_attentionRun + 1 : 0;
-    const bool ambiguousAck = std::exchange(m_ambiguousAck, false);
+    std::optional<quint8> reply = answer(byte);
+    if (!reply)
+        return reply;
+    ++m_exchanges;
+    if (m_exchanges == m_wrongAnswerAt)
+        return quint8(*reply ^ 0x01);
+    if (m_garbageEvery > 0 && m_exchanges % m_garbageEvery == 0) {
+        // Any byte but the right one.
+        const quint8 noise = quint8(QRandomGenerator::global()->bounded(1, 256));
+        return quint8(*reply ^ noise);
+    }
+    return reply;
+}
 
+std::optional<quint8> BoardModel::answer(quint8 byte)
+{
     switch (m_phase) {
     case Phase::Idle:
         if (byte == Attention)
@@ -54,10 +65,8 @@ std::optional<quint8> BoardModel::feed(quint8 byte)
         return selectMode(byte);
 
     case Phase::ReadHigh:
-        if (byte == Attention && attentionRun >= 2)
+        if (byte == Attention)
             return attention();
-        if (ambiguousAck && isModeByte(byte))
-            return selectMode(byte);
         m_high = byte;
         return echo(byte, Phase::ReadLow);
 
@@ -65,7 +74,6 @@ std::optional<quint8> BoardModel::feed(quint8 byte)
         const int address = m_high * 256 + byte;
         const quint8 data = m_registers.byteAt(address);
         m_phase = Phase::ReadHigh;
-        m_ambiguousAck = address == 0xFFFF && data == Acknowledge;
         return data;
     }
 
@@ -114,22 +122,6 @@ std::optional<quint8> BoardModel::feed(quint8 byte)
     }
     }
     return std::nullopt;
-}
-
-bool BoardModel::isModeByte(quint8 byte)
-{
-    switch (byte) {
-    case ReadModeByte:
-    case WriteModeByte:
-    case QueryScaleFactor:
-    case QueryOffset:
-    case QueryPosition:
-    case QuerySpeed:
-        return true;
-    default:
-        break;
-    }
-    return PlsModel::isModeByte(byte);
 }
 
 std::optional<quint8> BoardModel::attention()
@@ -206,6 +198,16 @@ void BoardModel::setWrongEchoEvery(int n)
 {
     m_wrongEchoEvery = qMax(0, n);
     m_echoCount = 0;
+}
+
+void BoardModel::setGarbageEvery(int n)
+{
+    m_garbageEvery = qMax(0, n);
+}
+
+void BoardModel::setWrongAnswerAt(int n)
+{
+    m_wrongAnswerAt = qMax(0, n);
 }
 
 void BoardModel::notifyWritten(int address)

@@ -23,20 +23,24 @@
 //   limit switch   the programming, recall and configuration modes of
 //                  PlsModel (plsmodel.h), chosen by their mode bytes
 //
-// 0xFF in read mode. The PC sends 0xFF both as attention and as the high
-// byte of addresses FF00H..FFFFH, and it expects an echo for the latter. A
-// 0xFF that opens a read transaction is therefore echoed like any high byte.
-// A PC that meant attention sees no 55 and sends 0xFF again, which as a low
-// byte answers the data at FFFFH; the third 0xFF in a row at the start of a
-// transaction is taken as attention and answered 55. So FFxx reads work, a
-// switch out of read mode costs two extra round trips, and only a read that
-// starts with 0xFF right after a read of FFFFH is mistaken for attention.
-// Should FFFFH hold 0x55, the PC takes that answer for the acknowledge and
-// sends its mode byte next; a mode byte in that spot is accepted as one.
+// 0xFF. At the start of a transaction, in any mode, 0xFF is attention and
+// is answered 55: that is how the PC leaves a mode, probes the board and
+// resynchronises after a time-out. Inside a transaction (the low address
+// byte of a read, the low address or data byte of a write) 0xFF is plain
+// data and echoed, so a byte value of 255 can be written. Consequences a PC
+// must live with: a register in FF00H..FFFFH can be neither read nor
+// written (its high byte is taken as attention), and a PC that has lost its
+// place in a transaction gets answers it did not expect (an echo or data
+// where it waited for 55) instead of a board that quietly plays along.
+// A 0xFF received while the board waits for a mode byte starts the
+// handshake again.
 //
-// In write mode 0xFF at the start of a transaction is always attention (the
-// address, low and data bytes may be 0xFF): writes to FF00H..FFFFH are not
-// possible, whereas reading is.
+// Faults for testing a PC: every Nth echo wrong (the transaction is dropped,
+// nothing stored); a random byte instead of the answer on every Nth
+// exchange; a wrong answer on exchange N only. An exchange is one byte
+// received that is answered, counted from 1. The last two change only the
+// byte on the wire, as line noise would: the board goes on as if it had
+// answered right.
 class BoardModel
 {
 public:
@@ -71,6 +75,16 @@ public:
     void setWrongEchoEvery(int n);
     int wrongEchoEvery() const { return m_wrongEchoEvery; }
 
+    // A random byte, never the right one, instead of the answer on every
+    // nth exchange; 0 turns it off.
+    void setGarbageEvery(int n);
+    int garbageEvery() const { return m_garbageEvery; }
+    // A wrong answer on exchange n only (counted from 1); 0 turns it off.
+    void setWrongAnswerAt(int n);
+    int wrongAnswerAt() const { return m_wrongAnswerAt; }
+    // Exchanges answered so far.
+    int exchanges() const { return m_exchanges; }
+
     void setWriteObserver(WriteObserver observer) { m_writeObserver = std::move(observer); }
 
     quint32 value(const RegisterAddress &address) const;
@@ -96,7 +110,7 @@ private:
         LimitSwitch,
     };
 
-    static bool isModeByte(quint8 byte);
+    std::optional<quint8> answer(quint8 byte);
     std::optional<quint8> attention();
     std::optional<quint8> selectMode(quint8 modeByte);
     std::optional<quint8> refuse(quint8 byte) const;
@@ -111,10 +125,11 @@ private:
     quint8 m_low = 0;
     quint8 m_queryCode = 0;
     quint16 m_queryWord = 0;
-    int m_attentionRun = 0;
-    bool m_ambiguousAck = false;
     int m_wrongEchoEvery = 0;
     int m_echoCount = 0;
+    int m_garbageEvery = 0;
+    int m_wrongAnswerAt = 0;
+    int m_exchanges = 0;
     WriteObserver m_writeObserver;
     PlsModel m_pls;
 };

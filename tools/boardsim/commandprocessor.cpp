@@ -66,14 +66,22 @@ CommandProcessor::Result CommandProcessor::execute(QStringView line)
         (command == u"silent" ? m_settings.silent : m_settings.frozen) = *on;
         return {Ok};
     }
-    if (command == u"wrong-echo" || command == u"delay" || command == u"pace") {
+    if (command == u"wrong-echo" || command == u"delay" || command == u"pace" ||
+        command == u"garbage" || command == u"wrong-echo-at") {
         const auto n = args == 1 ? parseUnsigned(words[1]) : std::nullopt;
         if (!n || *n > 1000000)
-            return wrongArguments(command == u"wrong-echo" ? "wrong-echo N"
-                                  : command == u"delay"    ? "delay MS"
-                                                           : "pace BAUD");
+            return wrongArguments(command == u"wrong-echo"      ? "wrong-echo N"
+                                  : command == u"garbage"       ? "garbage N"
+                                  : command == u"wrong-echo-at" ? "wrong-echo-at N"
+                                  : command == u"delay"         ? "delay MS"
+                                                                : "pace BAUD");
         if (command == u"wrong-echo")
             m_board.setWrongEchoEvery(int(*n));
+        else if (command == u"garbage")
+            m_board.setGarbageEvery(int(*n));
+        else if (command == u"wrong-echo-at")
+            // Counted from now: the Nth exchange after this command.
+            m_board.setWrongAnswerAt(*n ? m_board.exchanges() + int(*n) : 0);
         else if (command == u"delay")
             m_settings.delayMs = int(*n);
         else

@@ -10,6 +10,7 @@ struct SimSettings;
 //   set ADDR VALUE      -> ok            get ADDR        -> decimal value
 //   silent on|off       -> ok            frozen on|off   -> ok
 //   wrong-echo N        -> ok            delay N         -> ok
+//   garbage N           -> ok            wrong-echo-at N -> ok (Nth exchange from now)
 //   pace BAUD           -> ok            mode            -> none|attention|read|write|query
 //                                                             |limit-switch
 //   pls ...             -> the limit switch's commands (plsmodel.h)

@@ -40,8 +40,8 @@ int main(int argc, char *argv[])
     parser.setApplicationDescription(QStringLiteral(
         "Simulated T6800 target board on a pseudo-terminal. The first line on stdout is the\n"
         "device path; then stdin takes commands (set ADDR VALUE, get ADDR, silent on|off,\n"
-        "wrong-echo N, delay MS, pace BAUD, frozen on|off, mode, pls busy MS|channel N|config,\n"
-        "close, quit)."));
+        "wrong-echo N, garbage N, wrong-echo-at N, delay MS, pace BAUD, frozen on|off, mode,\n"
+        "pls busy MS|channel N|config, close, quit)."));
     parser.addHelpOption();
     parser.addVersionOption();
     const QCommandLineOption link(QStringLiteral("link"),
@@ -57,6 +57,12 @@ int main(int argc, char *argv[])
     const QCommandLineOption wrongEcho(QStringLiteral("wrong-echo-every"),
                                        QStringLiteral("Answer every Nth echo wrongly."),
                                        QStringLiteral("N"));
+    const QCommandLineOption garbage(
+        QStringLiteral("garbage-every"),
+        QStringLiteral("Answer a random wrong byte on every Nth exchange."), QStringLiteral("N"));
+    const QCommandLineOption wrongAt(QStringLiteral("wrong-echo-at"),
+                                     QStringLiteral("Answer wrongly on exchange N only."),
+                                     QStringLiteral("N"));
     const QCommandLineOption delay(QStringLiteral("delay-ms"),
                                    QStringLiteral("Delay each reply by N milliseconds."),
                                    QStringLiteral("N"));
@@ -74,8 +80,8 @@ int main(int argc, char *argv[])
         QStringLiteral("pls-busy-ms"),
         QStringLiteral("Keep the limit switch busy N ms after each programming exchange."),
         QStringLiteral("N"));
-    parser.addOptions(
-        {link, pace, trace, silent, wrongEcho, delay, closeAfter, frozen, defaults, plsBusy});
+    parser.addOptions({link, pace, trace, silent, wrongEcho, garbage, wrongAt, delay, closeAfter,
+                       frozen, defaults, plsBusy});
     parser.process(app);
     if (!parser.positionalArguments().isEmpty()) {
         std::fprintf(stderr, "kestro-boardsim: unexpected argument %s\n",
@@ -91,6 +97,8 @@ int main(int argc, char *argv[])
     serverOptions.tracePath = parser.value(trace);
     int wrongEchoEvery = 0;
     int plsBusyMs = PlsModel::DefaultBusyMs;
+    int garbageEvery = 0;
+    int wrongAnswerAt = 0;
     struct NumberOption {
         const QCommandLineOption &option;
         int min;
@@ -98,7 +106,8 @@ int main(int argc, char *argv[])
     };
     for (const NumberOption &o :
          {NumberOption{pace, 1, &settings.paceBaud}, NumberOption{delay, 0, &settings.delayMs},
-          NumberOption{wrongEcho, 0, &wrongEchoEvery},
+          NumberOption{wrongEcho, 0, &wrongEchoEvery}, NumberOption{garbage, 0, &garbageEvery},
+          NumberOption{wrongAt, 0, &wrongAnswerAt},
           NumberOption{closeAfter, 1, &serverOptions.closeAfter},
           NumberOption{plsBusy, 0, &plsBusyMs}}) {
         if (!parser.isSet(o.option))
@@ -112,6 +121,8 @@ int main(int argc, char *argv[])
     BoardModel board;
     board.setWrongEchoEvery(wrongEchoEvery);
     board.limitSwitch().setBusyMs(plsBusyMs);
+    board.setGarbageEvery(garbageEvery);
+    board.setWrongAnswerAt(wrongAnswerAt);
     MachineSim machine(board, QDateTime::currentDateTime());
     machine.loadStartValues(parser.isSet(defaults) ? MachineSim::SetupValues::Factory
                                                    : MachineSim::SetupValues::Distinct);

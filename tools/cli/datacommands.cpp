@@ -1,5 +1,7 @@
 #include "datacommands.h"
 
+#include "cliaddress.h"
+
 #include "comm/numbertext.h"
 #include "comm/operatorprompt.h"
 #include "comm/rscomm.h"
@@ -72,14 +74,21 @@ int openSetupFile(CliContext &ctx, MachineData &data, const QString &path)
     return CliExit::Ok;
 }
 
-// A transfer through a record whose item has no address would move byte 32 of
-// the board; such a table (from a short file) is refused.
+// A transfer through a record whose item has no address, or one outside the
+// notation, would move byte 32 of the board; such a table (from a short or
+// damaged file) is refused.
 int checkAddresses(CliContext &ctx, const DataSet &record, DataGroup group, const QString &path)
 {
     for (int index : dataGroupIndexes(group)) {
         if (record.addressAt(index).isEmpty()) {
             ctx.err << "kestro-cli: " << path << ": item " << index << " (" << itemName(index)
                     << ") has no register address" << Qt::endl;
+            return CliExit::FileError;
+        }
+        if (const QString problem = addressProblem(record.addressAt(index)); !problem.isEmpty()) {
+            ctx.err << "kestro-cli: " << path << ": item " << index << " (" << itemName(index)
+                    << ") has the bad address " << record.addressAt(index) << ": " << problem
+                    << Qt::endl;
             return CliExit::FileError;
         }
     }
@@ -107,6 +116,20 @@ int checkValues(CliContext &ctx, const DataSet &record, DataGroup group)
     return refused == 0 ? int(CliExit::Ok) : int(CliExit::RefusedValue);
 }
 
+// Names each register of the group as not moved, when the link never came up.
+int noTransfer(CliContext &ctx, const DataSet &record, TransferMode mode)
+{
+    const bool upload = transferDirection(mode) == TransferDirection::Upload;
+    for (int index : dataGroupIndexes(transferGroup(mode))) {
+        ctx.err << "kestro-cli: " << (upload ? "not read: " : "not written: ")
+                << record.addressAt(index) << " (item " << index << ", " << itemName(index)
+                << ", not tried)" << Qt::endl;
+    }
+    ctx.err << "kestro-cli: " << transferCount(mode) << " of " << transferCount(mode)
+            << " registers " << (upload ? "not read" : "not written") << Qt::endl;
+    return CliExit::CommFailure;
+}
+
 int runTransfer(CliContext &ctx, DataSet &record, TransferMode mode)
 {
     const QString caption = transferCaption(mode);
@@ -124,6 +147,21 @@ int runTransfer(CliContext &ctx, DataSet &record, TransferMode mode)
         ctx.err << "[" << TransferErrorTitle << "] " << displayText(TransferErrorText) << Qt::endl;
         ctx.err << "kestro-cli: the link failed after " << result.Transferred << " of "
                 << transferCount(mode) << " registers" << Qt::endl;
+    }
+    // Every register that did not move is named: a wrong echo leaves the link
+    // up, so only this list tells the operator the data is not what it seems.
+    const bool upload = transferDirection(mode) == TransferDirection::Upload;
+    const QList<int> indexes = dataGroupIndexes(transferGroup(mode));
+    const QList<int> notTried = indexes.mid(result.Transferred);
+    for (int index : result.Failed + notTried) {
+        ctx.err << "kestro-cli: " << (upload ? "not read: " : "not written: ")
+                << record.addressAt(index) << " (item " << index << ", " << itemName(index)
+                << (result.Failed.contains(index) ? ")" : ", not tried)") << Qt::endl;
+    }
+    if (result.Outcome == TransferOutcome::CommError || !result.Failed.isEmpty()) {
+        ctx.err << "kestro-cli: " << result.Failed.size() + notTried.size() << " of "
+                << transferCount(mode) << " registers " << (upload ? "not read" : "not written")
+                << Qt::endl;
         return CliExit::CommFailure;
     }
     return CliExit::Ok;
@@ -138,11 +176,13 @@ int uploadCommand(CliContext &ctx, DataGroup group, const QString &path)
     }
     if (int code = checkAddresses(ctx, data.gCurrentData, group, path); code != CliExit::Ok)
         return code;
-    if (!ctx.goOnline())
+    const TransferMode mode = transferMode(TransferDirection::Upload, group);
+    if (!ctx.goOnline()) {
+        noTransfer(ctx, data.gCurrentData, mode);
+        ctx.err << "kestro-cli: " << path << " left unchanged" << Qt::endl;
         return CliExit::CommFailure;
-    if (int code =
-            runTransfer(ctx, data.gCurrentData, transferMode(TransferDirection::Upload, group));
-        code != CliExit::Ok) {
+    }
+    if (int code = runTransfer(ctx, data.gCurrentData, mode); code != CliExit::Ok) {
         ctx.err << "kestro-cli: " << path << " left unchanged" << Qt::endl;
         return code;
     }
@@ -160,9 +200,10 @@ int downloadCommand(CliContext &ctx, DataGroup group, const QString &path)
         return code;
     if (int code = checkValues(ctx, data.gCurrentData, group); code != CliExit::Ok)
         return code;
+    const TransferMode mode = transferMode(TransferDirection::Download, group);
     if (!ctx.goOnline())
-        return CliExit::CommFailure;
-    return runTransfer(ctx, data.gCurrentData, transferMode(TransferDirection::Download, group));
+        return noTransfer(ctx, data.gCurrentData, mode);
+    return runTransfer(ctx, data.gCurrentData, mode);
 }
 
 int exportCommand(CliContext &ctx, const QString &path, const QString &outPath)

@@ -1,5 +1,6 @@
 // kestro-cli: register access and data transfers from the command line, on
 // the same core as the window program.
+#include "cliaddress.h"
 #include "clicontext.h"
 #include "consoleprompt.h"
 #include "fixedport.h"
@@ -24,6 +25,7 @@ namespace
 
 const char *const kUsage =
     "Usage: kestro-cli [--port N] [--speed 9600|19200] [--trace] COMMAND ...\n"
+    "       kestro-cli -h|--help|--version\n"
     "\n"
     "Commands:\n"
     "  read ADDR...                 print register values (one address: the value;\n"
@@ -37,13 +39,15 @@ const char *const kUsage =
     "                               the limit switch (kestro-cli pls help)\n"
     "\n"
     "Addresses: W98 (word), B52 (byte), D1304 (double), F119 (flag), B1016.0 (bit),\n"
-    "EFF0H (byte by hex address).\n"
+    "EFF0H (byte by hex address). Any other address is refused.\n"
+    "Options may stand anywhere on the line; \"--\" ends them.\n"
     "Without --port/--speed the port and speed come from Support/RSPort.cfg beside\n"
     "the program. Port N is the device Support/COMN beside the program when that\n"
     "exists, else /dev/ttyS(N-1).\n"
     "\n"
-    "Exit codes: 0 ok, 2 usage, 3 communication failure, 4 value refused,\n"
-    "5 file error.\n";
+    "Exit codes: 0 ok, 2 usage or bad address, 3 communication failure (any\n"
+    "register not read or not written; they are named on standard error),\n"
+    "4 value refused, 5 file error.\n";
 
 int usage(QTextStream &err, const QString &problem)
 {
@@ -51,30 +55,57 @@ int usage(QTextStream &err, const QString &problem)
     return CliExit::Usage;
 }
 
+bool addressesGood(const QStringList &addresses, QTextStream &err)
+{
+    bool good = true;
+    for (const QString &address : addresses) {
+        if (const QString problem = addressProblem(address); !problem.isEmpty()) {
+            err << "kestro-cli: bad address " << address << ": " << problem << Qt::endl;
+            good = false;
+        }
+    }
+    return good;
+}
+
 int readCommand(const QStringList &addresses, CliContext &ctx)
 {
     if (addresses.isEmpty())
         return usage(ctx.err, QStringLiteral("read needs at least one address"));
-    if (!ctx.goOnline())
+    if (!addressesGood(addresses, ctx.err))
+        return CliExit::Usage;
+    if (!ctx.goOnline()) {
+        ctx.err << "kestro-cli: not read: " << addresses.join(QStringLiteral(", ")) << Qt::endl;
         return CliExit::CommFailure;
+    }
+    // A register that could not be read is named, never shown as "0".
+    QStringList failed;
     for (const QString &address : addresses) {
-        const QString value = ctx.comm.RSRead(address);
         if (ctx.comm.CommError) {
-            ctx.err << "kestro-cli: reading " << address << " failed" << Qt::endl;
-            return CliExit::CommFailure;
+            failed << address;
+            continue;
+        }
+        const QString value = ctx.comm.RSRead(address);
+        if (ctx.comm.lastTransactionFailed()) {
+            failed << address;
+            continue;
         }
         if (addresses.size() == 1)
             ctx.out << value << Qt::endl;
         else
             ctx.out << address << ' ' << value << Qt::endl;
     }
-    return CliExit::Ok;
+    if (failed.isEmpty())
+        return CliExit::Ok;
+    ctx.err << "kestro-cli: not read: " << failed.join(QStringLiteral(", ")) << Qt::endl;
+    return CliExit::CommFailure;
 }
 
 int writeCommand(const QStringList &args, CliContext &ctx)
 {
     if (args.size() != 2)
         return usage(ctx.err, QStringLiteral("write needs an address and a value"));
+    if (!addressesGood({args[0]}, ctx.err))
+        return CliExit::Usage;
     DecodedAddress decoded;
     quint32 value = 0;
     const ValueCheck check = RSComm::PrepareValue(args[0], args[1], decoded, value);
@@ -85,11 +116,13 @@ int writeCommand(const QStringList &args, CliContext &ctx)
                        PromptButtons::Ok);
         return CliExit::RefusedValue;
     }
-    if (!ctx.goOnline())
+    if (!ctx.goOnline()) {
+        ctx.err << "kestro-cli: not written: " << args[0] << Qt::endl;
         return CliExit::CommFailure;
+    }
     ctx.comm.RSWrite(args[0], args[1]);
-    if (ctx.comm.CommError || ctx.comm.writeFailed()) {
-        ctx.err << "kestro-cli: writing " << args[0] << " failed" << Qt::endl;
+    if (ctx.comm.CommError || ctx.comm.lastTransactionFailed()) {
+        ctx.err << "kestro-cli: not written: " << args[0] << Qt::endl;
         return CliExit::CommFailure;
     }
     return CliExit::Ok;
@@ -103,29 +136,57 @@ int main(int argc, char *argv[])
     QTextStream out(stdout);
     QTextStream err(stderr);
 
-    QStringList args = app.arguments().mid(1);
+    // Options may come before or after the command; a word after "--" is
+    // never an option. "-5" is a value (refused later), not an option.
+    const QStringList all = app.arguments().mid(1);
+    QStringList args;
     int portOverride = 0;
     int speedOverride = 0;
-    while (!args.isEmpty() && args.first().startsWith(QLatin1String("--"))) {
-        const QString option = args.takeFirst();
-        if (option == u"--help") {
+    for (qsizetype i = 0; i < all.size(); ++i) {
+        QString option = all[i];
+        if (option == u"--") {
+            args += all.mid(i + 1);
+            break;
+        }
+        const bool isOption =
+            option.startsWith(QLatin1String("--")) ||
+            (option.size() > 1 && option.startsWith(u'-') && !option[1].isDigit());
+        if (!isOption) {
+            args << option;
+            continue;
+        }
+        if (option == u"--help" || option == u"-h") {
             out << kUsage << Qt::flush;
+            return CliExit::Ok;
+        }
+        if (option == u"--version") {
+            out << "kestro-cli " << KESTRO_VERSION << Qt::endl;
             return CliExit::Ok;
         }
         if (option == u"--trace") {
             QLoggingCategory::setFilterRules(QStringLiteral("kestro.comm.trace.debug=true"));
             continue;
         }
-        if (args.isEmpty())
-            return usage(err, option + QStringLiteral(" needs a value"));
+        QString valueText;
+        if (const qsizetype eq = option.indexOf(u'='); eq > 0) {
+            valueText = option.mid(eq + 1);
+            option.truncate(eq);
+        } else if (option == u"--port" || option == u"--speed") {
+            if (i + 1 >= all.size())
+                return usage(err, option + QStringLiteral(" needs a value"));
+            valueText = all[++i];
+        }
         bool ok = false;
-        const int value = args.takeFirst().toInt(&ok);
+        const int value = valueText.toInt(&ok);
         if (option == u"--port" && ok && value >= 1 && value <= 99)
             portOverride = value;
         else if (option == u"--speed" && ok && (value == 9600 || value == 19200))
             speedOverride = value;
+        else if (option == u"--port" || option == u"--speed")
+            return usage(err, QStringLiteral("bad value for ") + option + QStringLiteral(": ") +
+                                  valueText);
         else
-            return usage(err, QStringLiteral("bad option ") + option);
+            return usage(err, QStringLiteral("unknown option ") + option);
     }
     if (args.isEmpty())
         return usage(err, QStringLiteral("no command given"));
@@ -140,7 +201,10 @@ int main(int argc, char *argv[])
 
     CliContext ctx{comm, prompt, out, err, bool(::isatty(STDOUT_FILENO)), [&]() {
                        comm.OpenRSComm(port);
-                       if (!comm.OnlineMode)
+                       if (!comm.OnlineMode && !port.isOpen())
+                           err << "kestro-cli: cannot use " << port.deviceName() << ": "
+                               << serialErrorText(port.lastError()) << Qt::endl;
+                       else if (!comm.OnlineMode)
                            err << "kestro-cli: no answer from the board on " << port.deviceName()
                                << Qt::endl;
                        return comm.OnlineMode;
