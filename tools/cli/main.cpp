@@ -11,6 +11,9 @@
 #ifdef KESTRO_CLI_HAS_DATA
 #include "datacommands.h"
 #endif
+#ifdef KESTRO_CLI_HAS_REPORT
+#include "reportcommand.h"
+#endif
 
 #include <QCoreApplication>
 #include <QLoggingCategory>
@@ -32,6 +35,8 @@ const char *const kUsage =
     "  download setup|shift|all FILE.sdt  write a data group of FILE to the board\n"
     "  export FILE.sdt OUT.txt      write the shift data export of FILE\n"
     "  show FILE.sdt                list the items of FILE\n"
+    "  report FILE.sdt OUT.pdf [--setup-only|--shift-only] [--title TEXT]\n"
+    "                               print the report of FILE into a PDF\n"
     "\n"
     "Addresses: W98 (word), B52 (byte), D1304 (double), F119 (flag), B1016.0 (bit),\n"
     "EFF0H (byte by hex address).\n"
@@ -96,6 +101,10 @@ int writeCommand(const QStringList &args, CliContext &ctx)
 
 int main(int argc, char *argv[])
 {
+#ifdef KESTRO_CLI_HAS_REPORT
+    if (const int code = runReportCommand(argc, argv); code >= 0)
+        return code;
+#endif
     QCoreApplication app(argc, argv);
     QTextStream out(stdout);
     QTextStream err(stderr);
