@@ -163,7 +163,7 @@ QString frmAbout::SystemInfoText(const QString &devDir)
 
 void frmAbout::StartSysInfo()
 {
-    const QString text = SystemInfoText();
+    const QString text = SystemInfoText(DeviceFolder);
     if (text.isEmpty()) {
         m_prompt.ask(QStringLiteral("KESTRO"),
                      QStringLiteral("System Information Is Unavailable At This Time"),

@@ -26,6 +26,8 @@ public:
     // Shows this computer's system information in a window of its own, or
     // says that it cannot be gathered.
     void StartSysInfo();
+    // Where StartSysInfo looks for the serial devices.
+    QString DeviceFolder = QStringLiteral("/dev");
     // The system information as text; empty when it cannot be gathered.
     // devDir is where the serial devices are looked for.
     static QString SystemInfoText(const QString &devDir = QStringLiteral("/dev"));
