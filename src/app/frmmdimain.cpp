@@ -7,9 +7,13 @@
 #include "comm/rscomm.h"
 #include "filedialogs.h"
 #include "frmprocessing.h"
+#include "helpcommands.h"
 #include "icons.h"
 #include "machine/shiftexport.h"
 #include "machine/valuetext.h"
+#include "passcode.h"
+#include "printerdialog.h"
+#include "reportcommands.h"
 
 #include <QAction>
 #include <QApplication>
@@ -67,7 +71,8 @@ template <typename Handler> void connectCommand(QAction *action, QObject *contex
 
 frmMDIMain::frmMDIMain(const Collaborators &with, QWidget *parent)
     : QMainWindow(parent), m_prompt(with.prompt), m_fileDialogs(with.fileDialogs),
-      m_programDir(with.programDir)
+      m_programDir(with.programDir), m_qtPrinterDialog(std::make_unique<QtPrinterDialog>()),
+      m_printerDialog(m_qtPrinterDialog.get())
 {
     // Start-up, in order.
     m_helpFile = QDir(m_programDir).filePath(QStringLiteral("Help/KESTRO.hlp"));
@@ -560,15 +565,40 @@ void frmMDIMain::mnuEditCommPort_Click()
     showCommMode(m_util->gRSComm->OnlineMode);
 }
 
+void frmMDIMain::mnuEditPasscode_Click()
+{
+    SetupPasscode(*m_util);
+}
+
+void frmMDIMain::mnuFilePrintSetup_Click()
+{
+    ReportSetupCommand(*this);
+}
+
+void frmMDIMain::mnuFilePrint_Click()
+{
+    PrintReportCommand(*this, *m_printerDialog);
+}
+
+void frmMDIMain::setPrinterDialog(PrinterDialog *dialog)
+{
+    m_printerDialog = dialog ? dialog : m_qtPrinterDialog.get();
+}
+
+void frmMDIMain::mnuHelpHelpTopics_Click()
+{
+    HelpTopicsCommand(*this, m_helpFile, m_prompt);
+}
+
+void frmMDIMain::mnuHelpAbout_Click()
+{
+    AboutCommand(*this, m_prompt);
+}
+
 // Commands whose windows are built with their own features: each keeps its
 // place in the menus and toolbar and is filled in when its window exists.
-void frmMDIMain::mnuEditPasscode_Click() {}
 void frmMDIMain::mnuFileDownloadProgram_Click() {}
-void frmMDIMain::mnuFilePrintSetup_Click() {}
-void frmMDIMain::mnuFilePrint_Click() {}
 void frmMDIMain::mnuViewTargetBoardStatus_Click() {}
-void frmMDIMain::mnuHelpHelpTopics_Click() {}
-void frmMDIMain::mnuHelpAbout_Click() {}
 
 // ------------------------------------------------------- data transfers
 

@@ -13,6 +13,7 @@ class ChildForm;
 class Clock;
 class FileDialogs;
 class OperatorPrompt;
+class PrinterDialog;
 class QAction;
 class QLabel;
 class QMdiArea;
@@ -111,6 +112,9 @@ public:
 
     void showCommMode(bool online) override;
 
+    // The printer set-up the print command shows; a test hands in its own.
+    void setPrinterDialog(PrinterDialog *dialog);
+
     // Controls, reachable by the windows and tests that drive them.
     QMdiArea *mdiArea;
     QToolBar *Toolbar1;
@@ -174,6 +178,8 @@ private:
     FileDialogs &m_fileDialogs;
     QString m_programDir;
     QString m_helpFile;
+    std::unique_ptr<PrinterDialog> m_qtPrinterDialog;
+    PrinterDialog *m_printerDialog;
 
     std::array<QPointer<QMdiSubWindow>, 4> m_childForms{};
     int m_currentWindow = 0;

@@ -1,6 +1,7 @@
 #include "messageboxprompt.h"
 
 #include <QApplication>
+#include <QInputDialog>
 #include <QMessageBox>
 
 namespace
@@ -75,4 +76,16 @@ PromptAnswer MessageBoxPrompt::ask(const QString &title, const QString &text, Pr
     default:
         return escapeAnswer(buttons);
     }
+}
+
+QString MessageBoxPrompt::input(const QString &title, const QString &prompt,
+                                const QString &defaultText)
+{
+    QWidget *parent = QApplication::activeModalWidget();
+    if (!parent)
+        parent = QApplication::activeWindow();
+    bool ok = false;
+    const QString text = QInputDialog::getText(parent, title, displayText(prompt),
+                                               QLineEdit::Normal, defaultText, &ok);
+    return ok ? text : QString();
 }

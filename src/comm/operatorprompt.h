@@ -17,6 +17,15 @@ public:
     // an implementation may render them as it likes but must not alter them.
     virtual PromptAnswer ask(const QString &title, const QString &text, PromptIcon icon,
                              PromptButtons buttons) = 0;
+    // An input box: the text typed, or an empty text when the box was
+    // cancelled. With nobody there to ask, the box counts as cancelled.
+    virtual QString input(const QString &title, const QString &prompt, const QString &defaultText)
+    {
+        Q_UNUSED(title);
+        Q_UNUSED(prompt);
+        Q_UNUSED(defaultText);
+        return QString();
+    }
 };
 
 QString promptAnswerName(PromptAnswer answer);

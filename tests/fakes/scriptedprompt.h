@@ -28,7 +28,21 @@ public:
         return escapeAnswer(buttons);
     }
 
+    struct Input {
+        QString title;
+        QString prompt;
+        QString defaultText;
+    };
+    QString input(const QString &title, const QString &prompt, const QString &defaultText) override
+    {
+        inputs.append({title, prompt, defaultText});
+        // Unscripted: cancelled.
+        return inputAnswers.isEmpty() ? QString() : inputAnswers.takeFirst();
+    }
+
     QList<PromptAnswer> answers;
     QList<Asked> asked;
+    QList<QString> inputAnswers;
+    QList<Input> inputs;
     std::function<void(const Asked &)> onAsk;
 };

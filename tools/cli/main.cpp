@@ -13,6 +13,9 @@
 #ifdef KESTRO_CLI_HAS_DATA
 #include "datacommands.h"
 #endif
+#ifdef KESTRO_CLI_HAS_REPORT
+#include "reportcommand.h"
+#endif
 
 #include <QCoreApplication>
 #include <QLoggingCategory>
@@ -37,6 +40,8 @@ const char *const kUsage =
     "  show FILE.sdt                list the items of FILE\n"
     "  pls query|setpoint|pulse|clear|recall|offset|config-download|config-upload ...\n"
     "                               the limit switch (kestro-cli pls help)\n"
+    "  report FILE.sdt OUT.pdf [--setup-only|--shift-only] [--title TEXT]\n"
+    "                               print the report of FILE into a PDF\n"
     "\n"
     "Addresses: W98 (word), B52 (byte), D1304 (double), F119 (flag), B1016.0 (bit),\n"
     "EFF0H (byte by hex address). Any other address is refused.\n"
@@ -132,6 +137,10 @@ int writeCommand(const QStringList &args, CliContext &ctx)
 
 int main(int argc, char *argv[])
 {
+#ifdef KESTRO_CLI_HAS_REPORT
+    if (const int code = runReportCommand(argc, argv); code >= 0)
+        return code;
+#endif
     QCoreApplication app(argc, argv);
     QTextStream out(stdout);
     QTextStream err(stderr);
