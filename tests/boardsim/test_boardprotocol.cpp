@@ -115,9 +115,9 @@ void TestBoardProtocol::handshakes()
 void TestBoardProtocol::refusedModeByte()
 {
     BoardModel board;
-    // Program load and the limit-switch programming modes are not served;
-    // 0x55 as a mode byte must not be answered with 0x55.
-    for (int modeByte : {0x03, 0x07, 0x1B, 0x0C, 0x55, 0x00}) {
+    // The limit-switch programming modes are not served (program load, 03,
+    // is: see test_programmemory); 0x55 as a mode byte must not be answered 0x55.
+    for (int modeByte : {0x07, 0x1B, 0x0C, 0x55, 0x00}) {
         const auto replies = feedAll(board, {0xFF, modeByte});
         QCOMPARE(replies[0], 0x55);
         QVERIFY2(replies[1] != 0x55 && replies[1] >= 0, qPrintable(QString::number(modeByte)));

@@ -21,6 +21,7 @@ BoardModel::Mode BoardModel::mode() const
         return Mode::Query;
     case Phase::Idle:
     case Phase::AwaitMode:
+    case Phase::ProgramLoad:
         break;
     }
     return Mode::None;
@@ -92,6 +93,13 @@ std::optional<quint8> BoardModel::feed(quint8 byte)
             return attention();
         m_phase = Phase::Idle;
         return quint8(m_queryWord >> 8);
+
+    case Phase::ProgramLoad: {
+        const ProgramMemory::Step step = m_program.feed(byte);
+        if (step.leaveMode)
+            m_phase = Phase::Idle;
+        return step.reply;
+    }
     }
     return std::nullopt;
 }
@@ -118,7 +126,7 @@ std::optional<quint8> BoardModel::attention()
     return Acknowledge;
 }
 
-// The mode table. Program load (03), the limit-switch programming modes
+// The mode table. The limit-switch programming modes
 // (1B/2B channel, 2A/1A word, 3B..6B configuration, 0C configuration read,
 // 09 channel recall) and the ready poll are not served: they are refused
 // like any unknown mode byte.
@@ -137,6 +145,10 @@ std::optional<quint8> BoardModel::selectMode(quint8 modeByte)
     case QuerySpeed:
         m_queryCode = modeByte;
         m_phase = Phase::QueryLow;
+        break;
+    case ProgramMemory::ModeByte:
+        m_program.begin();
+        m_phase = Phase::ProgramLoad;
         break;
     default:
         m_phase = Phase::Idle;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "programmemory.h"
 #include "registeraddress.h"
 #include "registerspace.h"
 
@@ -19,6 +20,8 @@
 //   read mode      high -> high, low -> data at high*256+low
 //   write mode     high -> high, low -> low, data -> data (stored)
 //   query mode     55 -> low byte, 55 -> high byte, then no mode
+//   program load   mode byte 03 -> 55, then records answered with their sum
+//                  and FF -> 55 back to no mode (ProgramMemory)
 //
 // 0xFF in read mode. The PC sends 0xFF both as attention and as the high
 // byte of addresses FF00H..FFFFH, and it expects an echo for the latter. A
@@ -60,6 +63,10 @@ public:
     std::optional<quint8> feed(quint8 byte);
 
     Mode mode() const;
+    // Program-load mode (mode byte 03): see ProgramMemory.
+    bool inProgramLoad() const { return m_phase == Phase::ProgramLoad; }
+    ProgramMemory &programMemory() { return m_program; }
+    const ProgramMemory &programMemory() const { return m_program; }
     // Between an acknowledged attention and the mode byte.
     bool awaitingModeByte() const { return m_phase == Phase::AwaitMode; }
 
@@ -88,6 +95,7 @@ private:
         WriteData,
         QueryLow,
         QueryHigh,
+        ProgramLoad,
     };
 
     static bool isModeByte(quint8 byte);
@@ -100,6 +108,7 @@ private:
     void notifyWritten(int address);
 
     RegisterSpace m_registers;
+    ProgramMemory m_program{m_registers};
     Phase m_phase = Phase::Idle;
     quint8 m_high = 0;
     quint8 m_low = 0;

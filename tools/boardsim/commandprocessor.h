@@ -10,7 +10,9 @@ struct SimSettings;
 //   set ADDR VALUE      -> ok            get ADDR        -> decimal value
 //   silent on|off       -> ok            frozen on|off   -> ok
 //   wrong-echo N        -> ok            delay N         -> ok
-//   pace BAUD           -> ok            mode            -> none|attention|read|write|query
+//   pace BAUD           -> ok            mode            -> none|attention|read|write|query|program
+//   program-wrong-sum N -> ok            program-silent N -> ok   (0 = off)
+//   program             -> records N last 4FF0H   (the last program load)
 //   close               -> ok, then the link vanishes
 //   quit                -> ok, then the simulator ends
 // Anything else answers "error: " and a reason.

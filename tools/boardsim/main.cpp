@@ -40,7 +40,8 @@ int main(int argc, char *argv[])
     parser.setApplicationDescription(QStringLiteral(
         "Simulated T6800 target board on a pseudo-terminal. The first line on stdout is the\n"
         "device path; then stdin takes commands (set ADDR VALUE, get ADDR, silent on|off,\n"
-        "wrong-echo N, delay MS, pace BAUD, frozen on|off, mode, close, quit)."));
+        "wrong-echo N, delay MS, pace BAUD, frozen on|off, program-wrong-sum N,\n"
+        "program-silent N, program, mode, close, quit)."));
     parser.addHelpOption();
     parser.addVersionOption();
     const QCommandLineOption link(QStringLiteral("link"),
@@ -69,7 +70,14 @@ int main(int argc, char *argv[])
     const QCommandLineOption defaults(QStringLiteral("defaults"),
                                       QStringLiteral("Start the set-up parameters at their "
                                                      "factory defaults."));
-    parser.addOptions({link, pace, trace, silent, wrongEcho, delay, closeAfter, frozen, defaults});
+    const QCommandLineOption programWrongSum(
+        QStringLiteral("program-wrong-sum"),
+        QStringLiteral("Answer record N of a program load with a wrong sum."), QStringLiteral("N"));
+    const QCommandLineOption programSilent(
+        QStringLiteral("program-silent"),
+        QStringLiteral("Do not answer record N of a program load."), QStringLiteral("N"));
+    parser.addOptions({link, pace, trace, silent, wrongEcho, delay, closeAfter, frozen, defaults,
+                       programWrongSum, programSilent});
     parser.process(app);
     if (!parser.positionalArguments().isEmpty()) {
         std::fprintf(stderr, "kestro-boardsim: unexpected argument %s\n",
@@ -84,6 +92,8 @@ int main(int argc, char *argv[])
     serverOptions.linkPath = parser.value(link);
     serverOptions.tracePath = parser.value(trace);
     int wrongEchoEvery = 0;
+    int wrongSumRecord = 0;
+    int silentRecord = 0;
     struct NumberOption {
         const QCommandLineOption &option;
         int min;
@@ -92,7 +102,9 @@ int main(int argc, char *argv[])
     for (const NumberOption &o :
          {NumberOption{pace, 1, &settings.paceBaud}, NumberOption{delay, 0, &settings.delayMs},
           NumberOption{wrongEcho, 0, &wrongEchoEvery},
-          NumberOption{closeAfter, 1, &serverOptions.closeAfter}}) {
+          NumberOption{closeAfter, 1, &serverOptions.closeAfter},
+          NumberOption{programWrongSum, 0, &wrongSumRecord},
+          NumberOption{programSilent, 0, &silentRecord}}) {
         if (!parser.isSet(o.option))
             continue;
         const auto value = numberOption(parser, o.option.names().front(), o.min);
@@ -103,6 +115,8 @@ int main(int argc, char *argv[])
 
     BoardModel board;
     board.setWrongEchoEvery(wrongEchoEvery);
+    board.programMemory().setWrongSumOnRecord(wrongSumRecord);
+    board.programMemory().setSilentOnRecord(silentRecord);
     MachineSim machine(board, QDateTime::currentDateTime());
     machine.loadStartValues(parser.isSet(defaults) ? MachineSim::SetupValues::Factory
                                                    : MachineSim::SetupValues::Distinct);
