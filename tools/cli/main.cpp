@@ -11,6 +11,7 @@
 #ifdef KESTRO_CLI_HAS_DATA
 #include "datacommands.h"
 #endif
+#include "programcommands.h"
 
 #include <QCoreApplication>
 #include <QLoggingCategory>
@@ -32,6 +33,9 @@ const char *const kUsage =
     "  download setup|shift|all FILE.sdt  write a data group of FILE to the board\n"
     "  export FILE.sdt OUT.txt      write the shift data export of FILE\n"
     "  show FILE.sdt                list the items of FILE\n"
+    "  program-download PROJECT.pdx [--yes]  send the controller program of PROJECT\n"
+    "                               (--yes answers its confirmation)\n"
+    "  program-upload PROJECT.pdx   read the board's program into PROJECT's files\n"
     "\n"
     "Addresses: W98 (word), B52 (byte), D1304 (double), F119 (flag), B1016.0 (bit),\n"
     "EFF0H (byte by hex address).\n"
@@ -39,8 +43,8 @@ const char *const kUsage =
     "the program. Port N is the device Support/COMN beside the program when that\n"
     "exists, else /dev/ttyS(N-1).\n"
     "\n"
-    "Exit codes: 0 ok, 2 usage, 3 communication failure, 4 value refused,\n"
-    "5 file error.\n";
+    "Exit codes: 0 ok, 1 declined at the confirmation, 2 usage, 3 communication\n"
+    "failure, 4 value refused, 5 file error.\n";
 
 int usage(QTextStream &err, const QString &problem)
 {
@@ -152,6 +156,8 @@ int main(int argc, char *argv[])
     else if (verb == u"upload" || verb == u"download" || verb == u"export" || verb == u"show")
         code = runDataCommand(verb, args, ctx);
 #endif
+    else if (verb.startsWith(u"program-"))
+        code = runProgramCommand(verb, args, ctx, prompt);
     else
         return usage(err, QStringLiteral("unknown command ") + verb);
 
