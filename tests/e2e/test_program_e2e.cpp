@@ -124,6 +124,38 @@ private slots:
         QFile::remove(QDir(BoardSimProcess::binDir()).filePath(QStringLiteral("Support/COM81")));
     }
 
+    void identWithNulBytesRoundTrip()
+    {
+        BoardSimProcess sim;
+        QVERIFY(sim.start({QStringLiteral("--frozen")}));
+        QVERIFY(sim.linkAsPort(BoardSimProcess::binDir(), 85));
+        const QList<int> ident = {0x41, 0x42, 0x43, 0, 0, 0, 0, 0, 0xCD, 0x05};
+        for (int i = 0; i < ident.size(); ++i)
+            QCOMPARE(sim.command(QStringLiteral("set %1H %2").arg(0xEFF0 + i, 4, 16).arg(ident[i])),
+                     QStringLiteral("ok"));
+
+        QTemporaryDir dir;
+        QFile pdx(dir.filePath(QStringLiteral("NUL.pdx")));
+        QVERIFY(pdx.open(QIODevice::WriteOnly));
+        pdx.write("D,nul ident\r\n");
+        pdx.close();
+        QCOMPARE(cli(85, {QStringLiteral("program-upload"), pdx.fileName()}).exitCode, 0);
+        QFile rev(dir.filePath(QStringLiteral("NUL.rev")));
+        QVERIFY(rev.open(QIODevice::ReadOnly));
+        QCOMPARE(rev.readAll(), QByteArray("ABC\0\0\0\0\0<=05\r\n", 14));
+
+        for (int i = 0; i < ident.size(); ++i)
+            sim.command(QStringLiteral("set %1H 88").arg(0xEFF0 + i, 4, 16));
+        const Run down =
+            cli(85, {QStringLiteral("program-download"), pdx.fileName(), QStringLiteral("--yes")});
+        QCOMPARE(down.exitCode, 0);
+        QByteArray expected;
+        for (int b : ident)
+            expected.append(char(b));
+        QCOMPARE(boardBytes(sim, 0xEFF0, 10), expected);
+        QFile::remove(QDir(BoardSimProcess::binDir()).filePath(QStringLiteral("Support/COM85")));
+    }
+
     void boardFaultsStopTheDownload_data()
     {
         QTest::addColumn<QString>("option");
