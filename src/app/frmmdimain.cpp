@@ -556,6 +556,11 @@ void frmMDIMain::mnuEditOfflineEditing_Click()
     }
 }
 
+void frmMDIMain::mnuFileDownloadProgram_Click()
+{
+    OpenProgramFile(0);
+}
+
 void frmMDIMain::mnuEditCommPort_Click()
 {
     frmSetupComm window(*m_util->gRSComm, *m_util->gCommPort, m_prompt, m_programDir, this);
@@ -597,7 +602,6 @@ void frmMDIMain::mnuHelpAbout_Click()
 
 // Commands whose windows are built with their own features: each keeps its
 // place in the menus and toolbar and is filled in when its window exists.
-void frmMDIMain::mnuFileDownloadProgram_Click() {}
 void frmMDIMain::mnuViewTargetBoardStatus_Click() {}
 
 // ------------------------------------------------------- data transfers

@@ -69,6 +69,9 @@ public:
     void mnuFileUploadData_Click(int index);
     void mnuFileDownloadData_Click(int index);
     void mnuFileDownloadProgram_Click();
+    // Controller project chosen for a program download (0) or for the
+    // target board window (1).
+    void OpenProgramFile(int Mode);
     void mnuFilePrintSetup_Click();
     void mnuFilePrint_Click();
     void mnuFileExit_Click();

@@ -8,6 +8,8 @@
 #include <QList>
 #include <QString>
 
+#include <functional>
+
 class Clock;
 class OperatorPrompt;
 enum class PromptIcon;
@@ -119,6 +121,50 @@ public:
     QList<qint16> PLSConfigUpload(bool *ok = nullptr);
     PLSOutcome plsOutcome() const { return m_plsOutcome; }
 
+    // Controller program download. DownloadFile selects a project (.pdx with
+    // its .rev, .hex and for some boards .lcf) and checks it; DumpProgram
+    // sends it once, asking first.
+    void DownloadFile(const QString &pdxFileName);
+    bool ValidProgram() const { return m_program.valid; }
+    void DumpProgram();
+    bool InProgramMode() const { return m_program.inProgramMode; }
+    bool WritingIdent() const { return m_program.writingIdent; }
+    // "4000H" while records go out, " " before the first.
+    QString CurrentProgramAdd() const { return m_program.currentAdd; }
+
+    // Program read-back into the selected project's file set.
+    void UploadFile(const QString &pdxFileName);
+    bool InUploadMode() const { return m_program.inUploadMode; }
+    void setInUploadMode(bool on) { m_program.inUploadMode = on; }
+    bool ReadingIdent() const { return m_program.readingIdent; }
+    void UploadProgram();
+
+    // Progress of the record stream of either direction.
+    int programRecordsDone() const { return m_program.recordsDone; }
+    int programRecordCount() const { return m_program.recordCount; }
+    // Run between records (the progress window's timer and repaint, a
+    // console progress line); pending events run when none is set.
+    void setProgramYield(std::function<void()> yield) { m_programYield = std::move(yield); }
+
+    // The selected project.
+    qint16 ProjectBoardType() const { return m_program.boardType; }
+    QString ProjectBoardName() const { return m_program.boardName; }
+    QString ProgramIdent() const { return m_program.ident; }
+    QString ProgramChecksum() const { return m_program.checksum; }
+    QString ProgramRevision() const { return m_program.revision; }
+    QString projectPath() const { return m_program.pdxPath; }
+    QString revisionPath() const { return m_program.revPath; }
+    QString imagePath() const { return m_program.hexPath; }
+    QString configurationPath() const { return m_program.lcfPath; }
+
+    // Revision files write hexadecimal digits A..F as ":" .. "?". Both
+    // conversions also leave their result in the argument.
+    static QString MarkHex2HEX(QString &markHex);
+    static QString HEX2MarkHEX(QString &hexCode);
+    // " 205" for "<=": the value as plain number text.
+    static QString MarkHexToNumber(const QString &text);
+    static qint32 HexToNumber(const QString &text);
+
     // Link-level operations, shared by the program transfer and limit-switch parts.
     bool InitializeRSComm(SerialPort &commObj);
     int ExchangeByte(int value, ReplyWait wait, InputFlush flush);
@@ -142,6 +188,37 @@ private:
     bool checkValue(const QString &add, const QString &dataValue, DecodedAddress &decoded,
                     quint32 &value);
 
+    // Program transfer steps (the link is held by the caller).
+    bool LoadProgramIdent(const QString &path);
+    bool LoadProgramConfig(const QString &path);
+    void deriveProgramPaths(const QString &pdxFileName);
+    bool readProjectBoardType(qint16 &code);
+    void programYield();
+    QString readByteHeld(int address);
+    void writeHeld(const QString &add, const QString &value);
+    void dumpProgramSteps();
+    void uploadProgramSteps();
+
+    struct ProgramState {
+        QString pdxPath, revPath, hexPath, lcfPath;
+        qint16 boardType = 0;
+        QString boardName;
+        QString ident = QStringLiteral("Unknown");
+        QString checksum = QStringLiteral("Unknown");
+        QString revision = QStringLiteral("Unknown");
+        qint16 config8190 = 3;
+        qint16 config8189 = 0;
+        qint16 config8188 = 3;
+        bool valid = false;
+        bool inProgramMode = false;
+        bool writingIdent = false;
+        bool inUploadMode = false;
+        bool readingIdent = false;
+        QString currentAdd = QStringLiteral(" ");
+        int recordsDone = 0;
+        int recordCount = 0;
+    };
+
     // Refuses a caller that came in while the link is held.
     bool refusedWhileBusy(const char *what) const;
 
@@ -160,4 +237,7 @@ private:
     qint16 m_channelRecallPos = 0;
     qint16 m_channelRecallState = 0;
     PLSOutcome m_plsOutcome = PLSOutcome::Done;
+
+    ProgramState m_program;
+    std::function<void()> m_programYield;
 };

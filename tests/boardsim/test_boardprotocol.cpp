@@ -116,9 +116,9 @@ void TestBoardProtocol::handshakes()
 void TestBoardProtocol::refusedModeByte()
 {
     BoardModel board;
-    // Program load and unknown modes are not served, nor is the limit switch's
-    // ready poll a mode; 0x55 as a mode byte must not be answered with 0x55.
-    for (int modeByte : {0x03, 0x07, 0x38, 0x1C, 0x55, 0x00}) {
+    // Unknown modes are not served, nor is the limit switch's ready poll a
+    // mode; 0x55 as a mode byte must not be answered with 0x55.
+    for (int modeByte : {0x07, 0x38, 0x1C, 0x55, 0x00}) {
         const auto replies = feedAll(board, {0xFF, modeByte});
         QCOMPARE(replies[0], 0x55);
         QVERIFY2(replies[1] != 0x55 && replies[1] >= 0, qPrintable(QString::number(modeByte)));

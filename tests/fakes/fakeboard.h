@@ -17,6 +17,13 @@ public:
     // echo to corrupt; -1 for none.
     int corruptWriteEcho = -1;
     int handshakes = 0;
+    // Program load (mode byte 03): records LL AH AL data, each answered with
+    // its sum; FF between records leaves the mode with 55. Records are
+    // counted from 1; the faults below name one of them.
+    int wrongSumOnRecord = -1;
+    int silentOnRecord = -1;
+    int recordsLoaded = 0;
+    bool exitedProgramLoad = false;
 
     void attach(FakeSerialPort &port)
     {
@@ -24,12 +31,16 @@ public:
     }
 
 private:
-    enum class Stage { Idle, AwaitMode, Read, Write };
+    enum class Stage { Idle, AwaitMode, Read, Write, ProgramLoad };
 
     void onByte(quint8 b, FakeSerialPort &p)
     {
         if (silent)
             return;
+        if (m_stage == Stage::ProgramLoad) {
+            onProgramByte(b, p);
+            return;
+        }
         if (b == 0xFF && m_step == 0) {
             m_stage = Stage::AwaitMode;
             p.reply(attentionReply);
@@ -40,7 +51,11 @@ private:
             p.reply(b);
             return;
         case Stage::AwaitMode:
-            if (b == 1 || b == 2) {
+            if (b == 3) {
+                m_stage = Stage::ProgramLoad;
+                m_record.clear();
+                p.reply(0x55);
+            } else if (b == 1 || b == 2) {
                 m_stage = b == 1 ? Stage::Read : Stage::Write;
                 ++handshakes;
                 p.reply(0x55);
@@ -74,7 +89,33 @@ private:
                 echo(b, p);
             }
             return;
+        case Stage::ProgramLoad:
+            return;
         }
+    }
+    void onProgramByte(quint8 b, FakeSerialPort &p)
+    {
+        if (m_record.isEmpty() && b == 0xFF) {
+            m_stage = Stage::Idle;
+            exitedProgramLoad = true;
+            p.reply(0x55);
+            return;
+        }
+        m_record.append(char(b));
+        if (m_record.size() < 3 || m_record.size() < 3 + quint8(m_record[0]))
+            return;
+        const int address = quint8(m_record[1]) * 256 + quint8(m_record[2]);
+        int sum = 0;
+        for (int i = 0; i < m_record.size(); ++i) {
+            sum += quint8(m_record[i]);
+            if (i >= 3)
+                memory[(address + i - 3) & 0xFFFF] = m_record[i];
+        }
+        m_record.clear();
+        ++recordsLoaded;
+        if (recordsLoaded == silentOnRecord)
+            return;
+        p.reply(quint8(recordsLoaded == wrongSumOnRecord ? ~sum : sum));
     }
     void echo(quint8 b, FakeSerialPort &p)
     {
@@ -85,6 +126,7 @@ private:
     }
 
     Stage m_stage = Stage::Idle;
+    QByteArray m_record;
     int m_step = 0;
     int m_high = 0;
     int m_low = 0;

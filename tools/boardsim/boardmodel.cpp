@@ -30,6 +30,7 @@ BoardModel::Mode BoardModel::mode() const
         return Mode::LimitSwitch;
     case Phase::Idle:
     case Phase::AwaitMode:
+    case Phase::ProgramLoad:
         break;
     }
     return Mode::None;
@@ -120,6 +121,12 @@ std::optional<quint8> BoardModel::answer(quint8 byte)
             m_phase = Phase::Idle;
         return reply;
     }
+    case Phase::ProgramLoad: {
+        const ProgramMemory::Step step = m_program.feed(byte);
+        if (step.leaveMode)
+            m_phase = Phase::Idle;
+        return step.reply;
+    }
     }
     return std::nullopt;
 }
@@ -130,8 +137,8 @@ std::optional<quint8> BoardModel::attention()
     return Acknowledge;
 }
 
-// The mode table. Program load (03) is not served: it is refused like any
-// unknown mode byte. The limit-switch modes go to PlsModel.
+// The mode table. Program load (03) goes to ProgramMemory, the limit-switch
+// modes to PlsModel; any other mode byte is refused.
 std::optional<quint8> BoardModel::selectMode(quint8 modeByte)
 {
     switch (modeByte) {
@@ -147,6 +154,10 @@ std::optional<quint8> BoardModel::selectMode(quint8 modeByte)
     case QuerySpeed:
         m_queryCode = modeByte;
         m_phase = Phase::QueryLow;
+        break;
+    case ProgramMemory::ModeByte:
+        m_program.begin();
+        m_phase = Phase::ProgramLoad;
         break;
     default:
         if (m_pls.begin(modeByte)) {

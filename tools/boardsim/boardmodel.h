@@ -1,6 +1,7 @@
 #pragma once
 
 #include "plsmodel.h"
+#include "programmemory.h"
 #include "registeraddress.h"
 #include "registerspace.h"
 
@@ -22,6 +23,8 @@
 //   query mode     55 -> low byte, 55 -> high byte, then no mode
 //   limit switch   the programming, recall and configuration modes of
 //                  PlsModel (plsmodel.h), chosen by their mode bytes
+//   program load   mode byte 03 -> 55, then records answered with their sum
+//                  and FF -> 55 back to no mode (ProgramMemory)
 //
 // 0xFF. At the start of a transaction, in any mode, 0xFF is attention and
 // is answered 55: that is how the PC leaves a mode, probes the board and
@@ -67,6 +70,10 @@ public:
     std::optional<quint8> feed(quint8 byte);
 
     Mode mode() const;
+    // Program-load mode (mode byte 03): see ProgramMemory.
+    bool inProgramLoad() const { return m_phase == Phase::ProgramLoad; }
+    ProgramMemory &programMemory() { return m_program; }
+    const ProgramMemory &programMemory() const { return m_program; }
     // Between an acknowledged attention and the mode byte.
     bool awaitingModeByte() const { return m_phase == Phase::AwaitMode; }
 
@@ -108,6 +115,7 @@ private:
         QueryLow,
         QueryHigh,
         LimitSwitch,
+        ProgramLoad,
     };
 
     std::optional<quint8> answer(quint8 byte);
@@ -120,6 +128,7 @@ private:
     void notifyWritten(int address);
 
     RegisterSpace m_registers;
+    ProgramMemory m_program{m_registers};
     Phase m_phase = Phase::Idle;
     quint8 m_high = 0;
     quint8 m_low = 0;

@@ -216,6 +216,12 @@ void BoardServer::receive(quint8 byte)
         trace(byte, -1);
         return;
     }
+    if (m_board.inProgramLoad() && m_settings.paceBaud > 0) {
+        // Records stream without echoes: each byte still takes its wire
+        // time to arrive, so the record's answer waits for all of them.
+        const qint64 wireNs = 10 * 1000000000LL / m_settings.paceBaud;
+        m_lineFreeNs = qMax(m_lineFreeNs, nowNs()) + wireNs;
+    }
     const auto reply = m_board.feed(byte);
     trace(byte, reply ? int(*reply) : -1);
     if (reply)

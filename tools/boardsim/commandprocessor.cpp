@@ -90,6 +90,26 @@ CommandProcessor::Result CommandProcessor::execute(QStringView line)
     }
     if (command == u"pls")
         return {m_board.limitSwitch().consoleCommand(words.mid(1))};
+    if (command == u"program-wrong-sum" || command == u"program-silent") {
+        const auto n = args == 1 ? parseUnsigned(words[1]) : std::nullopt;
+        if (!n || *n > 1000000)
+            return wrongArguments(command == u"program-silent" ? "program-silent N"
+                                                               : "program-wrong-sum N");
+        if (command == u"program-silent")
+            m_board.programMemory().setSilentOnRecord(int(*n));
+        else
+            m_board.programMemory().setWrongSumOnRecord(int(*n));
+        return {Ok};
+    }
+    if (command == u"program" && args == 0) {
+        const ProgramMemory &program = m_board.programMemory();
+        const int last = program.lastRecordAddress();
+        return {QStringLiteral("records %1 last %2")
+                    .arg(program.recordsLoaded())
+                    .arg(last < 0
+                             ? QStringLiteral("-")
+                             : QStringLiteral("%1H").arg(last, 4, 16, QLatin1Char('0')).toUpper())};
+    }
     if (command == u"mode" && args == 0)
         return {modeName()};
     if (command == u"close" && args == 0)
@@ -127,6 +147,8 @@ QString CommandProcessor::modeName() const
 {
     if (m_board.awaitingModeByte())
         return QStringLiteral("attention");
+    if (m_board.inProgramLoad())
+        return QStringLiteral("program");
     switch (m_board.mode()) {
     case BoardModel::Mode::Read:
         return QStringLiteral("read");

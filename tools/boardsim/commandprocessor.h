@@ -12,8 +12,10 @@ struct SimSettings;
 //   wrong-echo N        -> ok            delay N         -> ok
 //   garbage N           -> ok            wrong-echo-at N -> ok (Nth exchange from now)
 //   pace BAUD           -> ok            mode            -> none|attention|read|write|query
-//                                                             |limit-switch
+//                                                             |limit-switch|program
 //   pls ...             -> the limit switch's commands (plsmodel.h)
+//   program-wrong-sum N -> ok            program-silent N -> ok   (0 = off)
+//   program             -> records N last 4FF0H   (the last program load)
 //   close               -> ok, then the link vanishes
 //   quit                -> ok, then the simulator ends
 // Anything else answers "error: " and a reason.

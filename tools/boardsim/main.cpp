@@ -41,7 +41,8 @@ int main(int argc, char *argv[])
         "Simulated T6800 target board on a pseudo-terminal. The first line on stdout is the\n"
         "device path; then stdin takes commands (set ADDR VALUE, get ADDR, silent on|off,\n"
         "wrong-echo N, garbage N, wrong-echo-at N, delay MS, pace BAUD, frozen on|off, mode,\n"
-        "pls busy MS|channel N|config, close, quit)."));
+        "pls busy MS|channel N|config, program-wrong-sum N, program-silent N, program,\n"
+        "close, quit)."));
     parser.addHelpOption();
     parser.addVersionOption();
     const QCommandLineOption link(QStringLiteral("link"),
@@ -80,8 +81,14 @@ int main(int argc, char *argv[])
         QStringLiteral("pls-busy-ms"),
         QStringLiteral("Keep the limit switch busy N ms after each programming exchange."),
         QStringLiteral("N"));
+    const QCommandLineOption programWrongSum(
+        QStringLiteral("program-wrong-sum"),
+        QStringLiteral("Answer record N of a program load with a wrong sum."), QStringLiteral("N"));
+    const QCommandLineOption programSilent(
+        QStringLiteral("program-silent"),
+        QStringLiteral("Do not answer record N of a program load."), QStringLiteral("N"));
     parser.addOptions({link, pace, trace, silent, wrongEcho, garbage, wrongAt, delay, closeAfter,
-                       frozen, defaults, plsBusy});
+                       frozen, defaults, plsBusy, programWrongSum, programSilent});
     parser.process(app);
     if (!parser.positionalArguments().isEmpty()) {
         std::fprintf(stderr, "kestro-boardsim: unexpected argument %s\n",
@@ -99,6 +106,8 @@ int main(int argc, char *argv[])
     int plsBusyMs = PlsModel::DefaultBusyMs;
     int garbageEvery = 0;
     int wrongAnswerAt = 0;
+    int wrongSumRecord = 0;
+    int silentRecord = 0;
     struct NumberOption {
         const QCommandLineOption &option;
         int min;
@@ -109,7 +118,8 @@ int main(int argc, char *argv[])
           NumberOption{wrongEcho, 0, &wrongEchoEvery}, NumberOption{garbage, 0, &garbageEvery},
           NumberOption{wrongAt, 0, &wrongAnswerAt},
           NumberOption{closeAfter, 1, &serverOptions.closeAfter},
-          NumberOption{plsBusy, 0, &plsBusyMs}}) {
+          NumberOption{plsBusy, 0, &plsBusyMs}, NumberOption{programWrongSum, 0, &wrongSumRecord},
+          NumberOption{programSilent, 0, &silentRecord}}) {
         if (!parser.isSet(o.option))
             continue;
         const auto value = numberOption(parser, o.option.names().front(), o.min);
@@ -123,6 +133,8 @@ int main(int argc, char *argv[])
     board.limitSwitch().setBusyMs(plsBusyMs);
     board.setGarbageEvery(garbageEvery);
     board.setWrongAnswerAt(wrongAnswerAt);
+    board.programMemory().setWrongSumOnRecord(wrongSumRecord);
+    board.programMemory().setSilentOnRecord(silentRecord);
     MachineSim machine(board, QDateTime::currentDateTime());
     machine.loadStartValues(parser.isSet(defaults) ? MachineSim::SetupValues::Factory
                                                    : MachineSim::SetupValues::Distinct);

@@ -37,7 +37,14 @@ PromptAnswer ConsolePrompt::ask(const QString &title, const QString &text, Promp
     QTextStream err(stderr);
     err << "[" << title << "] " << promptDisplayText(text) << Qt::endl;
 
+    m_lastTitle = title;
+    m_lastText = text;
+
     const QList<PromptAnswer> offered = choices(buttons);
+    if (!m_yesTo.isEmpty() && title.startsWith(m_yesTo) && offered.contains(PromptAnswer::Yes)) {
+        err << "  -> Yes (--yes)" << Qt::endl;
+        return PromptAnswer::Yes;
+    }
     if (offered.size() == 1 || !m_interactive) {
         const PromptAnswer answer = escapeAnswer(buttons);
         if (offered.size() > 1)

@@ -16,6 +16,7 @@
 #ifdef KESTRO_CLI_HAS_REPORT
 #include "reportcommand.h"
 #endif
+#include "programcommands.h"
 
 #include <QCoreApplication>
 #include <QLoggingCategory>
@@ -42,6 +43,9 @@ const char *const kUsage =
     "                               the limit switch (kestro-cli pls help)\n"
     "  report FILE.sdt OUT.pdf [--setup-only|--shift-only] [--title TEXT]\n"
     "                               print the report of FILE into a PDF\n"
+    "  program-download PROJECT.pdx [--yes]  send the controller program of PROJECT\n"
+    "                               (--yes answers its confirmation)\n"
+    "  program-upload PROJECT.pdx   read the board's program into PROJECT's files\n"
     "\n"
     "Addresses: W98 (word), B52 (byte), D1304 (double), F119 (flag), B1016.0 (bit),\n"
     "EFF0H (byte by hex address). Any other address is refused.\n"
@@ -50,9 +54,9 @@ const char *const kUsage =
     "the program. Port N is the device Support/COMN beside the program when that\n"
     "exists, else /dev/ttyS(N-1).\n"
     "\n"
-    "Exit codes: 0 ok, 2 usage or bad address, 3 communication failure (any\n"
-    "register not read or not written; they are named on standard error),\n"
-    "4 value refused, 5 file error.\n";
+    "Exit codes: 0 ok, 1 declined at the confirmation, 2 usage or bad address,\n"
+    "3 communication failure (any register not read or not written; they are\n"
+    "named on standard error), 4 value refused, 5 file error.\n";
 
 int usage(QTextStream &err, const QString &problem)
 {
@@ -230,6 +234,8 @@ int main(int argc, char *argv[])
     else if (verb == u"upload" || verb == u"download" || verb == u"export" || verb == u"show")
         code = runDataCommand(verb, args, ctx);
 #endif
+    else if (verb.startsWith(u"program-"))
+        code = runProgramCommand(verb, args, ctx, prompt);
     else
         return usage(err, QStringLiteral("unknown command ") + verb);
 
