@@ -10,6 +10,7 @@
 #include "icons.h"
 #include "machine/shiftexport.h"
 #include "machine/valuetext.h"
+#include "targetboard/targetboardcommand.h"
 
 #include <QAction>
 #include <QApplication>
@@ -558,9 +559,13 @@ void frmMDIMain::mnuEditPasscode_Click() {}
 void frmMDIMain::mnuFileDownloadProgram_Click() {}
 void frmMDIMain::mnuFilePrintSetup_Click() {}
 void frmMDIMain::mnuFilePrint_Click() {}
-void frmMDIMain::mnuViewTargetBoardStatus_Click() {}
 void frmMDIMain::mnuHelpHelpTopics_Click() {}
 void frmMDIMain::mnuHelpAbout_Click() {}
+
+void frmMDIMain::mnuViewTargetBoardStatus_Click()
+{
+    OpenProgramFileForTargetBoard(*m_util, m_fileDialogs, gProgramFilePath, this);
+}
 
 // ------------------------------------------------------- data transfers
 
