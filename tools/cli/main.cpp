@@ -1,5 +1,6 @@
 // kestro-cli: register access and data transfers from the command line, on
 // the same core as the window program.
+#include "boardcommand.h"
 #include "clicontext.h"
 #include "consoleprompt.h"
 #include "fixedport.h"
@@ -32,6 +33,10 @@ const char *const kUsage =
     "  download setup|shift|all FILE.sdt  write a data group of FILE to the board\n"
     "  export FILE.sdt OUT.txt      write the shift data export of FILE\n"
     "  show FILE.sdt                list the items of FILE\n"
+    "  board [--project FILE.pdx] [--set-clock] [--reset-faults] [--address N]\n"
+    "                               the board's fault codes, program identity,\n"
+    "                               network address and clock; the options reset\n"
+    "                               the faults, set address 1 or the clock first\n"
     "\n"
     "Addresses: W98 (word), B52 (byte), D1304 (double), F119 (flag), B1016.0 (bit),\n"
     "EFF0H (byte by hex address).\n"
@@ -148,6 +153,8 @@ int main(int argc, char *argv[])
         code = readCommand(args, ctx);
     else if (verb == u"write")
         code = writeCommand(args, ctx);
+    else if (verb == u"board")
+        code = runBoardCommand(args, ctx);
 #ifdef KESTRO_CLI_HAS_DATA
     else if (verb == u"upload" || verb == u"download" || verb == u"export" || verb == u"show")
         code = runDataCommand(verb, args, ctx);
