@@ -11,6 +11,7 @@ struct SimSettings;
 //   silent on|off       -> ok            frozen on|off   -> ok
 //   wrong-echo N        -> ok            delay N         -> ok
 //   pace BAUD           -> ok            mode            -> none|attention|read|write|query
+//   fault CODE          -> ok (current fault CODE, kept as the last fault)
 //   close               -> ok, then the link vanishes
 //   quit                -> ok, then the simulator ends
 // Anything else answers "error: " and a reason.
@@ -31,6 +32,7 @@ public:
 private:
     QString set(QStringView address, QStringView value);
     QString get(QStringView address) const;
+    QString fault(quint8 code);
     QString modeName() const;
 
     BoardModel &m_board;
