@@ -307,6 +307,24 @@ private slots:
         QVERIFY(w.txtSetup[0]->isEnabled());
     }
 
+    void openingWithoutABoard()
+    {
+        QCOMPARE(f.sim.command(QStringLiteral("silent on")), QStringLiteral("ok"));
+        frmTargetBoard &w = open(project(QLatin1Char('A')), false);
+        QTRY_VERIFY_WITH_TIMEOUT(w.CommLostShown, 30000);
+        QVERIFY(!f.comm->OnlineMode);
+        QVERIFY(!w.FirstPassDone);
+        for (int i : {0, 1, 3, 4, 5})
+            QCOMPARE(w.boxText(i), QStringLiteral("Cannot Communicate with Target Board."));
+        QCOMPARE(w.lblTargetBoard[0]->text(), QStringLiteral("Current Fault:"));
+        QVERIFY(!w.cmdGoOnline->isHidden());
+        QVERIFY(!w.cmdResetFaults->isEnabled());
+        QVERIFY(!w.cmdSetToCurrTime->isEnabled());
+        QVERIFY(!w.txtSetup[1]->isEnabled());
+        // The PC clock runs offline too.
+        QTRY_VERIFY(w.lblCurrTime->text() != u"XX : XX : XX");
+    }
+
     void fieldsFollowTheBoardType_data()
     {
         QTest::addColumn<QString>("typeChar"); // empty: no project
