@@ -14,6 +14,7 @@
 #include "passcode.h"
 #include "printerdialog.h"
 #include "reportcommands.h"
+#include "targetboard/targetboardcommand.h"
 
 #include <QAction>
 #include <QApplication>
@@ -602,7 +603,11 @@ void frmMDIMain::mnuHelpAbout_Click()
 
 // Commands whose windows are built with their own features: each keeps its
 // place in the menus and toolbar and is filled in when its window exists.
-void frmMDIMain::mnuViewTargetBoardStatus_Click() {}
+
+void frmMDIMain::mnuViewTargetBoardStatus_Click()
+{
+    OpenProgramFileForTargetBoard(*m_util, m_fileDialogs, gProgramFilePath, this);
+}
 
 // ------------------------------------------------------- data transfers
 

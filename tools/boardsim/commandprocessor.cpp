@@ -1,6 +1,7 @@
 #include "commandprocessor.h"
 
 #include "boardmodel.h"
+#include "boardregisters.h"
 #include "registeraddress.h"
 #include "simsettings.h"
 
@@ -110,6 +111,12 @@ CommandProcessor::Result CommandProcessor::execute(QStringView line)
                              ? QStringLiteral("-")
                              : QStringLiteral("%1H").arg(last, 4, 16, QLatin1Char('0')).toUpper())};
     }
+    if (command == u"fault") {
+        const auto code = args == 1 ? parseUnsigned(words[1]) : std::nullopt;
+        if (!code || *code > 255)
+            return wrongArguments("fault CODE (0-255)");
+        return {fault(quint8(*code))};
+    }
     if (command == u"mode" && args == 0)
         return {modeName()};
     if (command == u"close" && args == 0)
@@ -131,6 +138,16 @@ QString CommandProcessor::set(QStringView addressText, QStringView valueText)
     if (*value > address->maxValue())
         return error(QStringLiteral("value out of range (0-%1)").arg(address->maxValue()));
     m_board.storeValue(*address, *value);
+    return Ok;
+}
+
+// The board's fault logic: a fault becomes the current one and is kept as
+// the last one; fault 0 clears only the current fault.
+QString CommandProcessor::fault(quint8 code)
+{
+    m_board.registers().setByte(BoardRegisters::CurrentFault, code);
+    if (code != 0)
+        m_board.registers().setByte(BoardRegisters::LastFault, code);
     return Ok;
 }
 

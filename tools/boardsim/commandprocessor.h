@@ -16,6 +16,7 @@ struct SimSettings;
 //   pls ...             -> the limit switch's commands (plsmodel.h)
 //   program-wrong-sum N -> ok            program-silent N -> ok   (0 = off)
 //   program             -> records N last 4FF0H   (the last program load)
+//   fault CODE          -> ok (current fault CODE, kept as the last fault)
 //   close               -> ok, then the link vanishes
 //   quit                -> ok, then the simulator ends
 // Anything else answers "error: " and a reason.
@@ -36,6 +37,7 @@ public:
 private:
     QString set(QStringView address, QStringView value);
     QString get(QStringView address) const;
+    QString fault(quint8 code);
     QString modeName() const;
 
     BoardModel &m_board;

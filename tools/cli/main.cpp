@@ -1,6 +1,7 @@
 // kestro-cli: register access and data transfers from the command line, on
 // the same core as the window program.
 #include "cliaddress.h"
+#include "boardcommand.h"
 #include "clicontext.h"
 #include "consoleprompt.h"
 #include "fixedport.h"
@@ -46,6 +47,10 @@ const char *const kUsage =
     "  program-download PROJECT.pdx [--yes]  send the controller program of PROJECT\n"
     "                               (--yes answers its confirmation)\n"
     "  program-upload PROJECT.pdx   read the board's program into PROJECT's files\n"
+    "  board [--project FILE.pdx] [--set-clock] [--reset-faults] [--address N]\n"
+    "                               the board's fault codes, program identity,\n"
+    "                               network address and clock; the options reset\n"
+    "                               the faults, set address 1 or the clock first\n"
     "\n"
     "Addresses: W98 (word), B52 (byte), D1304 (double), F119 (flag), B1016.0 (bit),\n"
     "EFF0H (byte by hex address). Any other address is refused.\n"
@@ -230,6 +235,8 @@ int main(int argc, char *argv[])
         code = writeCommand(args, ctx);
     else if (verb == u"pls")
         code = runPlsCommand(args, ctx);
+    else if (verb == u"board")
+        code = runBoardCommand(args, ctx);
 #ifdef KESTRO_CLI_HAS_DATA
     else if (verb == u"upload" || verb == u"download" || verb == u"export" || verb == u"show")
         code = runDataCommand(verb, args, ctx);
