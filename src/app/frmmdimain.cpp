@@ -14,7 +14,6 @@
 #include "passcode.h"
 #include "printerdialog.h"
 #include "reportcommands.h"
-#include "targetboard/targetboardcommand.h"
 
 #include <QAction>
 #include <QApplication>
@@ -606,7 +605,7 @@ void frmMDIMain::mnuHelpAbout_Click()
 
 void frmMDIMain::mnuViewTargetBoardStatus_Click()
 {
-    OpenProgramFileForTargetBoard(*m_util, m_fileDialogs, gProgramFilePath, this);
+    OpenProgramFile(1);
 }
 
 // ------------------------------------------------------- data transfers

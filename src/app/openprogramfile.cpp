@@ -1,5 +1,6 @@
-// File > Download Program: pick a controller project, check it, confirm,
-// and send it through the program transfer window.
+// File > Download Program (mode 0): pick a controller project, check it,
+// confirm, and send it through the program transfer window. View > Target
+// Board Interface (mode 1): the target board window for the project.
 #include "frmmdimain.h"
 
 #include "comm/frmdownloadprog.h"
@@ -7,6 +8,7 @@
 #include "comm/rscomm.h"
 #include "filedialogs.h"
 #include "modutility.h"
+#include "targetboard/targetboardcommand.h"
 
 #include <QFileInfo>
 #include <QTimer>
@@ -19,14 +21,20 @@ void frmMDIMain::OpenProgramFile(int Mode)
 
     const std::optional<QString> chosen = m_fileDialogs.openFile(
         this, QStringLiteral("Pradex Files(*.pdx)|*.pdx|"), gProgramFilePath);
-    if (!chosen)
+    if (!chosen) {
+        // The target board window opens all the same, for the project chosen before.
+        if (Mode == 1)
+            ShowTargetBoard(*m_util, gProgramFilePath, this);
         return;
+    }
     gProgramFilePath = *chosen;
     comm.DownloadFile(gProgramFilePath);
     if (!comm.ValidProgram())
         return;
-    if (Mode != 0)
+    if (Mode == 1) {
+        ShowTargetBoard(*m_util, gProgramFilePath, this);
         return;
+    }
 
     const PromptAnswer answer = m_prompt.ask(
         QStringLiteral("Program Download"),

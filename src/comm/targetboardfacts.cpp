@@ -1,5 +1,7 @@
 #include "targetboardfacts.h"
 
+#include "rscomm.h"
+
 #include "recordfile.h"
 
 #include <QDir>
@@ -159,19 +161,6 @@ void BoardIdentity::take(int k, const QString &valueText)
         revision = valueText;
 }
 
-QString targetBoardMarkHexToHex(const QString &markHex)
-{
-    static const QString marks = QStringLiteral(":;<=>?");
-    static const QString digits = QStringLiteral("ABCDEF");
-    QString hex = markHex;
-    for (QChar &c : hex) {
-        const qsizetype i = marks.indexOf(c);
-        if (i >= 0)
-            c = digits.at(i);
-    }
-    return hex;
-}
-
 bool readDiskIdentity(const QString &revPath, DiskIdentity &identity, int *errorNumber,
                       QString *why)
 {
@@ -193,8 +182,10 @@ bool readDiskIdentity(const QString &revPath, DiskIdentity &identity, int *error
         return fail(5, QStringLiteral("Invalid procedure call or argument"));
     bool revOk = false;
     bool sumOk = false;
-    const int revision = targetBoardMarkHexToHex(s.right(2)).toInt(&revOk, 16);
-    const int checksum = targetBoardMarkHexToHex(s.mid(s.size() - 4, 2)).toInt(&sumOk, 16);
+    QString revisionDigits = s.right(2);
+    QString checksumDigits = s.mid(s.size() - 4, 2);
+    const int revision = RSComm::MarkHex2HEX(revisionDigits).toInt(&revOk, 16);
+    const int checksum = RSComm::MarkHex2HEX(checksumDigits).toInt(&sumOk, 16);
     if (!revOk || !sumOk)
         return fail(13, QStringLiteral("Type mismatch"));
     identity.name = s.left(s.size() - 4);

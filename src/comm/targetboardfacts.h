@@ -58,10 +58,6 @@ struct BoardIdentity {
     void take(int k, const QString &valueText);
 };
 
-// The marked hexadecimal digits of the program files (":" .. "?" for A..F)
-// as ordinary hexadecimal digits.
-QString targetBoardMarkHexToHex(const QString &markHex);
-
 // The identity of the project on disk, from its .rev file.
 struct DiskIdentity {
     QString name;

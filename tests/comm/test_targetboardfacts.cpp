@@ -91,11 +91,6 @@ private slots:
                      qPrintable(TB::codeText(code)));
     }
 
-    void markHex()
-    {
-        QCOMPARE(TB::targetBoardMarkHexToHex(QStringLiteral(":;<=>?09")),
-                 QStringLiteral("ABCDEF09"));
-    }
 
     void diskIdentity()
     {
