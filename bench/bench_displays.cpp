@@ -38,23 +38,29 @@ public:
     }
 };
 
-// Counts the paint cycles of one top-level window.
+// Counts the paint cycles of one top-level window: a burst of paint events
+// to its widgets, apart from the next burst by more than a few milliseconds.
 class PaintCounter final : public QObject
 {
 public:
-    explicit PaintCounter(QWidget *window) : m_window(window) {}
+    explicit PaintCounter(QWidget *window) : m_window(window) { m_sincePaint.start(); }
     qint64 count = 0;
 
 protected:
     bool eventFilter(QObject *watched, QEvent *event) override
     {
-        if (watched == m_window && event->type() == QEvent::UpdateRequest)
-            ++count;
+        if (event->type() == QEvent::Paint && watched->isWidgetType() &&
+            static_cast<QWidget *>(watched)->window() == m_window) {
+            if (m_sincePaint.elapsed() > 5)
+                ++count;
+            m_sincePaint.start();
+        }
         return false;
     }
 
 private:
     QWidget *m_window;
+    QElapsedTimer m_sincePaint;
 };
 
 const char *const WindowNames[] = {"Main Display", "Set-up Parameters", "Shift Data", "I/O States"};
