@@ -40,6 +40,11 @@ void setTextColour(QLabel *label, const QColor &colour)
     label->setPalette(palette);
 }
 
+void paintsOwnBackground(QLabel *label)
+{
+    label->setAutoFillBackground(true);
+}
+
 void showState(QLabel *label, bool on)
 {
     setTextColour(label, on ? OnColour : OffColour);
