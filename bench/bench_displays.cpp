@@ -1,25 +1,28 @@
-// CPU use of the program and refresh passes per second with the Main
-// Display online, the simulated board paced at 9600 baud. Prints figures.
+// CPU use of the program, exchanges and paint cycles per second with each
+// operator window online, the simulated board paced at 9600 baud. Prints
+// figures; the exchanges per second stand beside the most a cable carries.
 //
-//   bench_displays [SECONDS]   (KESTRO_BIN_DIR names the folder of kestro-boardsim)
+//   bench_displays [SECONDS]   (per window; KESTRO_BIN_DIR names the folder of kestro-boardsim)
 
 #include "app/filedialogs.h"
 #include "app/frmmdimain.h"
+#include "benchfigures.h"
 #include "comm/clock.h"
 #include "comm/operatorprompt.h"
 #include "comm/posixserialport.h"
 #include "comm/rscomm.h"
+#include "countingport.h"
 #include "displays/displayform.h"
 #include "fakes/boardsimprocess.h"
 #include "machine/machinedata.h"
 
 #include <QApplication>
 #include <QElapsedTimer>
+#include <QEventLoop>
 #include <QFile>
 #include <QTemporaryDir>
 #include <QTest>
-
-#include <sys/resource.h>
+#include <QTimer>
 
 #include <cstdio>
 
@@ -37,13 +40,41 @@ public:
     }
 };
 
-double cpuSeconds()
+// Counts the paint cycles of one top-level window: a burst of paint events
+// to its widgets, apart from the next burst by more than a few milliseconds.
+class PaintCounter final : public QObject
 {
-    rusage usage{};
-    getrusage(RUSAGE_SELF, &usage);
-    return double(usage.ru_utime.tv_sec + usage.ru_stime.tv_sec) +
-           double(usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1e6;
+public:
+    explicit PaintCounter(QWidget *window) : m_window(window) { m_sincePaint.start(); }
+    qint64 count = 0;
+
+protected:
+    bool eventFilter(QObject *watched, QEvent *event) override
+    {
+        if (event->type() == QEvent::Paint && watched->isWidgetType() &&
+            static_cast<QWidget *>(watched)->window() == m_window) {
+            if (m_sincePaint.elapsed() > 5)
+                ++count;
+            m_sincePaint.start();
+        }
+        return false;
+    }
+
+private:
+    QWidget *m_window;
+    QElapsedTimer m_sincePaint;
+};
+
+// Runs the event loop as the program does (QTest::qWait would sleep in
+// 10 ms steps between its turns, which the program never does).
+void runEventLoop(int ms)
+{
+    QEventLoop loop;
+    QTimer::singleShot(ms, Qt::PreciseTimer, &loop, &QEventLoop::quit);
+    loop.exec();
 }
+
+const char *const WindowNames[] = {"Main Display", "Set-up Parameters", "Shift Data", "I/O States"};
 
 } // namespace
 
@@ -52,8 +83,11 @@ int main(int argc, char *argv[])
     if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
         qputenv("QT_QPA_PLATFORM", "offscreen");
     QApplication app(argc, argv);
-    const int seconds = argc > 1 ? QString::fromLocal8Bit(argv[1]).toInt() : 30;
+    const int seconds = argc > 1 ? QString::fromLocal8Bit(argv[1]).toInt() : 10;
     constexpr int Port = 69;
+    constexpr int Baud = 9600;
+    // One exchange puts two bytes of ten bits on the cable.
+    constexpr double MaxExchangesPerSecond = Baud / 20.0;
 
     QTemporaryDir dir;
     QDir().mkpath(dir.filePath(QStringLiteral("Support")));
@@ -64,7 +98,7 @@ int main(int argc, char *argv[])
     cfg.close();
 
     BoardSimProcess sim;
-    if (!sim.start({QStringLiteral("--pace"), QStringLiteral("9600")}) ||
+    if (!sim.start({QStringLiteral("--pace"), QString::number(Baud)}) ||
         !sim.linkAsPort(dir.path(), Port)) {
         std::fprintf(stderr, "bench_displays: kestro-boardsim did not start (KESTRO_BIN_DIR?)\n");
         return 1;
@@ -72,7 +106,8 @@ int main(int argc, char *argv[])
 
     SteadyClock clock;
     QuietPrompt prompt;
-    PosixSerialPort port(clock, dir.path());
+    PosixSerialPort posixPort(clock, dir.path());
+    CountingPort port(posixPort);
     RSComm comm(clock, prompt, dir.path());
     MachineData data;
     QtFileDialogs dialogs;
@@ -80,36 +115,57 @@ int main(int argc, char *argv[])
     window.show();
     if (!QTest::qWaitForWindowActive(&window))
         std::fprintf(stderr, "bench_displays: the window did not become active\n");
+    PaintCounter paints(&window);
+    app.installEventFilter(&paints);
     window.mnuViewOnline_Click();
     if (!comm.OnlineMode) {
         std::fprintf(stderr, "bench_displays: the board did not answer\n");
         return 1;
     }
-    auto *display = qobject_cast<DisplayForm *>(window.currentChild());
-    if (!display)
-        return 1;
-    if (!display->FormActive)
-        display->Form_Activate();
-    QTest::qWait(1000); // first pass and layout out of the way
+    bench::printLoad();
+    std::printf("board paced at %d baud, %d s a window\n", Baud, seconds);
 
-    const qint64 passes0 = display->passCount();
-    const qint64 reads0 = display->readCount();
-    const double cpu0 = cpuSeconds();
-    QElapsedTimer wall;
-    wall.start();
-    QTest::qWait(seconds * 1000);
-    const double elapsed = double(wall.elapsed()) / 1000.0;
-    const double cpu = cpuSeconds() - cpu0;
-    const qint64 passes = display->passCount() - passes0;
-    const qint64 reads = display->readCount() - reads0;
+    bool honest = true;
+    for (int index = 0; index < 4; ++index) {
+        window.mnuWindowForm_Click(index);
+        auto *display = qobject_cast<DisplayForm *>(window.currentChild());
+        if (!display)
+            return 1;
+        if (!display->FormActive)
+            display->Form_Activate();
+        runEventLoop(1000); // first pass and layout out of the way
 
-    std::printf("Main Display online, board paced at 9600 baud, %.1f s\n", elapsed);
-    std::printf("CPU use of the program: %.1f %% of one core\n", 100.0 * cpu / elapsed);
-    std::printf("refresh passes: %lld (%.2f per second), register reads by the window: %lld "
-                "(%.1f per second)\n",
-                passes, double(passes) / elapsed, reads, double(reads) / elapsed);
-    std::printf("still online: %s\n", comm.OnlineMode ? "yes" : "no");
-    display->Form_Unload();
+        const qint64 passes0 = display->passCount();
+        const qint64 exchanges0 = port.sent();
+        const qint64 paints0 = paints.count;
+        const double cpu0 = bench::cpuSeconds();
+        QElapsedTimer wall;
+        wall.start();
+        runEventLoop(seconds * 1000);
+        const double elapsed = double(wall.elapsed()) / 1000.0;
+        const double cpu = bench::cpuSeconds() - cpu0;
+        const qint64 passes = display->passCount() - passes0;
+        const qint64 exchanges = port.sent() - exchanges0;
+        const qint64 painted = paints.count - paints0;
+
+        std::printf("%s online:\n", WindowNames[index]);
+        std::printf("  CPU use of the program: %.2f %% of one core (target at most 1 %%: %s); "
+                    "%.1f us per exchange\n",
+                    100.0 * cpu / elapsed, cpu / elapsed <= 0.01 ? "met" : "NOT met",
+                    exchanges > 0 ? 1e6 * cpu / double(exchanges) : 0.0);
+        std::printf("  ");
+        honest &= bench::printAgainstCeiling("exchanges", double(exchanges) / elapsed,
+                                             MaxExchangesPerSecond);
+        std::printf("  refresh passes %.2f per second, paint cycles %.1f per second\n",
+                    double(passes) / elapsed, double(painted) / elapsed);
+        if (!comm.OnlineMode) {
+            std::printf("ERROR: the system went offline\n");
+            honest = false;
+        }
+    }
+    bench::printLoad();
+    if (auto *display = qobject_cast<DisplayForm *>(window.currentChild()))
+        display->Form_Unload();
     comm.CloseRSComm();
-    return 0;
+    return honest ? 0 : 2;
 }

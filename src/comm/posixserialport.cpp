@@ -189,16 +189,30 @@ void PosixSerialPort::hangUp(SerialError error)
     m_input.clear();
 }
 
-bool PosixSerialPort::drain()
+quint8 *PosixSerialPort::InputBuffer::room(qsizetype &length)
 {
-    if (m_fd < 0)
-        return false;
-    char buffer[256];
+    if (m_head == m_tail) {
+        m_head = m_tail = 0;
+    } else if (m_head > 0 && m_tail == qsizetype(sizeof m_bytes)) {
+        std::memmove(m_bytes, m_bytes + m_head, size_t(m_tail - m_head));
+        m_tail -= m_head;
+        m_head = 0;
+    }
+    length = qsizetype(sizeof m_bytes) - m_tail;
+    return m_bytes + m_tail;
+}
+
+bool PosixSerialPort::readOnce()
+{
     for (;;) {
-        const ssize_t n = ::read(m_fd, buffer, sizeof buffer);
+        qsizetype room = 0;
+        quint8 *into = m_input.room(room);
+        if (room == 0)
+            return true; // the rest stays with the device until bytes are taken
+        const ssize_t n = ::read(m_fd, into, size_t(room));
         if (n > 0) {
-            m_input.append(buffer, n);
-            continue;
+            m_input.added(n);
+            return true;
         }
         if (n == 0) {
             hangUp(SerialError::HungUp);
@@ -210,6 +224,20 @@ bool PosixSerialPort::drain()
             return true;
         hangUp(errno == EIO ? SerialError::HungUp : SerialError::IoFailure);
         return false;
+    }
+}
+
+bool PosixSerialPort::drain()
+{
+    if (m_fd < 0)
+        return false;
+    for (;;) {
+        const qsizetype before = m_input.size();
+        if (!readOnce())
+            return false;
+        // Nothing more came (or no room for it): the device is drained.
+        if (m_input.size() == before)
+            return true;
     }
 }
 
@@ -251,9 +279,7 @@ int PosixSerialPort::readByte()
         drain();
     if (m_input.isEmpty())
         return -1;
-    const int b = static_cast<quint8>(m_input.front());
-    m_input.remove(0, 1);
-    return b;
+    return m_input.takeFirst();
 }
 
 void PosixSerialPort::discardInput()
@@ -286,7 +312,8 @@ bool PosixSerialPort::waitForByte(qint64 deadlineMs)
         if (r == 0)
             continue;
         if (p.revents & POLLIN) {
-            if (!drain())
+            // One read: a second one would only come back empty.
+            if (!readOnce())
                 return false;
             continue;
         }

@@ -2,7 +2,6 @@
 
 #include "serialport.h"
 
-#include <QByteArray>
 #include <QString>
 
 class Clock;
@@ -49,8 +48,29 @@ public:
     QString deviceName() const override;
 
 private:
+    // Bytes read from the device and not yet taken. Fixed storage: taking
+    // the bytes of the dialogue one at a time never allocates.
+    class InputBuffer
+    {
+    public:
+        void clear() { m_head = m_tail = 0; }
+        bool isEmpty() const { return m_head == m_tail; }
+        qsizetype size() const { return m_tail - m_head; }
+        int takeFirst() { return m_bytes[m_head++]; }
+        // Free room at the end, after moving what is left to the front.
+        quint8 *room(qsizetype &length);
+        void added(qsizetype length) { m_tail += length; }
+
+    private:
+        quint8 m_bytes[4096];
+        qsizetype m_head = 0;
+        qsizetype m_tail = 0;
+    };
+
     // Moves whatever the device holds into m_input; false when it hung up.
     bool drain();
+    // One read of what poll(2) said is there; false when the device hung up.
+    bool readOnce();
     void hangUp(SerialError error);
     // Waits, bounded, until the device has sent what we queued.
     void drainOutput();
@@ -62,6 +82,6 @@ private:
     int m_baud = 9600;
     int m_fd = -1;
     QString m_device; // what the open port was opened on
-    QByteArray m_input;
+    InputBuffer m_input;
     SerialError m_error = SerialError::None;
 };

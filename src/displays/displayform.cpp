@@ -32,6 +32,7 @@ void DisplayForm::Form_Activate()
     if (FormActive)
         return;
     activated();
+    m_paintPacer.watch(window());
     FormActive = true;
     m_stage = Stage::Turn;
     schedule(0);
@@ -42,6 +43,7 @@ void DisplayForm::Form_Unload()
     ChildForm::Form_Unload();
     FormActive = false;
     m_timer.stop();
+    m_paintPacer.watch(nullptr);
     m_reads.clear();
     m_stage = Stage::Turn;
     unloaded();

@@ -2,6 +2,7 @@
 
 #include "app/childform.h"
 #include "numericentryfield.h"
+#include "paintpacer.h"
 
 #include <QList>
 #include <QTimer>
@@ -96,6 +97,8 @@ private:
     void schedule(int ms);
 
     QTimer m_timer;
+    // Reads come faster than a screen shows them: paint at screen rate.
+    PaintPacer m_paintPacer;
     Stage m_stage = Stage::Turn;
     QList<PassRead> m_reads;
     qsizetype m_next = 0;

@@ -26,10 +26,23 @@ QString countOf(const QString &registerText)
 
 void setTextColour(QLabel *label, const QColor &colour)
 {
+    // A new palette repaints and re-polishes the label even when equal; a
+    // refresh pass sets the colour after every read.
+    const QColor disabled = colour.lighter(160);
+    const QPalette &current = label->palette();
+    if (current.color(QPalette::Active, QPalette::WindowText) == colour &&
+        current.color(QPalette::Inactive, QPalette::WindowText) == colour &&
+        current.color(QPalette::Disabled, QPalette::WindowText) == disabled)
+        return;
     QPalette palette = label->palette();
     palette.setColor(QPalette::WindowText, colour);
-    palette.setColor(QPalette::Disabled, QPalette::WindowText, colour.lighter(160));
+    palette.setColor(QPalette::Disabled, QPalette::WindowText, disabled);
     label->setPalette(palette);
+}
+
+void paintsOwnBackground(QLabel *label)
+{
+    label->setAutoFillBackground(true);
 }
 
 void showState(QLabel *label, bool on)

@@ -20,4 +20,7 @@ inline const QColor OffColour = QColor(192, 0, 0);
 // "ON" in blue or "off" in dark red.
 void showState(QLabel *label, bool on);
 void setTextColour(QLabel *label, const QColor &colour);
+// A live value label fills its own background, so a new value repaints the
+// label alone and not the frame behind it.
+void paintsOwnBackground(QLabel *label);
 } // namespace DisplayText

@@ -65,6 +65,7 @@ private:
 QLabel *countLabel(QWidget *parent)
 {
     auto *label = new QLabel(DisplayText::NoValue, parent);
+    DisplayText::paintsOwnBackground(label);
     label->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
     label->setFrameShape(QFrame::StyledPanel);
     label->setFrameShadow(QFrame::Sunken);

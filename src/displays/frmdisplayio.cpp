@@ -84,6 +84,7 @@ QString pointCaption(int group, int bit)
 QLabel *stateLabel(const QString &text, QWidget *parent)
 {
     auto *label = new QLabel(text, parent);
+    DisplayText::paintsOwnBackground(label);
     label->setMinimumWidth(label->fontMetrics().horizontalAdvance(QStringLiteral("88888")) + 6);
     label->setAlignment(Qt::AlignLeft | Qt::AlignVCenter);
     return label;

@@ -33,6 +33,7 @@ constexpr int FirstCountPanel = 3;
 QLabel *makeValueLabel(QWidget *parent)
 {
     auto *label = new QLabel(DisplayText::NoValue, parent);
+    DisplayText::paintsOwnBackground(label);
     QFont font = label->font();
     font.setPointSizeF(font.pointSizeF() * 2.0);
     font.setBold(true);

@@ -37,6 +37,7 @@ constexpr int QCPortShiftField = 8;
 QLabel *valueLabel(QWidget *parent)
 {
     auto *label = new QLabel(DisplayText::NoValue, parent);
+    DisplayText::paintsOwnBackground(label);
     label->setFrameShape(QFrame::StyledPanel);
     label->setFrameShadow(QFrame::Sunken);
     label->setAlignment(Qt::AlignCenter);

@@ -335,18 +335,24 @@ void TestBoardSimProcess::pacing()
 {
     Simulator sim;
     QVERIFY(
-        sim.start({QStringLiteral("--pace"), QStringLiteral("1200"), QStringLiteral("--frozen")}));
+        sim.start({QStringLiteral("--pace"), QStringLiteral("9600"), QStringLiteral("--frozen")}));
     Client pc;
     QVERIFY(pc.open(sim.path()));
     QCOMPARE(pc.exchangeAll({0xFF, 0x01}), (QList<int>{0x55, 0x55}));
     QElapsedTimer timer;
     timer.start();
-    for (int i = 0; i < 10; ++i) {
+    for (int i = 0; i < 50; ++i) {
         QCOMPARE(pc.exchange(0x00), 0x00);
         QCOMPARE(pc.exchange(0x34), 0x24);
     }
-    // 20 replies of 10 bits at 1200 baud: at least 166 ms on the wire.
-    QVERIFY2(timer.elapsed() >= 160, qPrintable(QString::number(timer.elapsed())));
+    const qint64 elapsedNs = timer.nsecsElapsed();
+    // 100 exchanges, each a byte to the board and one back, 10 bits a byte
+    // at 9600 baud: a cable cannot carry them in less than 100 x 2.083 ms.
+    const qint64 wireNs = 100LL * 2 * 10 * 1000000000LL / 9600;
+    QVERIFY2(
+        elapsedNs >= wireNs,
+        qPrintable(
+            QStringLiteral("%1 ms, the cable needs %2 ms").arg(elapsedNs / 1e6).arg(wireNs / 1e6)));
 }
 
 void TestBoardSimProcess::badOptions()

@@ -12,6 +12,7 @@
 #include <cstring>
 #include <fcntl.h>
 #include <poll.h>
+#include <sys/prctl.h>
 #include <termios.h>
 #include <unistd.h>
 
@@ -146,6 +147,11 @@ bool BoardServer::open(QString *error)
 int BoardServer::run()
 {
     m_running = true;
+    // A paced reply is due to the microsecond; the kernel's default 50 us
+    // of timer slack would add to every exchange and slow the board below
+    // the cable it stands for.
+    if (m_settings.paceBaud > 0)
+        ::prctl(PR_SET_TIMERSLACK, 1UL, 0UL, 0UL, 0UL);
     m_lastTickNs = nowNs();
     m_wasFrozen = m_settings.frozen;
 
@@ -216,25 +222,30 @@ void BoardServer::receive(quint8 byte)
         trace(byte, -1);
         return;
     }
-    if (m_board.inProgramLoad() && m_settings.paceBaud > 0) {
-        // Records stream without echoes: each byte still takes its wire
-        // time to arrive, so the record's answer waits for all of them.
-        const qint64 wireNs = 10 * 1000000000LL / m_settings.paceBaud;
-        m_lineFreeNs = qMax(m_lineFreeNs, nowNs()) + wireNs;
+    // A pty hands the byte over at once; on a cable the board has it only
+    // once its ten bits have come in, after those of any byte before it.
+    qint64 heardNs = nowNs();
+    if (m_settings.paceBaud > 0) {
+        heardNs = qMax(heardNs, m_receiveLineFreeNs) + byteWireNs();
+        m_receiveLineFreeNs = heardNs;
     }
     const auto reply = m_board.feed(byte);
     trace(byte, reply ? int(*reply) : -1);
     if (reply)
-        scheduleReply(*reply);
+        scheduleReply(*reply, heardNs);
 }
 
-void BoardServer::scheduleReply(quint8 byte)
+qint64 BoardServer::byteWireNs() const
 {
-    qint64 due = nowNs() + qint64(m_settings.delayMs) * NsPerMs;
+    // Ten bits a byte: start, eight data, stop.
+    return 10 * 1000000000LL / m_settings.paceBaud;
+}
+
+void BoardServer::scheduleReply(quint8 byte, qint64 heardNs)
+{
+    qint64 due = heardNs + qint64(m_settings.delayMs) * NsPerMs;
     if (m_settings.paceBaud > 0) {
-        // Ten bits a byte: start, eight data, stop.
-        const qint64 wireNs = 10 * 1000000000LL / m_settings.paceBaud;
-        due = qMax(due, m_lineFreeNs) + wireNs;
+        due = qMax(due, m_lineFreeNs) + byteWireNs();
         m_lineFreeNs = due;
     }
     m_replies.push_back({due, byte});

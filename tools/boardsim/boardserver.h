@@ -13,9 +13,9 @@ class MachineSim;
 struct SimSettings;
 
 // Puts the board on a pseudo-terminal and runs it: bytes from the PC are fed
-// to the board and its replies sent back (held for --delay-ms and the wire
-// time under --pace), the machine is moved on every tick, and console
-// commands are read from stdin. One thread, one ppoll(2) loop.
+// to the board and its replies sent back (held for --delay-ms and, under
+// --pace, the wire time of both the byte received and the reply), the machine is moved on every
+// tick, and console commands are read from stdin. One thread, one ppoll(2) loop.
 //
 // The server keeps its own descriptor of the slave side open, so a client
 // that closes and reopens the device finds the board as it left it.
@@ -52,7 +52,9 @@ private:
     qint64 nowNs() const { return m_clock.nsecsElapsed(); }
     void readFromClient();
     void receive(quint8 byte);
-    void scheduleReply(quint8 byte);
+    // heardNs: when the byte answered was wholly received.
+    void scheduleReply(quint8 byte, qint64 heardNs);
+    qint64 byteWireNs() const;
     void sendDueReplies();
     void readConsole();
     void runCommand(QStringView line);
@@ -79,7 +81,8 @@ private:
     QElapsedTimer m_clock;
     qint64 m_lastTickNs = 0;
     bool m_wasFrozen = false;
-    qint64 m_lineFreeNs = 0;
+    qint64 m_lineFreeNs = 0;        // the board's transmit line
+    qint64 m_receiveLineFreeNs = 0; // the board's receive line
     std::deque<PendingReply> m_replies;
     qint64 m_received = 0;
 

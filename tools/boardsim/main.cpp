@@ -48,9 +48,10 @@ int main(int argc, char *argv[])
     const QCommandLineOption link(QStringLiteral("link"),
                                   QStringLiteral("Also make PATH a symbolic link to the device."),
                                   QStringLiteral("PATH"));
-    const QCommandLineOption pace(QStringLiteral("pace"),
-                                  QStringLiteral("Hold each reply for its wire time at BAUD."),
-                                  QStringLiteral("BAUD"));
+    const QCommandLineOption pace(
+        QStringLiteral("pace"),
+        QStringLiteral("Take the wire time of the byte received and of the reply at BAUD."),
+        QStringLiteral("BAUD"));
     const QCommandLineOption trace(QStringLiteral("trace"),
                                    QStringLiteral("Write every byte both ways to FILE."),
                                    QStringLiteral("FILE"));

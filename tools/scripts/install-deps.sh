@@ -7,6 +7,7 @@ packages=(
   build-essential cmake clang
   qt6-base-dev qt6-serialport-dev libqt6svg6-dev libgl-dev
   fonts-liberation xvfb xauth imagemagick poppler-utils
+  python3 python3-serial
 )
 
 missing=()
