@@ -46,6 +46,14 @@ class TestTargetBoardCommand : public QObject
         QFile f(pdx);
         f.open(QIODevice::WriteOnly);
         f.write(QByteArray(1, boardType) + "LINE1,1\r\n");
+        // The command checks the project as the download does: its revision
+        // and configuration files must be there.
+        QFile rev(QDir(dir).filePath(QStringLiteral("LINE1.rev")));
+        rev.open(QIODevice::WriteOnly);
+        rev.write("LINE1<=05\r\n");
+        QFile lcf(QDir(dir).filePath(QStringLiteral("LINE1.lcf")));
+        lcf.open(QIODevice::WriteOnly);
+        lcf.write(QByteArray(40, '0') + "\r\n");
         return pdx;
     }
 

@@ -1,7 +1,7 @@
 // kestro-cli: register access and data transfers from the command line, on
 // the same core as the window program.
-#include "cliaddress.h"
 #include "boardcommand.h"
+#include "cliaddress.h"
 #include "clicontext.h"
 #include "consoleprompt.h"
 #include "fixedport.h"
@@ -142,6 +142,17 @@ int writeCommand(const QStringList &args, CliContext &ctx)
     return CliExit::Ok;
 }
 
+// Values taken by an option of one of the commands, -1 for any other word.
+int commandOptionValues(const QString &option)
+{
+    if (option == u"--clear" || option == u"--yes" || option == u"--set-clock" ||
+        option == u"--reset-faults")
+        return 0;
+    if (option == u"--project" || option == u"--address")
+        return 1;
+    return -1;
+}
+
 } // namespace
 
 int main(int argc, char *argv[])
@@ -183,6 +194,13 @@ int main(int argc, char *argv[])
         }
         if (option == u"--trace") {
             QLoggingCategory::setFilterRules(QStringLiteral("kestro.comm.trace.debug=true"));
+            continue;
+        }
+        // The commands' own options go to them, with their values.
+        if (const int values = commandOptionValues(option); values >= 0) {
+            args << option;
+            if (values > 0 && i + 1 < all.size())
+                args << all[++i];
             continue;
         }
         QString valueText;
