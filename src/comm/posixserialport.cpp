@@ -79,7 +79,7 @@ QString PosixSerialPort::resolvedDevice(int portNumber, const QString &programDi
 
 QString PosixSerialPort::deviceName() const
 {
-    return m_fd >= 0 ? m_device : resolvedDevice(m_portNumber, m_programDir);
+    return m_fd >= 0 || m_hungUp ? m_device : resolvedDevice(m_portNumber, m_programDir);
 }
 
 bool PosixSerialPort::open()
@@ -87,6 +87,7 @@ bool PosixSerialPort::open()
     if (isOpen())
         close();
     m_input.clear();
+    m_hungUp = false;
     m_device = resolvedDevice(m_portNumber, m_programDir);
     const QByteArray path = QFile::encodeName(devicePathFor(m_portNumber, m_programDir));
     const int fd = ::open(path.constData(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
@@ -144,6 +145,7 @@ bool PosixSerialPort::open()
 
 void PosixSerialPort::close()
 {
+    m_hungUp = false;
     if (m_fd >= 0) {
         // The last bytes (the goodbye probe, the end of a program) must
         // reach the board; only unread input is thrown away.
@@ -184,8 +186,10 @@ void PosixSerialPort::release()
 void PosixSerialPort::hangUp(SerialError error)
 {
     m_error = error;
-    if (m_fd >= 0)
+    if (m_fd >= 0) {
         release();
+        m_hungUp = true;
+    }
     m_input.clear();
 }
 

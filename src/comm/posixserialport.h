@@ -81,7 +81,8 @@ private:
     int m_portNumber = 1;
     int m_baud = 9600;
     int m_fd = -1;
-    QString m_device; // what the open port was opened on
+    QString m_device;      // what the open port was opened on
+    bool m_hungUp = false; // closed by its device: m_device still names it
     InputBuffer m_input;
     SerialError m_error = SerialError::None;
 };

@@ -127,7 +127,7 @@ TransferResult DataTransfer::ProcessTransfer(TransferMode mode, const TransferCa
     if (m_link.commErrorSet()) {
         result.Outcome = TransferOutcome::CommError;
         qCWarning(lcMachine) << "transfer" << int(mode) << "stopped by a link error after"
-                             << result.Transferred << "of" << maximum << "registers";
+                             << result.moved() << "of" << maximum << "registers";
     }
     return result;
 }

@@ -54,6 +54,9 @@ struct TransferResult {
     // Indexes whose register did not move: no answer, or a wrong echo the
     // link could not repair. An upload holds 0 for them.
     QList<int> Failed;
+
+    // Registers that moved: the tried ones less the failed ones.
+    int moved() const { return Transferred - int(Failed.size()); }
 };
 
 // Moves one data group between the board and a record, register by register

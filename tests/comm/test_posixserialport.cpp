@@ -199,6 +199,7 @@ private slots:
         PosixSerialPort port(m_clock, m_dir.path());
         port.setPortNumber(7);
         QVERIFY(port.open());
+        const QString device = port.deviceName();
         QVERIFY(port.sendByte(0xFF));
         // The far end vanishes: no more master, and nobody else holds the slave.
         ::close(m_slave);
@@ -210,6 +211,9 @@ private slots:
         QVERIFY(m_clock.nowMs() - start < 1000);
         QVERIFY(!port.isOpen());
         QCOMPARE(port.lastError(), SerialError::HungUp);
+        // The device that hung up is the one named, even with its link gone.
+        QVERIFY(QFile::remove(m_dir.filePath(QStringLiteral("Support/COM7"))));
+        QCOMPARE(port.deviceName(), device);
         QVERIFY(!port.sendByte(0x01));
     }
 };

@@ -261,6 +261,10 @@ private slots:
         QVERIFY2(failed.size() > 100 && failed.size() < 138, qPrintable(r.err));
         QVERIFY(
             r.err.contains(QStringLiteral("%1 of 138 registers not written").arg(failed.size())));
+        // The registers that did move are the ones counted before the failure.
+        QVERIFY2(r.err.contains(QStringLiteral("the link failed after %1 of 138 registers")
+                                    .arg(138 - failed.size())),
+                 qPrintable(r.err));
     }
 
     void readNamesTheRegistersItCouldNotRead()

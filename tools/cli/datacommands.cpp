@@ -145,7 +145,7 @@ int runTransfer(CliContext &ctx, DataSet &record, TransferMode mode)
         ctx.out << Qt::endl;
     if (result.Outcome == TransferOutcome::CommError) {
         ctx.err << "[" << TransferErrorTitle << "] " << displayText(TransferErrorText) << Qt::endl;
-        ctx.err << "kestro-cli: the link failed after " << result.Transferred << " of "
+        ctx.err << "kestro-cli: the link failed after " << result.moved() << " of "
                 << transferCount(mode) << " registers" << Qt::endl;
     }
     // Every register that did not move is named: a wrong echo leaves the link
