@@ -1,4 +1,5 @@
 #include "fakes/boardsimprocess.h"
+#include "fakes/programrun.h"
 
 #include <QDateTime>
 #include <QTemporaryDir>
@@ -9,28 +10,11 @@ class TestCliBoardE2E : public QObject
 {
     Q_OBJECT
 
-    struct Run {
-        int exitCode = -1;
-        QString out;
-        QString err;
-    };
+    using Run = ProgramRun;
 
     static Run cli(const QStringList &args)
     {
-        QProcess p;
-        p.setProgram(QDir(BoardSimProcess::binDir()).filePath(QStringLiteral("kestro-cli")));
-        p.setArguments(
-            QStringList{QStringLiteral("--port"), QString::number(kPort), QStringLiteral("board")} +
-            args);
-        p.start();
-        p.closeWriteChannel();
-        if (!p.waitForFinished(60000))
-            p.kill();
-        Run r;
-        r.exitCode = p.exitStatus() == QProcess::NormalExit ? p.exitCode() : -1;
-        r.out = QString::fromUtf8(p.readAllStandardOutput());
-        r.err = QString::fromUtf8(p.readAllStandardError());
-        return r;
+        return ProgramRun::cli(kPort, QStringList{QStringLiteral("board")} + args);
     }
 
     bool set(const QString &address, int value)

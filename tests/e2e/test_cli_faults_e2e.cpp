@@ -1,6 +1,7 @@
 #include "comm/clock.h"
 #include "comm/posixserialport.h"
 #include "fakes/boardsimprocess.h"
+#include "fakes/programrun.h"
 #include "machine/machinedata.h"
 #include "machine/registermap.h"
 #include "machine/sdtfile.h"
@@ -18,40 +19,12 @@ class TestCliFaults : public QObject
 {
     Q_OBJECT
 
-    struct Run {
-        int exitCode = -1;
-        QString out;
-        QString err;
-        qint64 ms = 0;
-    };
+    using Run = ProgramRun;
 
-    static QString program(const char *name)
+    static Run cli(const QStringList &args)
     {
-        return QDir(BoardSimProcess::binDir()).filePath(QString::fromLatin1(name));
+        return ProgramRun::run(QStringLiteral("kestro-cli"), args);
     }
-
-    static Run run(const QString &path, const QStringList &args)
-    {
-        QProcess p;
-        p.setProgram(path);
-        p.setArguments(args);
-        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-        env.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen"));
-        p.setProcessEnvironment(env);
-        QElapsedTimer timer;
-        timer.start();
-        p.start();
-        p.closeWriteChannel();
-        if (!p.waitForFinished(60000))
-            p.kill();
-        Run r;
-        r.ms = timer.elapsed();
-        r.exitCode = p.exitStatus() == QProcess::NormalExit ? p.exitCode() : -1;
-        r.out = QString::fromUtf8(p.readAllStandardOutput());
-        r.err = QString::fromUtf8(p.readAllStandardError());
-        return r;
-    }
-    static Run cli(const QStringList &args) { return run(program("kestro-cli"), args); }
 
     // A simulator on its own port number, started with the given faults.
     struct Board {
@@ -356,19 +329,19 @@ private slots:
         QCOMPARE(r.exitCode, 0);
         QCOMPARE(r.out, QStringLiteral("kestro-cli 2.1.3\n"));
 
-        r = run(program("kestro-boardsim"), {QStringLiteral("--version")});
+        r = ProgramRun::run(QStringLiteral("kestro-boardsim"), {QStringLiteral("--version")});
         QCOMPARE(r.exitCode, 0);
         QCOMPARE(r.out, QStringLiteral("kestro-boardsim 2.1.3\n"));
-        r = run(program("kestro-boardsim"), {QStringLiteral("--help")});
+        r = ProgramRun::run(QStringLiteral("kestro-boardsim"), {QStringLiteral("--help")});
         QCOMPARE(r.exitCode, 0);
         QVERIFY(r.out.contains(QStringLiteral("--garbage-every")));
         QVERIFY(r.out.contains(QStringLiteral("--wrong-echo-at")));
 
-        if (QFile::exists(program("kestro"))) {
-            r = run(program("kestro"), {QStringLiteral("--version")});
+        if (QFile::exists(ProgramRun::path(QStringLiteral("kestro")))) {
+            r = ProgramRun::run(QStringLiteral("kestro"), {QStringLiteral("--version")});
             QCOMPARE(r.exitCode, 0);
             QCOMPARE(r.out, QStringLiteral("kestro 2.1.3\n"));
-            r = run(program("kestro"), {QStringLiteral("-h")});
+            r = ProgramRun::run(QStringLiteral("kestro"), {QStringLiteral("-h")});
             QCOMPARE(r.exitCode, 0);
             QVERIFY(r.out.startsWith(QStringLiteral("Usage: kestro")));
         }

@@ -1,4 +1,5 @@
 #include "fakes/boardsimprocess.h"
+#include "fakes/programrun.h"
 
 #include "machine/machinedata.h"
 #include "machine/registermap.h"
@@ -14,42 +15,15 @@ class TestDataTransferE2E : public QObject
 {
     Q_OBJECT
 
-    struct Run {
-        int exitCode = -1;
-        QString out;
-        QString err;
-    };
-
-    static QString cliPath()
-    {
-        return QDir(BoardSimProcess::binDir()).filePath(QStringLiteral("kestro-cli"));
-    }
+    using Run = ProgramRun;
 
     static void startCli(QProcess &p, int port, const QStringList &args)
     {
-        p.setProgram(cliPath());
-        p.setArguments(QStringList{QStringLiteral("--port"), QString::number(port)} + args);
-        p.start();
-        p.closeWriteChannel();
+        ProgramRun::start(p, QStringLiteral("kestro-cli"),
+                          QStringList{QStringLiteral("--port"), QString::number(port)} + args);
     }
-
-    static Run finish(QProcess &p)
-    {
-        if (!p.waitForFinished(60000))
-            p.kill();
-        Run r;
-        r.exitCode = p.exitStatus() == QProcess::NormalExit ? p.exitCode() : -1;
-        r.out = QString::fromUtf8(p.readAllStandardOutput());
-        r.err = QString::fromUtf8(p.readAllStandardError());
-        return r;
-    }
-
-    static Run cli(int port, const QStringList &args)
-    {
-        QProcess p;
-        startCli(p, port, args);
-        return finish(p);
-    }
+    static Run finish(QProcess &p) { return ProgramRun::finish(p); }
+    static Run cli(int port, const QStringList &args) { return ProgramRun::cli(port, args); }
 
     static void removePortLink(int port)
     {

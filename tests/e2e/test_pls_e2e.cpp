@@ -1,4 +1,5 @@
 #include "fakes/boardsimprocess.h"
+#include "fakes/programrun.h"
 
 #include <QElapsedTimer>
 #include <QTemporaryDir>
@@ -9,32 +10,11 @@ class TestPlsE2E : public QObject
 {
     Q_OBJECT
 
-    struct Run {
-        int exitCode = -1;
-        QString out;
-        QString err;
-        qint64 ms = 0;
-    };
+    using Run = ProgramRun;
 
     static Run cli(int port, const QStringList &args)
     {
-        QProcess p;
-        p.setProgram(QDir(BoardSimProcess::binDir()).filePath(QStringLiteral("kestro-cli")));
-        p.setArguments(
-            QStringList{QStringLiteral("--port"), QString::number(port), QStringLiteral("pls")} +
-            args);
-        QElapsedTimer timer;
-        timer.start();
-        p.start();
-        p.closeWriteChannel();
-        if (!p.waitForFinished(30000))
-            p.kill();
-        Run r;
-        r.ms = timer.elapsed();
-        r.exitCode = p.exitStatus() == QProcess::NormalExit ? p.exitCode() : -1;
-        r.out = QString::fromUtf8(p.readAllStandardOutput());
-        r.err = QString::fromUtf8(p.readAllStandardError());
-        return r;
+        return ProgramRun::cli(port, QStringList{QStringLiteral("pls")} + args, 30000);
     }
     Run pls(const QStringList &args) { return cli(kPort, args); }
 

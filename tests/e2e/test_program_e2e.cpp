@@ -1,4 +1,5 @@
 #include "fakes/boardsimprocess.h"
+#include "fakes/programrun.h"
 
 #include <QCryptographicHash>
 #include <QTemporaryDir>
@@ -10,26 +11,11 @@ class TestProgramE2E : public QObject
 {
     Q_OBJECT
 
-    struct Run {
-        int exitCode = -1;
-        QString out;
-        QString err;
-    };
+    using Run = ProgramRun;
 
     static Run cli(int port, const QStringList &args)
     {
-        QProcess p;
-        p.setProgram(QDir(BoardSimProcess::binDir()).filePath(QStringLiteral("kestro-cli")));
-        p.setArguments(QStringList{QStringLiteral("--port"), QString::number(port)} + args);
-        p.start();
-        p.closeWriteChannel();
-        if (!p.waitForFinished(120000))
-            p.kill();
-        Run r;
-        r.exitCode = p.exitStatus() == QProcess::NormalExit ? p.exitCode() : -1;
-        r.out = QString::fromUtf8(p.readAllStandardOutput());
-        r.err = QString::fromUtf8(p.readAllStandardError());
-        return r;
+        return ProgramRun::cli(port, args, 120000);
     }
 
     static QByteArray fileHash(const QString &path)
