@@ -4,6 +4,7 @@
 #include "commandprocessor.h"
 #include "plsmodel.h"
 #include "simsettings.h"
+#include "wiretable.h"
 
 #include <QTest>
 
@@ -11,34 +12,6 @@
 
 namespace
 {
-
-struct Exchange {
-    int sent;
-    int answer;
-};
-
-// Runs a wire table; the first exchange that differs, or nothing.
-QString runWire(BoardModel &board, const std::vector<Exchange> &table)
-{
-    for (size_t i = 0; i < table.size(); ++i) {
-        const auto reply = board.feed(quint8(table[i].sent));
-        const int got = reply ? int(*reply) : -1;
-        if (got != table[i].answer) {
-            return QStringLiteral("exchange %1: sent %2, expected %3, got %4")
-                .arg(i)
-                .arg(table[i].sent, 2, 16, QLatin1Char('0'))
-                .arg(table[i].answer, 2, 16, QLatin1Char('0'))
-                .arg(got, 2, 16, QLatin1Char('0'));
-        }
-    }
-    return {};
-}
-
-#define EXPECT_WIRE(board, ...)                                                                    \
-    do {                                                                                           \
-        const QString mismatch = runWire(board, __VA_ARGS__);                                      \
-        QVERIFY2(mismatch.isEmpty(), qPrintable(mismatch));                                        \
-    } while (false)
 
 // The board's limit switch with time that moves only when told.
 struct Board {

@@ -1,6 +1,7 @@
 // The board's end of the PROG port dialogue, fed byte by byte.
 #include "boardmodel.h"
 #include "boardregisters.h"
+#include "wiretable.h"
 
 #include <QTest>
 
@@ -8,12 +9,6 @@
 
 namespace
 {
-
-// One byte from the PC and the answer the board must give (-1: none).
-struct Exchange {
-    int sent;
-    int answer;
-};
 
 // Feeds the bytes and returns what the board answered (-1 for no answer).
 std::vector<int> feedAll(BoardModel &board, const std::vector<int> &bytes)
@@ -25,29 +20,6 @@ std::vector<int> feedAll(BoardModel &board, const std::vector<int> &bytes)
     }
     return replies;
 }
-
-// Runs a wire table; the first exchange that differs, or nothing.
-QString runWire(BoardModel &board, const std::vector<Exchange> &table)
-{
-    for (size_t i = 0; i < table.size(); ++i) {
-        const auto reply = board.feed(quint8(table[i].sent));
-        const int got = reply ? int(*reply) : -1;
-        if (got != table[i].answer) {
-            return QStringLiteral("exchange %1: sent %2, expected %3, got %4")
-                .arg(i)
-                .arg(table[i].sent, 2, 16, QLatin1Char('0'))
-                .arg(table[i].answer, 2, 16, QLatin1Char('0'))
-                .arg(got, 2, 16, QLatin1Char('0'));
-        }
-    }
-    return {};
-}
-
-#define EXPECT_WIRE(board, ...)                                                                    \
-    do {                                                                                           \
-        const QString mismatch = runWire(board, __VA_ARGS__);                                      \
-        QVERIFY2(mismatch.isEmpty(), qPrintable(mismatch));                                        \
-    } while (false)
 
 // What the PC does to put the board into a mode: attention until 55, then
 // the mode byte. Returns the number of attention bytes it took, 0 if the

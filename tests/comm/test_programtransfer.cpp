@@ -1,9 +1,5 @@
 #include "comm/hexrecord.h"
-#include "comm/rscomm.h"
-#include "fakes/fakeboard.h"
-#include "fakes/fakeclock.h"
-#include "fakes/fakeserialport.h"
-#include "fakes/scriptedprompt.h"
+#include "fakes/fakelink.h"
 
 #include <QTemporaryDir>
 #include <QtTest>
@@ -24,20 +20,7 @@ QByteArray readAll(const QString &path)
 } // namespace
 
 // A link to a fake board in fake time, and a project folder.
-struct ProgramLink {
-    QTemporaryDir dir;
-    FakeClock clock;
-    FakeSerialPort port{clock};
-    FakeBoard board;
-    ScriptedPrompt prompt;
-    RSComm comm{clock, prompt, dir.path()};
-
-    ProgramLink() { board.attach(port); }
-    void open()
-    {
-        comm.OpenRSComm(port);
-        port.sent.clear();
-    }
+struct ProgramLink : FakeLink {
     QString file(const QString &name) const { return dir.filePath(name); }
     void write(const QString &name, const QByteArray &content)
     {

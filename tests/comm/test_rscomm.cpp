@@ -1,8 +1,4 @@
-#include "comm/rscomm.h"
-#include "fakes/fakeboard.h"
-#include "fakes/fakeclock.h"
-#include "fakes/fakeserialport.h"
-#include "fakes/scriptedprompt.h"
+#include "fakes/fakelink.h"
 
 #include <QTemporaryDir>
 #include <QtTest>
@@ -14,22 +10,8 @@ const QString kNoBoardText = QStringLiteral(
     "COMM Port and PROG Port.");
 }
 
-// One link under test: fake time, a fake port with a fake board behind it,
-// scripted operator answers and a settings folder of its own.
-struct Link {
-    QTemporaryDir dir;
-    FakeClock clock;
-    FakeSerialPort port{clock};
-    FakeBoard board;
-    ScriptedPrompt prompt;
-    RSComm comm{clock, prompt, dir.path()};
-
-    Link() { board.attach(port); }
-    void open()
-    {
-        comm.OpenRSComm(port);
-        port.sent.clear();
-    }
+// A link under test with its settings file at hand.
+struct Link : FakeLink {
     void writeSettings(const QByteArray &content)
     {
         QDir().mkpath(dir.filePath(QStringLiteral("Support")));

@@ -1,0 +1,28 @@
+#pragma once
+
+#include "comm/rscomm.h"
+#include "fakeboard.h"
+#include "fakeclock.h"
+#include "fakeserialport.h"
+#include "scriptedprompt.h"
+
+#include <QTemporaryDir>
+
+// One link under test: fake time, a fake port with a fake board behind it,
+// scripted operator answers and a program folder of its own.
+struct FakeLink {
+    QTemporaryDir dir;
+    FakeClock clock;
+    FakeSerialPort port{clock};
+    FakeBoard board;
+    ScriptedPrompt prompt;
+    RSComm comm{clock, prompt, dir.path()};
+
+    FakeLink() { board.attach(port); }
+    // Online, with the opening probe left out of what was sent.
+    void open()
+    {
+        comm.OpenRSComm(port);
+        port.sent.clear();
+    }
+};
