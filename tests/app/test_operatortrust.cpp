@@ -192,6 +192,13 @@ void TestOperatorTrust::onlyTheOperatorsChangedTextOrEnterWrites()
     QVERIFY(wroteAnything(h));
     QCOMPARE(h.data.gCurrentData.Value[Item::FirstSetupParameter + 6], 4);
 
+    // Typed and left by picking another page: the operator left the field.
+    clickInto(setup->txtSetup[7]);
+    QTest::keyClicks(setup->txtSetup[7], QStringLiteral("3"));
+    clickTab(setup->tbsSetup, 2);
+    QTRY_COMPARE(sim.command(QStringLiteral("get B1002")), QStringLiteral("3"));
+    clickTab(setup->tbsSetup, 1);
+
     // Typed out of range and left with Tab: the message, nothing written.
     h.port->sent.clear();
     clickInto(setup->txtSetup[4]);
