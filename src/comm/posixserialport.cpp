@@ -17,6 +17,13 @@
 #include <termios.h>
 #include <unistd.h>
 
+namespace
+{
+// The longest single blocking read while a reply is awaited; the last part
+// before the deadline is waited for with poll(2), to the millisecond.
+constexpr int WaitSliceMs = 100;
+} // namespace
+
 QString serialErrorText(SerialError error)
 {
     switch (error) {
@@ -114,8 +121,13 @@ bool PosixSerialPort::open()
         ::close(fd);
         return false;
     }
+    // The waiting side is opened before TIOCEXCL shuts the device to
+    // other opens, ours included.
+    int waitFd = ::open(path.constData(), O_RDONLY | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
     if (::ioctl(fd, TIOCEXCL) != 0) {
         m_error = SerialError::DeviceBusy;
+        if (waitFd >= 0)
+            ::close(waitFd);
         ::flock(fd, LOCK_UN);
         ::close(fd);
         return false;
@@ -123,22 +135,32 @@ bool PosixSerialPort::open()
     ::cfmakeraw(&tio);
     tio.c_cflag |= CLOCAL | CREAD;
     tio.c_cflag &= ~(CSTOPB | PARENB | CRTSCTS);
-    // VMIN 1 with O_NONBLOCK: an empty line reads as EAGAIN, so a read of 0
-    // bytes can only mean the device hung up.
-    tio.c_cc[VMIN] = 1;
-    tio.c_cc[VTIME] = 0;
+    // VMIN 0, VTIME 1: a blocking read comes back with the first byte or
+    // after a tenth of a second. A non-blocking read of an empty line still
+    // gives EAGAIN (VTIME is not 0), so there a read of 0 bytes can only
+    // mean the device hung up.
+    tio.c_cc[VMIN] = 0;
+    tio.c_cc[VTIME] = WaitSliceMs / 100;
     const speed_t speed = m_baud == 19200 ? B19200 : B9600;
     ::cfsetispeed(&tio, speed);
     ::cfsetospeed(&tio, speed);
     if (::tcsetattr(fd, TCSANOW, &tio) != 0) {
         m_error = SerialError::ConfigurationFailed;
+        if (waitFd >= 0)
+            ::close(waitFd);
         ::ioctl(fd, TIOCNXCL);
         ::flock(fd, LOCK_UN);
         ::close(fd);
         return false;
     }
+    // CLOCAL is set: the waiting side may block from now on.
+    if (waitFd >= 0 && ::fcntl(waitFd, F_SETFL, ::fcntl(waitFd, F_GETFL) & ~O_NONBLOCK) != 0) {
+        ::close(waitFd);
+        waitFd = -1;
+    }
     ::tcflush(fd, TCIFLUSH);
     m_fd = fd;
+    m_waitFd = waitFd;
     m_error = SerialError::None;
     return true;
 }
@@ -177,6 +199,10 @@ void PosixSerialPort::drainOutput()
 
 void PosixSerialPort::release()
 {
+    if (m_waitFd >= 0) {
+        ::close(m_waitFd);
+        m_waitFd = -1;
+    }
     ::ioctl(m_fd, TIOCNXCL);
     ::flock(m_fd, LOCK_UN);
     ::close(m_fd);
@@ -226,6 +252,30 @@ bool PosixSerialPort::readOnce()
             continue;
         if (errno == EAGAIN || errno == EWOULDBLOCK)
             return true;
+        hangUp(errno == EIO ? SerialError::HungUp : SerialError::IoFailure);
+        return false;
+    }
+}
+
+bool PosixSerialPort::readOrTimeOut()
+{
+    for (;;) {
+        qsizetype room = 0;
+        quint8 *into = m_input.room(room);
+        if (room == 0)
+            return true;
+        const ssize_t n = ::read(m_waitFd, into, size_t(room));
+        if (n > 0) {
+            m_input.added(n);
+            return true;
+        }
+        if (n == 0) {
+            // A tenth of a second without a byte, or a device gone: the
+            // non-blocking side tells them apart.
+            return readOnce();
+        }
+        if (errno == EINTR)
+            continue;
         hangUp(errno == EIO ? SerialError::HungUp : SerialError::IoFailure);
         return false;
     }
@@ -305,6 +355,13 @@ bool PosixSerialPort::waitForByte(qint64 deadlineMs)
         const qint64 remaining = deadlineMs - m_clock.nowMs();
         if (remaining <= 0)
             return false;
+        if (m_waitFd >= 0 && remaining > WaitSliceMs) {
+            // One system call for the usual wait: the reply comes well
+            // before the deadline.
+            if (!readOrTimeOut())
+                return false;
+            continue;
+        }
         pollfd p{m_fd, POLLIN, 0};
         const int r = ::poll(&p, 1, static_cast<int>(qMin<qint64>(remaining, 60000)));
         if (r < 0) {

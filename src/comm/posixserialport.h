@@ -71,6 +71,9 @@ private:
     bool drain();
     // One read of what poll(2) said is there; false when the device hung up.
     bool readOnce();
+    // One blocking read on m_waitFd: back with the first byte or after a
+    // tenth of a second; false when the device hung up.
+    bool readOrTimeOut();
     void hangUp(SerialError error);
     // Waits, bounded, until the device has sent what we queued.
     void drainOutput();
@@ -81,6 +84,11 @@ private:
     int m_portNumber = 1;
     int m_baud = 9600;
     int m_fd = -1;
+    // A second, blocking, description of the same device. A reply is
+    // awaited with a single read(2) on it (termios VTIME bounds the wait)
+    // instead of poll(2) then read(2); -1 when the device would not open
+    // twice, and the wait polls.
+    int m_waitFd = -1;
     QString m_device;      // what the open port was opened on
     bool m_hungUp = false; // closed by its device: m_device still names it
     InputBuffer m_input;

@@ -4,6 +4,9 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
+#include <chrono>
+#include <thread>
+
 #include <fcntl.h>
 #include <poll.h>
 #include <pty.h>
@@ -215,6 +218,54 @@ private slots:
         QVERIFY(QFile::remove(m_dir.filePath(QStringLiteral("Support/COM7"))));
         QCOMPARE(port.deviceName(), device);
         QVERIFY(!port.sendByte(0x01));
+    }
+
+    // The board answers, or goes away, while the port is already waiting, after
+    // more than one tenth-of-a-second blocking read has come back empty.
+    void byteDuringALongWaitEndsItAtOnce()
+    {
+        makePty(8);
+        PosixSerialPort port(m_clock, m_dir.path());
+        port.setPortNumber(8);
+        QVERIFY(port.open());
+        const int master = m_master;
+        std::thread board([master] {
+            std::this_thread::sleep_for(std::chrono::milliseconds(250));
+            const unsigned char reply = 0x55;
+            (void)::write(master, &reply, 1);
+        });
+        const qint64 start = m_clock.nowMs();
+        const bool came = port.waitForByte(start + 5000);
+        const qint64 waited = m_clock.nowMs() - start;
+        board.join();
+        QVERIFY(came);
+        QVERIFY2(waited < 2500, qPrintable(QString::number(waited)));
+        QCOMPARE(port.readByte(), 0x55);
+        QVERIFY(port.isOpen());
+    }
+
+    void hangUpDuringALongWaitClosesThePort()
+    {
+        makePty(9);
+        PosixSerialPort port(m_clock, m_dir.path());
+        port.setPortNumber(9);
+        QVERIFY(port.open());
+        const int master = m_master;
+        const int slave = m_slave;
+        m_master = m_slave = -1;
+        std::thread board([master, slave] {
+            std::this_thread::sleep_for(std::chrono::milliseconds(250));
+            ::close(slave);
+            ::close(master);
+        });
+        const qint64 start = m_clock.nowMs();
+        const bool came = port.waitForByte(start + 5000);
+        const qint64 waited = m_clock.nowMs() - start;
+        board.join();
+        QVERIFY(!came);
+        QVERIFY2(waited < 2500, qPrintable(QString::number(waited)));
+        QVERIFY(!port.isOpen());
+        QCOMPARE(port.lastError(), SerialError::HungUp);
     }
 };
 

@@ -165,8 +165,11 @@ int BoardServer::run()
             fds[count++] = {STDIN_FILENO, POLLIN, 0};
 
         const qint64 waitNs = pollTimeoutNs();
+        const qint64 wakeTargetNs = nowNs() + waitNs;
         timespec timeout{time_t(waitNs / 1000000000), long(waitNs % 1000000000)};
         const int ready = ::ppoll(fds, count, waitNs < 0 ? nullptr : &timeout, nullptr);
+        if (ready == 0 && m_settings.paceBaud > 0 && !m_replies.empty())
+            arriveAtDueReply(wakeTargetNs);
         if (ready < 0 && errno != EINTR) {
             writeAll(STDERR_FILENO, systemError("ppoll").toLocal8Bit() + '\n');
             return 1;
@@ -194,12 +197,31 @@ qint64 BoardServer::pollTimeoutNs() const
     qint64 wait = -1;
     const qint64 now = nowNs();
     if (!m_replies.empty())
-        wait = qMax<qint64>(0, m_replies.front().dueNs - now);
+        wait = qMax<qint64>(0, m_replies.front().dueNs - m_wakeEarlyNs - now);
     if (!m_settings.frozen) {
         const qint64 tick = qMax<qint64>(0, m_lastTickNs + m_options.tickMs * NsPerMs - now);
         wait = wait < 0 ? tick : qMin(wait, tick);
     }
     return wait;
+}
+
+void BoardServer::arriveAtDueReply(qint64 wakeTargetNs)
+{
+    // Even with 1 ns of timer slack a timed wake-up comes tens of
+    // microseconds late on a busy machine, and each paced reply would carry
+    // that on top of its wire time. So the wait ends that much early and the
+    // rest is waited out here, never past the due time: the board is never
+    // faster than the cable.
+    constexpr qint64 MarginNs = 10000;
+    constexpr qint64 MostEarlyNs = 200000;
+    const qint64 lateNs = qMax<qint64>(0, nowNs() - wakeTargetNs);
+    m_wakeLateNs += (lateNs - m_wakeLateNs) / 8;
+    m_wakeEarlyNs = qMin(m_wakeLateNs + MarginNs, MostEarlyNs);
+    const qint64 dueNs = m_replies.front().dueNs;
+    if (dueNs - nowNs() > MostEarlyNs)
+        return; // woken for a machine tick, not for this reply
+    while (nowNs() < dueNs) {
+    }
 }
 
 void BoardServer::readFromClient()

@@ -59,8 +59,12 @@ private:
     void readConsole();
     void runCommand(QStringView line);
     void advanceMachine();
-    // Until the next reply or tick is due; -1 for no limit.
+    // Until the next reply or tick is due; -1 for no limit. A paced reply
+    // is woken for m_wakeEarlyNs before it is due.
     qint64 pollTimeoutNs() const;
+    // Learns how late the kernel wakes us, then waits out the last
+    // microseconds before a paced reply is due.
+    void arriveAtDueReply(qint64 wakeTargetNs);
     void trace(quint8 received, int replied);
     void vanish();
     void closeDevice();
@@ -84,6 +88,10 @@ private:
     qint64 m_lineFreeNs = 0;        // the board's transmit line
     qint64 m_receiveLineFreeNs = 0; // the board's receive line
     std::deque<PendingReply> m_replies;
+    // How late a timed wake-up comes, averaged, and so how much earlier
+    // than its due time the wait for a paced reply ends.
+    qint64 m_wakeLateNs = 0;
+    qint64 m_wakeEarlyNs = 0;
     qint64 m_received = 0;
 
     bool m_consoleOpen = true;
