@@ -91,6 +91,12 @@ QString accessText(SerialDevice::Access access, const QString &group)
     case SerialDevice::Access::Usable:
         return QStringLiteral("usable");
     case SerialDevice::Access::NoPermission: {
+        // Joining root's group is no fix: such a node wants a udev rule that
+        // hands it to dialout, as the system does for serial ports.
+        if (group == u"root")
+            return QStringLiteral("no permission: the device belongs to root; a udev rule "
+                                  "must give it to the group dialout, and you must be in "
+                                  "dialout (sudo usermod -aG dialout $USER)");
         const QString g = group.isEmpty() ? QStringLiteral("dialout") : group;
         return QStringLiteral("no permission: add yourself to the group %1 "
                               "(sudo usermod -aG %1 $USER), then log out and in again")
