@@ -128,7 +128,7 @@ void frmMDIMain::createMenus()
 
     mnuFile = bar->addMenu(QStringLiteral("&File"));
     mnuFile->setObjectName(QStringLiteral("mnuFile"));
-    auto item = [this](QMenu *menu, const char *name, const QString &caption,
+    auto item = [](QMenu *menu, const char *name, const QString &caption,
                        const QKeySequence &shortcut = {}) {
         QAction *action = menu->addAction(caption);
         action->setObjectName(QString::fromLatin1(name));

@@ -24,8 +24,9 @@ int main(int argc, char *argv[])
             std::printf("Usage: kestro [-h|--help] [--version]\n\n"
                         "Set-up and monitoring of the T6800 controller of the blow-off and\n"
                         "colour-control station, over the serial link. The port and speed\n"
-                        "are kept in Support/RSPort.cfg beside the program (Edit > Comm Port\n"
-                        "Settings); no other argument is read.\n");
+                        "are set in Edit > Comm Port and kept in RSPort.cfg: in\n"
+                        "Support/ beside the program when that folder may be written, else\n"
+                        "in ~/.config/kestro. No other argument is read.\n");
             return 0;
         }
     }

@@ -4,6 +4,7 @@
 #include "operatorprompt.h"
 #include "posixserialport.h"
 #include "rscomm.h"
+#include "serialdevices.h"
 
 #include "app/modutility.h"
 
@@ -19,7 +20,11 @@
 #include <QRadioButton>
 #include <QTimer>
 #include <QToolButton>
+#include <QTreeWidget>
 #include <QVBoxLayout>
+#ifdef KESTRO_HAVE_SERIALPORT
+#include <QSerialPortInfo>
+#endif
 
 namespace
 {
@@ -105,11 +110,33 @@ frmSetupComm::frmSetupComm(RSComm &rsComm, SerialPort &commPort, OperatorPrompt 
     buttons->addWidget(cmdSave);
     buttons->addWidget(cmdCancel);
 
+    // Created after the buttons so that the tab order of the settings stays
+    // as it was; the list is an aid, not a setting.
+    fraDevices = new QGroupBox(QStringLiteral("Serial Devices"), this);
+    lstDevices = new QTreeWidget(fraDevices);
+    lstDevices->setRootIsDecorated(false);
+    lstDevices->setHeaderLabels({QStringLiteral("Device"), QStringLiteral("Description"),
+                                 QStringLiteral("USB ID"), QStringLiteral("Access")});
+    lstDevices->setMinimumWidth(lstDevices->fontMetrics().horizontalAdvance(QLatin1Char('x')) * 70);
+    lstDevices->setMaximumHeight(lstDevices->fontMetrics().height() * 8);
+    cmdAssign = new QPushButton(QStringLiteral("&Assign to Port"), fraDevices);
+    cmdAssign->setAutoDefault(false);
+    cmdRefresh = new QPushButton(QStringLiteral("&Refresh"), fraDevices);
+    cmdRefresh->setAutoDefault(false);
+    auto *deviceButtons = new QHBoxLayout;
+    deviceButtons->addWidget(cmdRefresh);
+    deviceButtons->addStretch();
+    deviceButtons->addWidget(cmdAssign);
+    auto *deviceLayout = new QVBoxLayout(fraDevices);
+    deviceLayout->addWidget(lstDevices);
+    deviceLayout->addLayout(deviceButtons);
+
     auto *frames = new QHBoxLayout;
     frames->addWidget(fraCommPort, 1);
     frames->addWidget(fraPortSpeed);
     auto *layout = new QVBoxLayout(this);
     layout->addLayout(frames);
+    layout->addWidget(fraDevices);
     layout->addLayout(buttons);
 
     connect(updCommPortUp, &QToolButton::clicked, this, [this] { updCommPort_Change(1); });
@@ -117,11 +144,16 @@ frmSetupComm::frmSetupComm(RSComm &rsComm, SerialPort &commPort, OperatorPrompt 
     connect(txtCommPort, &QLineEdit::textChanged, this, &frmSetupComm::showDevice);
     connect(cmdSave, &QPushButton::clicked, this, &frmSetupComm::cmdSave_Click);
     connect(cmdCancel, &QPushButton::clicked, this, &frmSetupComm::cmdCancel_Click);
+    connect(cmdAssign, &QPushButton::clicked, this, &frmSetupComm::cmdAssign_Click);
+    connect(cmdRefresh, &QPushButton::clicked, this, &frmSetupComm::ListDevices);
+    connect(lstDevices, &QTreeWidget::itemSelectionChanged, this,
+            [this] { cmdAssign->setEnabled(lstDevices->currentItem() != nullptr); });
     m_focusWatch = connect(qApp, &QApplication::focusChanged, this, &frmSetupComm::focusChanged);
 
     // Load step.
     m_wasOnline = m_rsComm.OnlineMode;
     CurrentSettings();
+    ListDevices();
     const QDir dir(m_programDir);
     m_toolFolders = {dir.filePath(QStringLiteral("PRX51")), dir.filePath(QStringLiteral("PRX96")),
                      dir.filePath(QStringLiteral("LMX51"))};
@@ -166,9 +198,61 @@ void frmSetupComm::showDevice()
     // The link and the device it leads to now: an adapter that came back
     // under another name shows its new name.
     const QString device = PosixSerialPort::resolvedDevice(port, m_programDir);
-    const bool exists = PosixSerialPort::deviceExists(port, m_programDir);
-    lblDevice->setText(QStringLiteral("Device: ") + device +
-                       (exists ? QStringLiteral(" (present)") : QStringLiteral(" (not found)")));
+    QString group;
+    const SerialDevice::Access access =
+        SerialDevices::accessOf(PosixSerialPort::devicePathFor(port, m_programDir), &group);
+    QString state = QStringLiteral(" (present)");
+    if (access == SerialDevice::Access::Missing)
+        state = QStringLiteral(" (not found)");
+    else if (access != SerialDevice::Access::Usable)
+        state = QStringLiteral(" (") + SerialDevices::accessText(access, group) + u')';
+    lblDevice->setText(QStringLiteral("Device: ") + device + state);
+}
+
+void frmSetupComm::ListDevices()
+{
+    lstDevices->clear();
+    const auto add = [this](const QString &path, const QString &description, const QString &usbId) {
+        QString group;
+        const SerialDevice::Access access = SerialDevices::accessOf(path, &group);
+        auto *item = new QTreeWidgetItem(
+            lstDevices, {path, description, usbId, SerialDevices::accessText(access, group)});
+        item->setToolTip(3, item->text(3));
+    };
+#ifdef KESTRO_HAVE_SERIALPORT
+    for (const QSerialPortInfo &info : QSerialPortInfo::availablePorts()) {
+        QString usbId;
+        if (info.hasVendorIdentifier() && info.hasProductIdentifier())
+            usbId = QStringLiteral("%1:%2")
+                        .arg(info.vendorIdentifier(), 4, 16, QLatin1Char('0'))
+                        .arg(info.productIdentifier(), 4, 16, QLatin1Char('0'));
+        const QString description = (info.manufacturer() + u' ' + info.description()).trimmed();
+        add(info.systemLocation(), description, usbId);
+    }
+#else
+    for (const SerialDevice &d : SerialDevices::list())
+        add(d.path, d.description,
+            d.vendorId.isEmpty() ? QString() : d.vendorId + u':' + d.productId);
+#endif
+    for (int c = 0; c < lstDevices->columnCount(); ++c)
+        lstDevices->resizeColumnToContents(c);
+    cmdAssign->setEnabled(lstDevices->currentItem() != nullptr);
+}
+
+void frmSetupComm::cmdAssign_Click()
+{
+    const QTreeWidgetItem *item = lstDevices->currentItem();
+    if (!item || !txtCommPort_Validate())
+        return;
+    double value = 0;
+    numericText(txtCommPort->text(), value);
+    QString error;
+    if (SerialDevices::assign(m_programDir, CommSettings::limitedPort(value), item->text(0), error)
+            .isEmpty()) {
+        showFailure(QStringLiteral("SetupComm"), FileAccessError, error);
+        return;
+    }
+    showDevice();
 }
 
 void frmSetupComm::updCommPort_Change(int step)
@@ -203,7 +287,7 @@ void frmSetupComm::focusChanged(QWidget *old, QWidget *now)
     // complete so the message box does not fight it.
     if (old != txtCommPort || m_validating || !isVisible())
         return;
-    if (now == cmdSave || now == cmdCancel || (now && now->window() != this))
+    if (now == cmdSave || now == cmdCancel || now == cmdAssign || (now && now->window() != this))
         return;
     QTimer::singleShot(0, this, [this] {
         if (isVisible())
@@ -225,7 +309,7 @@ void frmSetupComm::cmdSave_Click()
     const int port = settings.port;
 
     // The speed is written as a printed number: a blank before and after.
-    if (const auto failure = CommSettings::write(m_rsComm.CommSettingsFile(), settings,
+    if (const auto failure = CommSettings::write(m_rsComm.CommSettingsSaveFile(), settings,
                                                  CommSettings::LineStyle::Printed)) {
         showFailure(QStringLiteral("SetupComm"), failure->number, failure->description);
         return;

@@ -12,6 +12,7 @@ class QLineEdit;
 class QRadioButton;
 class QPushButton;
 class QToolButton;
+class QTreeWidget;
 class RSComm;
 class SerialPort;
 
@@ -40,6 +41,12 @@ public:
     QRadioButton *optPortSpeed[2];
     QPushButton *cmdSave;
     QPushButton *cmdCancel;
+    // The serial devices of the machine, and the button that makes the
+    // chosen one the port in the port box.
+    QGroupBox *fraDevices;
+    QTreeWidget *lstDevices;
+    QPushButton *cmdAssign;
+    QPushButton *cmdRefresh;
 
     // The folders of the development tools beside the program.
     const QStringList &toolFolders() const { return m_toolFolders; }
@@ -48,6 +55,8 @@ public:
     bool txtCommPort_Validate();
     void cmdSave_Click();
     void cmdCancel_Click();
+    void cmdAssign_Click();
+    void ListDevices();
 
 private:
     void CurrentSettings();

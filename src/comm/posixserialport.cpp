@@ -2,6 +2,7 @@
 
 #include "clock.h"
 #include "commlog.h"
+#include "statefolder.h"
 
 #include <QDeadlineTimer>
 #include <QDir>
@@ -59,7 +60,7 @@ PosixSerialPort::~PosixSerialPort()
 
 QString PosixSerialPort::devicePathFor(int portNumber, const QString &programDir)
 {
-    const QString link = QDir(programDir).filePath(QStringLiteral("Support/COM%1").arg(portNumber));
+    const QString link = StateFolder(programDir).readPath(StateFolder::portLinkName(portNumber));
     const QFileInfo info(link);
     // A dangling link still names the technician's choice: report that
     // device as missing rather than quietly trying another.
@@ -81,7 +82,11 @@ QString PosixSerialPort::resolvedDevice(int portNumber, const QString &programDi
         return path;
     const QString target = info.canonicalFilePath();
     const QString shown = target.isEmpty() ? info.symLinkTarget() : target;
-    return QDir(programDir).relativeFilePath(path) + QStringLiteral(" -> ") + shown;
+    // Beside the program the link is named as the user knows it, Support/COMn;
+    // a link in the user's folder by its whole path.
+    const QString relative = QDir(programDir).relativeFilePath(path);
+    const QString linkName = relative.startsWith(QLatin1String("..")) ? path : relative;
+    return linkName + QStringLiteral(" -> ") + shown;
 }
 
 QString PosixSerialPort::deviceName() const

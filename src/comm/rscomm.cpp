@@ -6,6 +6,7 @@
 #include "numbertext.h"
 #include "operatorprompt.h"
 #include "recordfile.h"
+#include "statefolder.h"
 
 #include <QDir>
 #include <QFile>
@@ -38,7 +39,12 @@ RSComm::~RSComm() = default;
 
 QString RSComm::CommSettingsFile() const
 {
-    return QDir(m_programDir).filePath(QStringLiteral("Support/RSPort.cfg"));
+    return StateFolder(m_programDir).settingsFile();
+}
+
+QString RSComm::CommSettingsSaveFile() const
+{
+    return StateFolder(m_programDir).settingsSaveFile();
 }
 
 bool RSComm::InitializeRSComm(SerialPort &commObj)
@@ -50,7 +56,8 @@ bool RSComm::InitializeRSComm(SerialPort &commObj)
         std::optional<CommSettings::Failure> failure = CommSettings::read(path, settings, &found);
         // A missing or empty file is (re)written with the defaults.
         if (!failure && found != CommSettings::Found::Settings)
-            failure = CommSettings::write(path, CommSettings{}, CommSettings::LineStyle::Compact);
+            failure = CommSettings::write(CommSettingsSaveFile(), CommSettings{},
+                                          CommSettings::LineStyle::Compact);
 
         if (!failure) {
             if (commObj.isOpen())

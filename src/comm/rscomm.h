@@ -69,7 +69,10 @@ public:
     void RSWrite(const QString &add, const QString &dataValue) override;
     bool commErrorSet() const override { return CommError; }
     bool lastTransactionFailed() const override { return m_transactionFailed; }
+    // Where the settings are read from, and where they are saved: beside the
+    // program, or in the user's folder when the program's is read-only.
     QString CommSettingsFile() const;
+    QString CommSettingsSaveFile() const;
 
     // Address notation.
     static QString EquateAdd(const QString &var, qint16 targetBoardIndex);

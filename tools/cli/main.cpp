@@ -6,6 +6,7 @@
 #include "consoleprompt.h"
 #include "fixedport.h"
 #include "plscommands.h"
+#include "portscommand.h"
 
 #include "comm/clock.h"
 #include "comm/posixserialport.h"
@@ -51,13 +52,17 @@ const char *const kUsage =
     "                               the board's fault codes, program identity,\n"
     "                               network address and clock; the options reset\n"
     "                               the faults, set address 1 or the clock first\n"
+    "  ports [--assign N DEVICE]    list the serial devices, the device the port\n"
+    "                               leads to and whether you may open it; --assign\n"
+    "                               makes port N lead to DEVICE\n"
     "\n"
     "Addresses: W98 (word), B52 (byte), D1304 (double), F119 (flag), B1016.0 (bit),\n"
     "EFF0H (byte by hex address). Any other address is refused.\n"
     "Options may stand anywhere on the line; \"--\" ends them.\n"
-    "Without --port/--speed the port and speed come from Support/RSPort.cfg beside\n"
-    "the program. Port N is the device Support/COMN beside the program when that\n"
-    "exists, else /dev/ttyS(N-1).\n"
+    "Without --port/--speed the port and speed come from RSPort.cfg: in\n"
+    "~/.config/kestro when the program's Support/ folder is read-only (installed),\n"
+    "else in Support/ beside the program. Port N is the link COMN there (or in\n"
+    "Support/) when it exists, else /dev/ttyS(N-1).\n"
     "\n"
     "Exit codes: 0 ok, 1 declined at the confirmation, 2 usage or bad address,\n"
     "3 communication failure (any register not read or not written; they are\n"
@@ -150,6 +155,8 @@ int commandOptionValues(const QString &option)
         return 0;
     if (option == u"--project" || option == u"--address")
         return 1;
+    if (option == u"--assign")
+        return 2;
     return -1;
 }
 
@@ -199,7 +206,7 @@ int main(int argc, char *argv[])
         // The commands' own options go to them, with their values.
         if (const int values = commandOptionValues(option); values >= 0) {
             args << option;
-            if (values > 0 && i + 1 < all.size())
+            for (int v = 0; v < values && i + 1 < all.size(); ++v)
                 args << all[++i];
             continue;
         }
@@ -228,9 +235,12 @@ int main(int argc, char *argv[])
         return usage(err, QStringLiteral("no command given"));
     const QString verb = args.takeFirst();
 
+    const QString programDir = QCoreApplication::applicationDirPath();
+    if (verb == u"ports")
+        return runPortsCommand(args, programDir, portOverride, out, err);
+
     SteadyClock clock;
     ConsolePrompt prompt;
-    const QString programDir = QCoreApplication::applicationDirPath();
     PosixSerialPort device(clock, programDir);
     FixedPort port(device, portOverride, speedOverride);
     RSComm comm(clock, prompt, programDir);

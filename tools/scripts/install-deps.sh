@@ -1,13 +1,15 @@
 #!/usr/bin/env bash
-# Installs the Debian packages the build, the tests and the demo need, if any
-# are missing. Safe to run again: it does nothing when all are present.
+# Installs the Debian packages the build, the tests, the package and the demo
+# need, if any are missing. Safe to run again: it does nothing (and asks for
+# nothing) when all are present.
 set -euo pipefail
 
 packages=(
-  build-essential cmake clang
-  qt6-base-dev qt6-serialport-dev libqt6svg6-dev libgl-dev
+  build-essential cmake ccache clang
+  qt6-base-dev qt6-serialport-dev qt6-svg-dev libgl-dev qt6-qpa-plugins
   fonts-liberation xvfb xauth imagemagick poppler-utils
   python3 python3-serial
+  dpkg-dev file
 )
 
 missing=()
@@ -16,11 +18,26 @@ for p in "${packages[@]}"; do
 done
 [ ${#missing[@]} -eq 0 ] && exit 0
 
-echo "Installing: ${missing[*]}"
-sudo=""
+echo "Missing packages: ${missing[*]}"
+sudo=()
 if [ "$(id -u)" -ne 0 ]; then
-  command -v sudo >/dev/null || { echo "Need root (or sudo) to install: ${missing[*]}" >&2; exit 1; }
-  sudo="sudo"
+  if ! command -v sudo >/dev/null; then
+    echo "Installing them needs root. As root, run:" >&2
+    echo "  apt-get update && apt-get install -y ${missing[*]}" >&2
+    exit 1
+  fi
+  # Never wait for a password nobody can type (CI, no terminal).
+  if [ ! -t 0 ] && ! sudo -n true 2>/dev/null; then
+    echo "Installing them needs sudo and there is no terminal to ask for a password. Run:" >&2
+    echo "  sudo apt-get update && sudo apt-get install -y ${missing[*]}" >&2
+    exit 1
+  fi
+  sudo=(sudo)
 fi
-$sudo apt-get update -qq
-DEBIAN_FRONTEND=noninteractive $sudo apt-get install -y -qq --no-install-recommends "${missing[@]}"
+export DEBIAN_FRONTEND=noninteractive
+if ! "${sudo[@]}" apt-get update -qq ||
+   ! "${sudo[@]}" apt-get install -y -qq --no-install-recommends "${missing[@]}"; then
+  echo "Could not install the packages. Run:" >&2
+  echo "  sudo apt-get update && sudo apt-get install -y ${missing[*]}" >&2
+  exit 1
+fi
