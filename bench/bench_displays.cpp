@@ -29,17 +29,6 @@
 namespace
 {
 
-class QuietPrompt final : public OperatorPrompt
-{
-public:
-    PromptAnswer ask(const QString &title, const QString &text, PromptIcon,
-                     PromptButtons buttons) override
-    {
-        std::fprintf(stderr, "[%s] %s\n", qPrintable(title), qPrintable(text));
-        return buttons == PromptButtons::Ok ? PromptAnswer::Ok : PromptAnswer::Cancel;
-    }
-};
-
 // Counts the paint cycles of one top-level window: a burst of paint events
 // to its widgets, apart from the next burst by more than a few milliseconds.
 class PaintCounter final : public QObject
@@ -105,7 +94,7 @@ int main(int argc, char *argv[])
     }
 
     SteadyClock clock;
-    QuietPrompt prompt;
+    bench::QuietPrompt prompt;
     PosixSerialPort posixPort(clock, dir.path());
     CountingPort port(posixPort);
     RSComm comm(clock, prompt, dir.path());

@@ -2,6 +2,7 @@
 // 32 KiB program (2048 records of 16 bytes) sent into the board and read
 // back, unpaced or paced at a baud rate (--pace 9600), against the wire-time
 // lower bounds, with the CPU the program uses while it waits on the link.
+#include "benchfigures.h"
 #include "fakes/boardsimprocess.h"
 
 #include "comm/clock.h"
@@ -37,13 +38,6 @@ public:
     }
 };
 
-double cpuSeconds()
-{
-    rusage u{};
-    ::getrusage(RUSAGE_SELF, &u);
-    return u.ru_utime.tv_sec + u.ru_stime.tv_sec + (u.ru_utime.tv_usec + u.ru_stime.tv_usec) / 1e6;
-}
-
 double wallSeconds()
 {
     using namespace std::chrono;
@@ -65,7 +59,7 @@ struct StreamClock {
     void tick()
     {
         const double w = wallSeconds();
-        const double c = cpuSeconds();
+        const double c = bench::cpuSeconds();
         if (yields++ == 0) {
             firstWall = w;
             firstCpu = c;

@@ -6,6 +6,7 @@
 
 #include "app/filedialogs.h"
 #include "app/frmmdimain.h"
+#include "benchfigures.h"
 #include "comm/clock.h"
 #include "comm/operatorprompt.h"
 #include "comm/posixserialport.h"
@@ -26,25 +27,6 @@
 
 namespace
 {
-
-class QuietPrompt final : public OperatorPrompt
-{
-public:
-    PromptAnswer ask(const QString &title, const QString &text, PromptIcon,
-                     PromptButtons buttons) override
-    {
-        std::fprintf(stderr, "[%s] %s\n", qPrintable(title), qPrintable(text));
-        return buttons == PromptButtons::Ok ? PromptAnswer::Ok : PromptAnswer::Cancel;
-    }
-};
-
-double cpuSeconds()
-{
-    rusage usage{};
-    getrusage(RUSAGE_SELF, &usage);
-    return double(usage.ru_utime.tv_sec + usage.ru_stime.tv_sec) +
-           double(usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1e6;
-}
 
 } // namespace
 
@@ -80,7 +62,7 @@ int main(int argc, char *argv[])
     }
 
     SteadyClock clock;
-    QuietPrompt prompt;
+    bench::QuietPrompt prompt;
     PosixSerialPort port(clock, dir.path());
     RSComm comm(clock, prompt, dir.path());
     MachineData data;
@@ -102,12 +84,12 @@ int main(int argc, char *argv[])
 
     const qint64 reads0 = board.readCount();
     const qint64 turns0 = board.turnCount();
-    const double cpu0 = cpuSeconds();
+    const double cpu0 = bench::cpuSeconds();
     QElapsedTimer wall;
     wall.start();
     QTest::qWait(seconds * 1000);
     const double elapsed = double(wall.elapsed()) / 1000.0;
-    const double cpu = cpuSeconds() - cpu0;
+    const double cpu = bench::cpuSeconds() - cpu0;
     const qint64 reads = board.readCount() - reads0;
     const qint64 turns = board.turnCount() - turns0;
 
