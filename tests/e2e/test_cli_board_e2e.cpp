@@ -36,8 +36,7 @@ private slots:
     void cleanupTestCase()
     {
         m_sim.stop();
-        QFile::remove(
-            QDir(BoardSimProcess::binDir()).filePath(QStringLiteral("Support/COM%1").arg(kPort)));
+        BoardSimProcess::unlinkPort(kPort);
     }
     void init()
     {

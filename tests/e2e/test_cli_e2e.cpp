@@ -25,8 +25,7 @@ private slots:
     void cleanupTestCase()
     {
         m_sim.stop();
-        QFile::remove(
-            QDir(BoardSimProcess::binDir()).filePath(QStringLiteral("Support/COM%1").arg(kPort)));
+        BoardSimProcess::unlinkPort(kPort);
     }
 
     void writeThenReadBack_data()
@@ -140,8 +139,7 @@ private slots:
         QCOMPARE(r.exitCode, 3);
         QVERIFY2(r.ms < 4000, qPrintable(QString::number(r.ms))); // no time-out sequence
         QVERIFY(r.out.isEmpty());
-        QFile::remove(QDir(BoardSimProcess::binDir())
-                          .filePath(QStringLiteral("Support/COM%1").arg(kPort + 1)));
+        BoardSimProcess::unlinkPort(kPort + 1);
     }
 };
 

@@ -39,8 +39,7 @@ class TestCliFaults : public QObject
         ~Board()
         {
             sim.stop();
-            QFile::remove(QDir(BoardSimProcess::binDir())
-                              .filePath(QStringLiteral("Support/COM%1").arg(port)));
+            BoardSimProcess::unlinkPort(port);
         }
     };
 

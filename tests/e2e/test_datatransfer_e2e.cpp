@@ -25,11 +25,7 @@ class TestDataTransferE2E : public QObject
     static Run finish(QProcess &p) { return ProgramRun::finish(p); }
     static Run cli(int port, const QStringList &args) { return ProgramRun::cli(port, args); }
 
-    static void removePortLink(int port)
-    {
-        QFile::remove(
-            QDir(BoardSimProcess::binDir()).filePath(QStringLiteral("Support/COM%1").arg(port)));
-    }
+    static void removePortLink(int port) { BoardSimProcess::unlinkPort(port); }
 
     // The board's values of a record's items, asked from the simulator itself.
     static QList<qint32> boardValues(BoardSimProcess &sim, const DataSet &record)

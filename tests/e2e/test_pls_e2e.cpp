@@ -29,11 +29,7 @@ class TestPlsE2E : public QObject
     }
     qint64 traceSize() const { return QFileInfo(m_dir.filePath(QStringLiteral("trace"))).size(); }
 
-    static void removePort(int port)
-    {
-        QFile::remove(
-            QDir(BoardSimProcess::binDir()).filePath(QStringLiteral("Support/COM%1").arg(port)));
-    }
+    static void removePort(int port) { BoardSimProcess::unlinkPort(port); }
 
     QTemporaryDir m_dir;
     BoardSimProcess m_sim;

@@ -43,6 +43,13 @@ public:
         return QFile::link(m_slavePath, link);
     }
 
+    // Removes port n's link from the build folder, where the command-line
+    // tests point it.
+    static void unlinkPort(int portNumber)
+    {
+        QFile::remove(QDir(binDir()).filePath(QStringLiteral("Support/COM%1").arg(portNumber)));
+    }
+
     // One line on the simulator's command stream, and its one-line answer.
     QString command(const QString &line)
     {
