@@ -2,7 +2,8 @@
 
 #include "comm/numbertext.h"
 
-#include <QLabel>
+#include "valuelabel.h"
+
 #include <QLocale>
 
 #include <cmath>
@@ -24,7 +25,7 @@ QString countOf(const QString &registerText)
     return count(qint64(std::nearbyint(leadingNumber(registerText))));
 }
 
-void setTextColour(QLabel *label, const QColor &colour)
+void setTextColour(QWidget *label, const QColor &colour)
 {
     // A new palette repaints and re-polishes the label even when equal; a
     // refresh pass sets the colour after every read.
@@ -40,12 +41,12 @@ void setTextColour(QLabel *label, const QColor &colour)
     label->setPalette(palette);
 }
 
-void paintsOwnBackground(QLabel *label)
+void paintsOwnBackground(QWidget *label)
 {
     label->setAutoFillBackground(true);
 }
 
-void showState(QLabel *label, bool on)
+void showState(ValueLabel *label, bool on)
 {
     setTextColour(label, on ? OnColour : OffColour);
     label->setText(on ? QStringLiteral("ON") : QStringLiteral("off"));

@@ -3,7 +3,8 @@
 #include <QColor>
 #include <QString>
 
-class QLabel;
+class QWidget;
+class ValueLabel;
 
 // How the operator windows show what they read.
 namespace DisplayText
@@ -18,9 +19,9 @@ QString countOf(const QString &registerText);
 inline const QColor OnColour = QColor(0, 0, 255);
 inline const QColor OffColour = QColor(192, 0, 0);
 // "ON" in blue or "off" in dark red.
-void showState(QLabel *label, bool on);
-void setTextColour(QLabel *label, const QColor &colour);
+void showState(ValueLabel *label, bool on);
+void setTextColour(QWidget *label, const QColor &colour);
 // A live value label fills its own background, so a new value repaints the
 // label alone and not the frame behind it.
-void paintsOwnBackground(QLabel *label);
+void paintsOwnBackground(QWidget *label);
 } // namespace DisplayText

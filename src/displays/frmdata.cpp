@@ -6,6 +6,7 @@
 #include "machine/machinedata.h"
 #include "machine/valuetext.h"
 #include "updownspinner.h"
+#include "valuelabel.h"
 
 #include <QFrame>
 #include <QGridLayout>
@@ -62,9 +63,9 @@ private:
     std::function<void(const QString &)> m_write;
 };
 
-QLabel *countLabel(QWidget *parent)
+ValueLabel *countLabel(QWidget *parent)
 {
-    auto *label = new QLabel(DisplayText::NoValue, parent);
+    auto *label = new ValueLabel(DisplayText::NoValue, QStringLiteral("888,888,888"), parent);
     DisplayText::paintsOwnBackground(label);
     label->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
     label->setFrameShape(QFrame::StyledPanel);
@@ -295,7 +296,7 @@ void frmData::beforeMode()
 void frmData::buildOnlinePass(QList<PassRead> &reads)
 {
     for (int i = Pages[m_page].first; i <= Pages[m_page].last; ++i) {
-        QLabel *label = lblData[i];
+        ValueLabel *label = lblData[i];
         reads.append({m_registers[i],
                       [label](const QString &t) { label->setText(DisplayText::countOf(t)); },
                       PassRead::Kind::PageField});

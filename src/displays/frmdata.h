@@ -1,6 +1,7 @@
 #pragma once
 
 #include "displayform.h"
+#include "valuelabel.h"
 
 #include <array>
 
@@ -34,7 +35,7 @@ public:
     QGroupBox *fraLastShift;
     // 0..120 the counts, 121 the trip offset's caption.
     std::array<QLabel *, DataCount + 1> lblDescription{};
-    std::array<QLabel *, DataCount> lblData{};
+    std::array<ValueLabel *, DataCount> lblData{};
     QLineEdit *txtSpindleTripOffset;
     UpDownSpinner *updSpindleTripOffset;
     QPushButton *cmdResetTrips;

@@ -3,6 +3,7 @@
 #include "displaytext.h"
 #include "machine/registermap.h"
 #include "machine/valuetext.h"
+#include "valuelabel.h"
 
 #include <QFrame>
 #include <QGridLayout>
@@ -81,9 +82,9 @@ QString pointCaption(int group, int bit)
         .arg(pointNumber(bit));
 }
 
-QLabel *stateLabel(const QString &text, QWidget *parent)
+ValueLabel *stateLabel(const QString &text, QWidget *parent)
 {
-    auto *label = new QLabel(text, parent);
+    auto *label = new ValueLabel(text, QStringLiteral("88888"), parent);
     DisplayText::paintsOwnBackground(label);
     label->setMinimumWidth(label->fontMetrics().horizontalAdvance(QStringLiteral("88888")) + 6);
     label->setAlignment(Qt::AlignLeft | Qt::AlignVCenter);
@@ -151,7 +152,7 @@ frmDisplayIO::frmDisplayIO(ModUtility &util, QWidget *parent) : DisplayForm(util
         for (int b = 0; b < GroupPoints; ++b) {
             QLabel *point = new QLabel(pointCaption(g, b), frame);
             point->setToolTip(QLatin1String(Descriptions[g][b]));
-            QLabel *state = stateLabel(QStringLiteral("OFF"), frame);
+            ValueLabel *state = stateLabel(QStringLiteral("OFF"), frame);
             if (g == 0)
                 state->setToolTip(bitAddress(0, b));
             groupPoints(g)[b] = point;
@@ -175,7 +176,7 @@ frmDisplayIO::frmDisplayIO(ModUtility &util, QWidget *parent) : DisplayForm(util
     applyLayoutForMode();
 }
 
-frmDisplayIO::GroupLabels &frmDisplayIO::groupStates(int g)
+frmDisplayIO::GroupStates &frmDisplayIO::groupStates(int g)
 {
     switch (g) {
     case 0:
@@ -215,7 +216,7 @@ void frmDisplayIO::applyLayout(bool enabled)
     for (int g = 0; g < GroupCount; ++g) {
         for (int b = 0; b < GroupPoints; ++b) {
             groupPoints(g)[b]->setEnabled(enabled);
-            QLabel *state = groupStates(g)[b];
+            ValueLabel *state = groupStates(g)[b];
             state->setEnabled(enabled);
             DisplayText::setTextColour(state, DisplayText::OnColour);
             state->setText(DisplayText::NoValue);
@@ -241,7 +242,7 @@ void frmDisplayIO::showRead(int i, const QString &text)
         lblt6810State[i]->setText(text);
     } else if (i < RegisterCount) {
         const qint64 n = roundedTextValue(text);
-        GroupLabels &states = groupStates(i - FirstGroupRegister);
+        GroupStates &states = groupStates(i - FirstGroupRegister);
         for (int b = 0; b < GroupPoints; ++b)
             DisplayText::showState(states[b], (n & (qint64(1) << b)) != 0);
     }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "displayform.h"
+#include "valuelabel.h"
 
 #include <array>
 
@@ -25,19 +26,20 @@ public:
     Placement placement() const override { return Placement::OwnSize; }
 
     using GroupLabels = std::array<QLabel *, GroupPoints>;
+    using GroupStates = std::array<ValueLabel *, GroupPoints>;
 
     std::array<QGroupBox *, 5> fraBMIO{};
     std::array<QLabel *, BoardPoints> lblt6810{};
-    std::array<QLabel *, BoardPoints> lblt6810State{};
+    std::array<ValueLabel *, BoardPoints> lblt6810State{};
     std::array<QFrame *, 6> Line1{};
     GroupLabels lblTmgChannel{};
-    GroupLabels lblTmgChannelState{};
+    GroupStates lblTmgChannelState{};
     GroupLabels lblSlot00{};
-    GroupLabels lblSlot00State{};
+    GroupStates lblSlot00State{};
     GroupLabels lblSlot01{};
-    GroupLabels lblSlot01State{};
+    GroupStates lblSlot01State{};
     GroupLabels lblSlot02{};
-    GroupLabels lblSlot02State{};
+    GroupStates lblSlot02State{};
 
     const std::array<QString, RegisterCount> &registers() const { return m_registers; }
     // Shows register i's text as the pass does.
@@ -50,7 +52,7 @@ private:
     void buildOnlinePass(QList<PassRead> &reads) override;
     void applyLayout(bool enabled);
     // State labels of group g (0 Timing, 1..3 the slots).
-    GroupLabels &groupStates(int g);
+    GroupStates &groupStates(int g);
     GroupLabels &groupPoints(int g);
 
     std::array<QString, RegisterCount> m_registers;

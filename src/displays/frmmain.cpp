@@ -7,6 +7,7 @@
 #include "machine/machinedata.h"
 #include "machine/valuetext.h"
 #include "updownspinner.h"
+#include "valuelabel.h"
 
 #include <QGridLayout>
 #include <QGroupBox>
@@ -30,9 +31,9 @@ constexpr std::array<int, 3> OfflineItems = {Item::CurShiftGoodCans, Item::CurSh
                                              Item::LifetimeCanCount};
 constexpr int FirstCountPanel = 3;
 
-QLabel *makeValueLabel(QWidget *parent)
+ValueLabel *makeValueLabel(QWidget *parent)
 {
-    auto *label = new QLabel(DisplayText::NoValue, parent);
+    auto *label = new ValueLabel(DisplayText::NoValue, QStringLiteral("8,888,888,888"), parent);
     DisplayText::paintsOwnBackground(label);
     QFont font = label->font();
     font.setPointSizeF(font.pointSizeF() * 2.0);
@@ -41,7 +42,6 @@ QLabel *makeValueLabel(QWidget *parent)
     label->setAlignment(Qt::AlignCenter);
     label->setFrameShape(QFrame::StyledPanel);
     label->setFrameShadow(QFrame::Sunken);
-    label->setMinimumWidth(label->fontMetrics().horizontalAdvance(QStringLiteral("8,888,888,888")));
     label->setMinimumHeight(label->fontMetrics().height() * 3 / 2);
     return label;
 }
@@ -184,7 +184,7 @@ void frmMain::applyOfflineLayout()
 {
     setControlsEnabled(false);
     txtSpindleBlowoff->setText(DisplayText::NoValue);
-    for (QLabel *label : lblDisplay)
+    for (ValueLabel *label : lblDisplay)
         label->setText(DisplayText::NoValue);
 }
 
@@ -208,7 +208,7 @@ void frmMain::beforeOnlinePass()
 void frmMain::buildOnlinePass(QList<PassRead> &reads)
 {
     for (int i = 0; i < 6; ++i) {
-        QLabel *label = lblDisplay[i];
+        ValueLabel *label = lblDisplay[i];
         if (i < FirstCountPanel)
             reads.append(
                 {m_registers[i], [label](const QString &t) { label->setText(t.trimmed()); }});

@@ -1,11 +1,11 @@
 #pragma once
 
 #include "displayform.h"
+#include "valuelabel.h"
 
 #include <array>
 
 class QGroupBox;
-class QLabel;
 class QLineEdit;
 class QPlainTextEdit;
 class QPushButton;
@@ -21,7 +21,7 @@ public:
     explicit frmMain(ModUtility &util, QWidget *parent = nullptr);
 
     std::array<QGroupBox *, 6> fraDisplay{};
-    std::array<QLabel *, 6> lblDisplay{};
+    std::array<ValueLabel *, 6> lblDisplay{};
     QGroupBox *fraMessageDisplay;
     QPlainTextEdit *txtMessageDisplay;
     QGroupBox *fraQCBlowoff;

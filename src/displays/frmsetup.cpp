@@ -9,6 +9,7 @@
 #include "machine/setupparameters.h"
 #include "machine/valuetext.h"
 #include "updownspinner.h"
+#include "valuelabel.h"
 
 #include <QFrame>
 #include <QGridLayout>
@@ -34,9 +35,9 @@ constexpr int CaptionOfField[frmSetup::FieldCount] = {0,  1,  2,  5,  6,  7,  8,
                                                       10, 11, 11, 12, 12, 13, 14, 15};
 constexpr int QCPortShiftField = 8;
 
-QLabel *valueLabel(QWidget *parent)
+ValueLabel *valueLabel(QWidget *parent)
 {
-    auto *label = new QLabel(DisplayText::NoValue, parent);
+    auto *label = new ValueLabel(DisplayText::NoValue, QStringLiteral("-88888"), parent);
     DisplayText::paintsOwnBackground(label);
     label->setFrameShape(QFrame::StyledPanel);
     label->setFrameShadow(QFrame::Sunken);
@@ -301,7 +302,7 @@ void frmSetup::applyOnlineLayout()
         updSetup[i]->setEnabled(true);
         txtSetup[i]->setEnabled(true);
     }
-    for (QLabel *label : lblDisplay)
+    for (ValueLabel *label : lblDisplay)
         label->setEnabled(true);
 }
 
@@ -320,7 +321,7 @@ void frmSetup::applyOfflineLayout()
     }
     lblDescription[3]->setEnabled(false);
     lblDescription[4]->setEnabled(false);
-    for (QLabel *label : lblDisplay) {
+    for (ValueLabel *label : lblDisplay) {
         label->setEnabled(false);
         label->setText(DisplayText::NoValue);
     }
@@ -344,8 +345,8 @@ void frmSetup::buildOnlinePass(QList<PassRead> &reads)
         reads.append({params[k].Register, [f](const QString &t) { f->showValue(t); },
                       PassRead::Kind::PageField});
         if (k == 2) {
-            QLabel *roll1 = lblDisplay[0];
-            QLabel *roll2 = lblDisplay[1];
+            ValueLabel *roll1 = lblDisplay[0];
+            ValueLabel *roll2 = lblDisplay[1];
             reads.append(
                 {LiveRegister::Appl1RollRPM, [roll1](const QString &t) { roll1->setText(t); }});
             reads.append(
@@ -353,8 +354,8 @@ void frmSetup::buildOnlinePass(QList<PassRead> &reads)
         }
         if (k == 15) {
             QPushButton *zero = cmdZeroResolver;
-            QLabel *absolute = lblDisplay[2];
-            QLabel *machine = lblDisplay[3];
+            ValueLabel *absolute = lblDisplay[2];
+            ValueLabel *machine = lblDisplay[3];
             reads.append({LiveRegister::ZeroResolverAllowed,
                           [zero](const QString &t) { zero->setEnabled(roundedTextValue(t) > 0); }});
             reads.append({QString(),

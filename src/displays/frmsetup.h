@@ -1,6 +1,7 @@
 #pragma once
 
 #include "displayform.h"
+#include "valuelabel.h"
 
 #include <array>
 
@@ -40,7 +41,7 @@ public:
     std::array<QLabel *, FieldCount> lblDescription{};
     std::array<QLabel *, 2> lblLabel{};
     // 0, 1 roll speeds; 2 absolute position; 3 machine position.
-    std::array<QLabel *, 4> lblDisplay{};
+    std::array<ValueLabel *, 4> lblDisplay{};
     std::array<QPushButton *, 2> cmdBadCanTest{};
     std::array<QPushButton *, 2> cmdQCTest{};
     QPushButton *cmdZeroResolver;

@@ -1,6 +1,7 @@
 #include "displayfixture.h"
 #include "displays/displaytext.h"
 #include "displays/frmdisplayio.h"
+#include "displays/valuelabel.h"
 
 #include <QGroupBox>
 #include <QLabel>
@@ -15,12 +16,12 @@ class TestFrmDisplayIO : public QObject
 
     frmDisplayIO &open() { return f.open(form); }
 
-    static bool isOn(QLabel *l)
+    static bool isOn(ValueLabel *l)
     {
         return l->text() == u"ON" &&
                l->palette().color(QPalette::WindowText) == DisplayText::OnColour;
     }
-    static bool isOff(QLabel *l)
+    static bool isOff(ValueLabel *l)
     {
         return l->text() == u"off" &&
                l->palette().color(QPalette::WindowText) == DisplayText::OffColour;
@@ -84,10 +85,10 @@ private slots:
         frmDisplayIO &w = open();
         QVERIFY(f.set(address, value));
         QVERIFY(DisplayFixture::waitPasses(w, 2));
-        const std::array<frmDisplayIO::GroupLabels *, 4> groups = {
+        const std::array<frmDisplayIO::GroupStates *, 4> groups = {
             &w.lblTmgChannelState, &w.lblSlot00State, &w.lblSlot01State, &w.lblSlot02State};
         for (int b = 0; b < 16; ++b) {
-            QLabel *state = (*groups[group])[b];
+            ValueLabel *state = (*groups[group])[b];
             if (value & (1 << b))
                 QVERIFY2(isOn(state), qPrintable(QStringLiteral("bit %1").arg(b)));
             else

@@ -1,5 +1,6 @@
 #include "displayfixture.h"
 #include "displays/frmsetup.h"
+#include "displays/valuelabel.h"
 #include "displays/updownspinner.h"
 
 #include <QLabel>
@@ -61,7 +62,7 @@ private slots:
         QCOMPARE(w.txtSetup[15]->text(), QStringLiteral("0"));
         for (int k = 0; k < frmSetup::FieldCount; ++k)
             QVERIFY(!w.txtSetup[k]->isEnabled());
-        for (QLabel *l : w.lblDisplay)
+        for (ValueLabel *l : w.lblDisplay)
             QCOMPARE(l->text(), QStringLiteral("-"));
         QVERIFY(!w.cmdZeroResolver->isEnabled() && !w.cmdQCTest[0]->isEnabled());
         // Enabling offline editing enables the fields on a later pass.

@@ -1,0 +1,58 @@
+#include "valuelabel.h"
+
+#include <QEvent>
+#include <QPainter>
+#include <QStyle>
+
+ValueLabel::ValueLabel(const QString &text, const QString &widestText, QWidget *parent)
+    : QFrame(parent), m_text(text), m_widestText(widestText)
+{
+    setSizePolicy(QSizePolicy::Preferred, QSizePolicy::Preferred);
+}
+
+void ValueLabel::setText(const QString &text)
+{
+    if (text == m_text)
+        return;
+    m_text = text;
+    update(contentsRect());
+}
+
+void ValueLabel::setAlignment(Qt::Alignment alignment)
+{
+    if (alignment == m_alignment)
+        return;
+    m_alignment = alignment;
+    update(contentsRect());
+}
+
+QSize ValueLabel::sizeHint() const
+{
+    const QFontMetrics metrics = fontMetrics();
+    const QMargins margins = contentsMargins();
+    return QSize(metrics.horizontalAdvance(m_widestText) + margins.left() + margins.right(),
+                 metrics.height() + margins.top() + margins.bottom());
+}
+
+QSize ValueLabel::minimumSizeHint() const
+{
+    return sizeHint();
+}
+
+void ValueLabel::paintEvent(QPaintEvent *event)
+{
+    QFrame::paintEvent(event);
+    QPainter painter(this);
+    style()->drawItemText(&painter, contentsRect(),
+                          int(QStyle::visualAlignment(layoutDirection(), m_alignment)), palette(),
+                          isEnabled(), m_text, foregroundRole());
+}
+
+void ValueLabel::changeEvent(QEvent *event)
+{
+    // The size follows the font and the frame, which are set once.
+    if (event->type() == QEvent::FontChange || event->type() == QEvent::StyleChange ||
+        event->type() == QEvent::ContentsRectChange)
+        updateGeometry();
+    QFrame::changeEvent(event);
+}

@@ -1,0 +1,33 @@
+#pragma once
+
+#include <QFrame>
+#include <QString>
+
+// A live value on an operator window. Its size comes from the widest text it
+// is meant to show, never from the text it shows: a new value only repaints
+// the label. (A QLabel re-lays out its whole window, up to the MDI frame and
+// its elided title, on every text change, which a refresh pass makes many
+// times a second.)
+class ValueLabel final : public QFrame
+{
+    Q_OBJECT
+public:
+    ValueLabel(const QString &text, const QString &widestText, QWidget *parent = nullptr);
+
+    QString text() const { return m_text; }
+    void setText(const QString &text);
+    Qt::Alignment alignment() const { return m_alignment; }
+    void setAlignment(Qt::Alignment alignment);
+
+    QSize sizeHint() const override;
+    QSize minimumSizeHint() const override;
+
+protected:
+    void paintEvent(QPaintEvent *event) override;
+    void changeEvent(QEvent *event) override;
+
+private:
+    QString m_text;
+    QString m_widestText;
+    Qt::Alignment m_alignment = Qt::AlignLeft | Qt::AlignVCenter;
+};
