@@ -26,11 +26,31 @@ void ValueLabel::setAlignment(Qt::Alignment alignment)
     update(contentsRect());
 }
 
+int ValueLabel::indent() const
+{
+    // As a framed QLabel: text set against a side keeps half an x from it.
+    if (frameWidth() <= 0 || !(m_alignment & (Qt::AlignLeft | Qt::AlignRight)))
+        return 0;
+    return fontMetrics().horizontalAdvance(QLatin1Char('x')) / 2;
+}
+
+QRect ValueLabel::textRect() const
+{
+    QRect rect = contentsRect();
+    const int in = indent();
+    if (m_alignment & Qt::AlignLeft)
+        rect.setLeft(rect.left() + in);
+    else if (m_alignment & Qt::AlignRight)
+        rect.setRight(rect.right() - in);
+    return rect;
+}
+
 QSize ValueLabel::sizeHint() const
 {
     const QFontMetrics metrics = fontMetrics();
     const QMargins margins = contentsMargins();
-    return QSize(metrics.horizontalAdvance(m_widestText) + margins.left() + margins.right(),
+    return QSize(metrics.horizontalAdvance(m_widestText) + indent() + margins.left() +
+                     margins.right(),
                  metrics.height() + margins.top() + margins.bottom());
 }
 
@@ -43,7 +63,7 @@ void ValueLabel::paintEvent(QPaintEvent *event)
 {
     QFrame::paintEvent(event);
     QPainter painter(this);
-    style()->drawItemText(&painter, contentsRect(),
+    style()->drawItemText(&painter, textRect(),
                           int(QStyle::visualAlignment(layoutDirection(), m_alignment)), palette(),
                           isEnabled(), m_text, foregroundRole());
 }

@@ -27,6 +27,9 @@ protected:
     void changeEvent(QEvent *event) override;
 
 private:
+    int indent() const;
+    QRect textRect() const;
+
     QString m_text;
     QString m_widestText;
     Qt::Alignment m_alignment = Qt::AlignLeft | Qt::AlignVCenter;

@@ -6,6 +6,30 @@
 #include <QGroupBox>
 #include <QLabel>
 
+namespace
+{
+
+class LayoutRequestCounter final : public QObject
+{
+public:
+    explicit LayoutRequestCounter(QWidget *window) : m_window(window) {}
+    int requests = 0;
+
+protected:
+    bool eventFilter(QObject *watched, QEvent *event) override
+    {
+        if (event->type() == QEvent::LayoutRequest && watched->isWidgetType() &&
+            static_cast<QWidget *>(watched)->window() == m_window)
+            ++requests;
+        return false;
+    }
+
+private:
+    QWidget *m_window;
+};
+
+} // namespace
+
 // The I/O Status window against the simulated board.
 class TestFrmDisplayIO : public QObject
 {
@@ -111,6 +135,26 @@ private slots:
         QVERIFY(isOff(w.lblt6810State[0]));
         w.showRead(0, QStringLiteral("1"));
         QVERIFY(isOn(w.lblt6810State[0]));
+    }
+
+    // Every state flips on every pass, yet nothing asks the window for a
+    // new layout: values are repainted, not laid out.
+    void passesNeverReLayOutTheWindow()
+    {
+        QVERIFY(f.goOnline());
+        frmDisplayIO &w = open();
+        QVERIFY(DisplayFixture::waitPasses(w, 1));
+        LayoutRequestCounter counter(&w);
+        qApp->installEventFilter(&counter);
+        for (int pass = 0; pass < 4; ++pass) {
+            const int pattern = pass % 2 ? 0xAAAA : 0x5555;
+            QVERIFY(f.set("W100", pattern) && f.set("W162", 100 + pass * 1000));
+            QVERIFY(DisplayFixture::waitPasses(w, 2));
+            QVERIFY(pass % 2 ? isOn(w.lblSlot00State[1]) : isOn(w.lblSlot00State[0]));
+            QCOMPARE(w.lblt6810State[2]->text(), QString::number(100 + pass * 1000));
+        }
+        qApp->removeEventFilter(&counter);
+        QCOMPARE(counter.requests, 0);
     }
 
     void silentBoardSwitchesOffline()
