@@ -84,6 +84,7 @@ struct TransferFigures {
     double cpu = 0;
     double wire = 0;
     qint64 exchanges = 0;
+    int wrong = 0; // replies other than those recorded (raw client)
 };
 
 TransferFigures timeTransfer(Bench &b, DataSet &record, TransferMode mode)
@@ -126,20 +127,12 @@ QString writeFile(const QTemporaryDir &dir, const QString &name, const QByteArra
     return path;
 }
 
-struct RawFigures {
-    bool ok = false;
-    double cpu = 0;
-    double wall = 0;
-    qint64 exchanges = 0;
-    int wrong = 0;
-};
-
 // The same dialogue as the pyserial client, by the bare system calls: the
 // floor of CPU per exchange on this machine for a client that sleeps until
 // each reply (the read waits at most a second, as the others do).
-RawFigures rawClient(const QString &device, const QByteArray &sent, const QByteArray &expected)
+TransferFigures rawClient(const QString &device, const QByteArray &sent, const QByteArray &expected)
 {
-    RawFigures f;
+    TransferFigures f;
     const int fd = ::open(QFile::encodeName(device).constData(), O_RDWR | O_NOCTTY);
     if (fd < 0)
         return f;
@@ -279,7 +272,7 @@ int main(int argc, char *argv[])
                     pyWrong, qPrintable(pyErrors));
             pyPer << 1e6 * pyCpu / double(pyExchanges);
 
-            const RawFigures raw = rawClient(b.sim.slavePath(), uploadSent, uploadReceived);
+            const TransferFigures raw = rawClient(b.sim.slavePath(), uploadSent, uploadReceived);
             if (!raw.ok || raw.wrong > 0) {
                 std::printf("ERROR: the raw client did not get the replies kestro got (%d)\n",
                             raw.wrong);
@@ -298,8 +291,8 @@ int main(int argc, char *argv[])
             oursPer << 1e6 * ours.cpu / double(ours.exchanges);
             std::printf("  round %d: pyserial %.1f us per exchange (%lld exchanges, %.3f s), "
                         "raw %.1f us (%lld, %.3f s), kestro %.1f us (%lld, %.3f s)\n",
-                        round + 1, pyPer.last(), pyExchanges, pyWall, rawPer.last(),
-                        raw.exchanges, raw.wall, oursPer.last(), ours.exchanges, ours.wall);
+                        round + 1, pyPer.last(), pyExchanges, pyWall, rawPer.last(), raw.exchanges,
+                        raw.wall, oursPer.last(), ours.exchanges, ours.wall);
         }
         const double pyBest = *std::min_element(pyPer.begin(), pyPer.end());
         const double rawBest = *std::min_element(rawPer.begin(), rawPer.end());

@@ -1,7 +1,7 @@
 #include "displayfixture.h"
 #include "displays/frmsetup.h"
-#include "displays/valuelabel.h"
 #include "displays/updownspinner.h"
+#include "displays/valuelabel.h"
 
 #include <QLabel>
 #include <QLineEdit>
