@@ -133,6 +133,19 @@ bool lookUpCodeFile(const QString &path, const QString &code, QString &text)
     return lookUpCode(content, code, text);
 }
 
+CodeFile readCodeFile(const QString &path, QByteArray &content)
+{
+    content.clear();
+    if (!QFile::exists(path))
+        return CodeFile::Missing;
+    return RecordReader::readFile(path, content) ? CodeFile::Read : CodeFile::Unreadable;
+}
+
+QString codeFileErrorText()
+{
+    return QStringLiteral("Path/File access error");
+}
+
 QString faultCodesFile(const QString &programDir)
 {
     return QDir(programDir).filePath(QStringLiteral("Support/FaultErrCodes.txt"));

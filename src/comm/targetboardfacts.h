@@ -41,6 +41,13 @@ QString correctiveAction(const QString &lastFaultCode);
 bool lookUpCode(const QByteArray &content, const QString &code, QString &text);
 // The same on a file; false also when the file cannot be read.
 bool lookUpCodeFile(const QString &path, const QString &code, QString &text);
+// A code file that is not there leaves its boxes alone; one that is there
+// but cannot be read is a failure of its own.
+enum class CodeFile { Missing, Unreadable, Read };
+CodeFile readCodeFile(const QString &path, QByteArray &content);
+// How an unreadable code file is reported ("Error Number = 75").
+inline constexpr int CodeFileErrorNumber = 75;
+QString codeFileErrorText();
 // Support/FaultErrCodes.txt and Support/CommErrCodes.txt of a program folder.
 QString faultCodesFile(const QString &programDir);
 QString commErrCodesFile(const QString &programDir);

@@ -567,22 +567,35 @@ void frmTargetBoard::addFirstPass()
                  return flags;
              }});
     }
-    m_steps.append(
-        {Group::FirstPass, [this] {
-             const QString dir = m_util.programDir();
-             QString text;
-             for (int i : {0, 1}) {
-                 if (TB::lookUpCodeFile(TB::faultCodesFile(dir), m_faultCodes[i], text))
-                     txtTargetBoard[i]->setPlainText(text);
-             }
-             txtTargetBoard[3]->setPlainText(
-                 TB::correctiveAction(m_faultCodes[TB::CorrectiveActionIndex]));
-             for (int i : {4, 5}) {
-                 if (TB::lookUpCodeFile(TB::commErrCodesFile(dir), m_faultCodes[i], text))
-                     txtTargetBoard[i]->setPlainText(text);
-             }
-             return int(Continue);
-         }});
+    m_steps.append({Group::FirstPass, [this] {
+                        const QString dir = m_util.programDir();
+                        // A code file that cannot be read ends the pass unfinished: the
+                        // next turn runs it again.
+                        auto showTexts = [this](const QString &path,
+                                                std::initializer_list<int> rows) {
+                            QByteArray content;
+                            const TB::CodeFile file = TB::readCodeFile(path, content);
+                            if (file == TB::CodeFile::Unreadable) {
+                                showFailure(QStringLiteral("TargetBoard FirstPass"),
+                                            TB::CodeFileErrorNumber, TB::codeFileErrorText());
+                                return false;
+                            }
+                            QString text;
+                            for (int i : rows) {
+                                if (file == TB::CodeFile::Read &&
+                                    TB::lookUpCode(content, m_faultCodes[i], text))
+                                    txtTargetBoard[i]->setPlainText(text);
+                            }
+                            return true;
+                        };
+                        if (!showTexts(TB::faultCodesFile(dir), {0, 1}))
+                            return int(EndGroup);
+                        txtTargetBoard[3]->setPlainText(
+                            TB::correctiveAction(m_faultCodes[TB::CorrectiveActionIndex]));
+                        if (!showTexts(TB::commErrCodesFile(dir), {4, 5}))
+                            return int(EndGroup);
+                        return int(Continue);
+                    }});
     for (int k = 0; k < TB::IdentityByteCount; ++k) {
         m_steps.append({Group::FirstPass, [this, k] {
                             if (m_comm.CommError)

@@ -9,6 +9,7 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QPlainTextEdit>
+#include <QScopeGuard>
 #include <QPushButton>
 #include <QTabBar>
 #include <QTabWidget>
@@ -182,6 +183,35 @@ private slots:
                                 "persists, verify proper use of \"sfunc05/06/12\" in user "
                                 "program."));
         QVERIFY(w.cmdResetFaults->isEnabled());
+    }
+
+    // A code file that is there but cannot be read fails the pass with the
+    // window's own message; each turn tries again until it can be read.
+    void unreadableCodeFileFailsThePassUntilItCanBeRead()
+    {
+        QVERIFY(f.set("B8176", 5));
+        const QString file = TargetBoardFacts::faultCodesFile(f.dir.path());
+        const QString aside = file + QStringLiteral(".aside");
+        QVERIFY(QFile::rename(file, aside));
+        auto restore = qScopeGuard([&] {
+            QDir().rmdir(file);
+            QFile::rename(aside, file);
+        });
+        QVERIFY(QDir().mkdir(file)); // there, and nothing can be read from it
+        frmTargetBoard &w = open(project(QLatin1Char('D')), false);
+        QTRY_VERIFY_WITH_TIMEOUT(f.prompt.asked.size() >= 2, 15000);
+        for (const ScriptedPrompt::Asked &asked : std::as_const(f.prompt.asked)) {
+            QCOMPARE(asked.title, QStringLiteral("TargetBoard FirstPass"));
+            QCOMPARE(asked.text, QStringLiteral("Error Number = 75\r\n\r\nPath/File access error"));
+            QCOMPARE(asked.icon, PromptIcon::Information);
+            QCOMPARE(asked.buttons, PromptButtons::Ok);
+        }
+        QVERIFY(!w.FirstPassDone);
+
+        restore.dismiss();
+        QVERIFY(QDir().rmdir(file) && QFile::rename(aside, file));
+        QTRY_VERIFY_WITH_TIMEOUT(w.FirstPassDone, 15000);
+        QCOMPARE(w.boxText(0), faultText(QStringLiteral("05")));
     }
 
     void coCpuSlotRowOnlyForK7112()

@@ -8,6 +8,7 @@
 #include <QCoreApplication>
 #include <QDateTime>
 #include <QFileInfo>
+#include <QSet>
 
 namespace TB = TargetBoardFacts;
 
@@ -148,6 +149,7 @@ int runBoardCommand(const QStringList &args, CliContext &ctx)
             return CliExit::CommFailure;
         codes[i] = TB::codeText(value.toLongLong());
     }
+    QSet<QString> unreadable;
     for (int i = 0; i < TB::FaultRegisterCount; ++i) {
         if (i == TB::CoCpuSlotIndex) {
             if (boardType == 50)
@@ -164,10 +166,14 @@ int runBoardCommand(const QStringList &args, CliContext &ctx)
         QString text;
         const QString file =
             i < 2 ? TB::faultCodesFile(programDir) : TB::commErrCodesFile(programDir);
+        QByteArray content;
+        const TB::CodeFile read = TB::readCodeFile(file, content);
         ctx.out << TB::faultRowCaption(i, codes[i]);
-        if (TB::lookUpCodeFile(file, codes[i], text))
+        if (read == TB::CodeFile::Read && TB::lookUpCode(content, codes[i], text))
             ctx.out << "  " << text;
         ctx.out << Qt::endl;
+        if (read == TB::CodeFile::Unreadable)
+            unreadable.insert(file);
     }
 
     // Identity in the board against the project.
@@ -211,5 +217,9 @@ int runBoardCommand(const QStringList &args, CliContext &ctx)
     const QDateTime now = QDateTime::currentDateTime();
     ctx.out << "Current Time: " << TB::pcTimeText(now.time())
             << "  Date: " << TB::pcDateText(now.date()) << Qt::endl;
-    return CliExit::Ok;
+    // Rows without their text must not pass for codes the file does not know.
+    for (const QString &file : std::as_const(unreadable))
+        ctx.err << "kestro-cli: cannot read " << file << ": " << TB::codeFileErrorText()
+                << Qt::endl;
+    return unreadable.isEmpty() ? CliExit::Ok : CliExit::FileError;
 }
