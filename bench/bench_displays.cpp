@@ -64,6 +64,26 @@ void runEventLoop(int ms)
     loop.exec();
 }
 
+// Where the CPU of an interval went, per exchange.
+struct Breakdown {
+    double user0 = bench::userSeconds();
+    bench::Switches switches0 = bench::contextSwitches();
+
+    void print(double cpu, qint64 exchanges) const
+    {
+        if (exchanges <= 0)
+            return;
+        const double user = bench::userSeconds() - user0;
+        const bench::Switches switches = bench::contextSwitches();
+        const double n = double(exchanges);
+        std::printf("  per exchange: %.1f us in the program, %.1f us in the kernel; context "
+                    "switches %.2f waiting, %.2f preempted\n",
+                    1e6 * user / n, 1e6 * (cpu - user) / n,
+                    double(switches.voluntary - switches0.voluntary) / n,
+                    double(switches.involuntary - switches0.involuntary) / n);
+    }
+};
+
 const char *const WindowNames[] = {"Main Display", "Set-up Parameters", "Shift Data", "I/O States"};
 
 } // namespace
@@ -125,6 +145,7 @@ int main(int argc, char *argv[])
                                      QString(LiveRegister::Appl2RollRPM), QStringLiteral("D1100")};
         const qint64 exchanges0 = port.sent();
         const double cpu0 = bench::cpuSeconds();
+        const Breakdown breakdown;
         QElapsedTimer wall;
         wall.start();
         for (int i = 0; wall.elapsed() < qMin(seconds, 5) * 1000 && !comm.CommError; ++i)
@@ -134,8 +155,10 @@ int main(int argc, char *argv[])
         const qint64 exchanges = port.sent() - exchanges0;
         linkPerExchange = exchanges > 0 ? 1e6 * cpu / double(exchanges) : 0.0;
         std::printf("The link alone (register reads in a loop, no window):\n"
-                    "  CPU %.2f %% of one core, %.1f us per exchange\n  ",
+                    "  CPU %.2f %% of one core, %.1f us per exchange\n",
                     100.0 * cpu / elapsed, linkPerExchange);
+        breakdown.print(cpu, exchanges);
+        std::printf("  ");
         honest &= bench::printAgainstCeiling("exchanges", double(exchanges) / elapsed,
                                              MaxExchangesPerSecond);
     }
@@ -153,6 +176,7 @@ int main(int argc, char *argv[])
         const qint64 exchanges0 = port.sent();
         const qint64 paints0 = paints.count;
         const double cpu0 = bench::cpuSeconds();
+        const Breakdown breakdown;
         QElapsedTimer wall;
         wall.start();
         runEventLoop(seconds * 1000);
@@ -173,6 +197,7 @@ int main(int argc, char *argv[])
                                              MaxExchangesPerSecond);
         std::printf("  refresh passes %.2f per second, paint cycles %.1f per second\n",
                     double(passes) / elapsed, double(painted) / elapsed);
+        breakdown.print(cpu, exchanges);
         if (!comm.OnlineMode) {
             std::printf("ERROR: the system went offline\n");
             honest = false;

@@ -30,6 +30,28 @@ inline double cpuSeconds()
            double(u.ru_utime.tv_usec + u.ru_stime.tv_usec) / 1e6;
 }
 
+// The same split into user and system time (the kernel samples the split
+// at its tick, so it is rough over short runs).
+inline double userSeconds()
+{
+    rusage u{};
+    ::getrusage(RUSAGE_SELF, &u);
+    return double(u.ru_utime.tv_sec) + double(u.ru_utime.tv_usec) / 1e6;
+}
+
+// Times the process gave up the CPU to wait (voluntary) and was made to
+// (involuntary).
+struct Switches {
+    long voluntary = 0;
+    long involuntary = 0;
+};
+inline Switches contextSwitches()
+{
+    rusage u{};
+    ::getrusage(RUSAGE_SELF, &u);
+    return {u.ru_nvcsw, u.ru_nivcsw};
+}
+
 inline double wallSeconds()
 {
     using namespace std::chrono;
