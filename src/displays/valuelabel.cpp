@@ -1,6 +1,7 @@
 #include "valuelabel.h"
 
 #include <QEvent>
+#include <QPaintEvent>
 #include <QPainter>
 #include <QStyle>
 
@@ -61,7 +62,10 @@ QSize ValueLabel::minimumSizeHint() const
 
 void ValueLabel::paintEvent(QPaintEvent *event)
 {
-    QFrame::paintEvent(event);
+    // A new value dirties the contents alone; the frame is drawn only when
+    // it is part of what needs painting.
+    if (!contentsRect().contains(event->rect()))
+        QFrame::paintEvent(event);
     QPainter painter(this);
     style()->drawItemText(&painter, textRect(),
                           int(QStyle::visualAlignment(layoutDirection(), m_alignment)), palette(),
