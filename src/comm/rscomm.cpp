@@ -242,6 +242,7 @@ QString RSComm::ReadRegister(const QString &add)
     const DecodedAddress decoded = m_decoded;
 
     QByteArray bytes;
+    bytes.reserve(decoded.byteCount());
     for (int i = 0; i < decoded.byteCount(); ++i) {
         const int address = decoded.ByteAddress + i;
         const int high = (address / 256) & 0xFF;
