@@ -8,7 +8,6 @@
 #include <QCoreApplication>
 #include <QDateTime>
 #include <QFileInfo>
-#include <QSet>
 
 namespace TB = TargetBoardFacts;
 
@@ -149,7 +148,7 @@ int runBoardCommand(const QStringList &args, CliContext &ctx)
             return CliExit::CommFailure;
         codes[i] = TB::codeText(value.toLongLong());
     }
-    QSet<QString> unreadable;
+    QStringList unreadable;
     for (int i = 0; i < TB::FaultRegisterCount; ++i) {
         if (i == TB::CoCpuSlotIndex) {
             if (boardType == 50)
@@ -172,8 +171,8 @@ int runBoardCommand(const QStringList &args, CliContext &ctx)
         if (read == TB::CodeFile::Read && TB::lookUpCode(content, codes[i], text))
             ctx.out << "  " << text;
         ctx.out << Qt::endl;
-        if (read == TB::CodeFile::Unreadable)
-            unreadable.insert(file);
+        if (read == TB::CodeFile::Unreadable && !unreadable.contains(file))
+            unreadable.append(file);
     }
 
     // Identity in the board against the project.
