@@ -60,21 +60,72 @@ QSize ValueLabel::minimumSizeHint() const
     return sizeHint();
 }
 
+const ValueLabel::Shaped &ValueLabel::shaped(const QString &text)
+{
+    for (const Shaped &s : m_shaped) {
+        if (s.layout && s.layout->text() == text)
+            return s;
+    }
+    // Laid out as QPainter::drawText lays out one line, once for each text.
+    Shaped &s = m_shaped[m_nextShaped];
+    m_nextShaped = (m_nextShaped + 1) % m_shaped.size();
+    s.layout = std::make_unique<QTextLayout>(text, font());
+    s.layout->setCacheEnabled(true);
+    QTextOption option;
+    option.setWrapMode(QTextOption::NoWrap);
+    s.layout->setTextOption(option);
+    s.layout->beginLayout();
+    QTextLine line = s.layout->createLine();
+    line.setLineWidth(qreal(QWIDGETSIZE_MAX));
+    line.setPosition(QPointF(0, 0));
+    s.layout->endLayout();
+    s.size = QSizeF(line.horizontalAdvance(), line.height());
+    return s;
+}
+
 void ValueLabel::paintEvent(QPaintEvent *event)
 {
     // A new value dirties the contents alone; the frame is drawn only when
     // it is part of what needs painting.
     if (!contentsRect().contains(event->rect()))
         QFrame::paintEvent(event);
+    if (m_text.isEmpty())
+        return;
     QPainter painter(this);
-    style()->drawItemText(&painter, textRect(),
-                          int(QStyle::visualAlignment(layoutDirection(), m_alignment)), palette(),
-                          isEnabled(), m_text, foregroundRole());
+    const QRect rect = textRect();
+    const Qt::Alignment align = QStyle::visualAlignment(layoutDirection(), m_alignment);
+    if (!isEnabled()) {
+        // The style's own disabled look; offline values are seldom painted.
+        style()->drawItemText(&painter, rect, int(align), palette(), false, m_text,
+                              foregroundRole());
+        return;
+    }
+    // Drawn where QPainter::drawText would put it, without shaping the text
+    // again on every paint.
+    const Shaped &text = shaped(m_text);
+    const QSizeF size = text.size;
+    qreal x = rect.left();
+    if (align & Qt::AlignRight)
+        x = rect.left() + rect.width() - size.width();
+    else if (align & Qt::AlignHCenter)
+        x = rect.left() + (rect.width() - size.width()) / 2;
+    qreal y = rect.top();
+    if (align & Qt::AlignBottom)
+        y = rect.top() + rect.height() - size.height();
+    else if (align & Qt::AlignVCenter)
+        y = rect.top() + (rect.height() - size.height()) / 2;
+    painter.setPen(QPen(palette().brush(foregroundRole()), 0));
+    text.layout->lineAt(0).draw(&painter, QPointF(x, y));
 }
 
 void ValueLabel::changeEvent(QEvent *event)
 {
     // The size follows the font and the frame, which are set once.
+    if (event->type() == QEvent::FontChange) {
+        for (Shaped &s : m_shaped)
+            s = Shaped();
+        m_nextShaped = 0;
+    }
     if (event->type() == QEvent::FontChange || event->type() == QEvent::StyleChange ||
         event->type() == QEvent::ContentsRectChange)
         updateGeometry();

@@ -2,6 +2,10 @@
 
 #include <QFrame>
 #include <QString>
+#include <QTextLayout>
+
+#include <array>
+#include <memory>
 
 // A live value on an operator window. Its size comes from the widest text it
 // is meant to show, never from the text it shows: a new value only repaints
@@ -29,8 +33,17 @@ protected:
 private:
     int indent() const;
     QRect textRect() const;
+    struct Shaped {
+        std::unique_ptr<QTextLayout> layout;
+        QSizeF size; // of its one line, by which QPainter::drawText aligns
+    };
+    const Shaped &shaped(const QString &text);
 
     QString m_text;
+    // The last few texts, laid out once: a live value keeps coming back to
+    // the same few ("ON", "off", a speed that hovers).
+    std::array<Shaped, 8> m_shaped;
+    std::size_t m_nextShaped = 0;
     QString m_widestText;
     Qt::Alignment m_alignment = Qt::AlignLeft | Qt::AlignVCenter;
 };
