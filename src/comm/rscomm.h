@@ -201,6 +201,9 @@ private:
     void writeHeld(const QString &add, const QString &value);
     void dumpProgramSteps();
     void uploadProgramSteps();
+    // Runs the steps of a public procedure. A file failure among them is
+    // shown in a box with the procedure's title and ends it; false then.
+    bool runShowingFailure(const QString &title, const std::function<void()> &steps);
 
     struct ProgramState {
         QString pdxPath, revPath, hexPath, lcfPath;

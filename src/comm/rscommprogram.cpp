@@ -149,25 +149,34 @@ bool RSComm::readProjectBoardType(qint16 &code)
     return true;
 }
 
+bool RSComm::runShowingFailure(const QString &title, const std::function<void()> &steps)
+{
+    try {
+        steps();
+        return true;
+    } catch (const ProgramFailure &failure) {
+        m_prompt.ask(title, failure.message(), PromptIcon::Information, PromptButtons::Ok);
+    }
+    return false;
+}
+
 bool RSComm::LoadProgramIdent(const QString &path)
 {
     m_program.ident = m_program.checksum = m_program.revision = QStringLiteral("Unknown");
-    try {
+    bool loaded = false;
+    runShowingFailure(QStringLiteral("RSComm-Set Program Ident"), [&] {
         QByteArray line;
         if (!ProgramFiles::firstLine(path, line))
-            return false;
+            return;
         if (line.size() < 4)
             throw ProgramFailure{5, QStringLiteral("Invalid procedure call or argument")};
         const QString text = QString::fromLatin1(line);
         m_program.ident = text.left(text.size() - 4);
         m_program.checksum = MarkHexToNumber(text.mid(text.size() - 4, 2));
         m_program.revision = MarkHexToNumber(text.right(2));
-        return true;
-    } catch (const ProgramFailure &failure) {
-        m_prompt.ask(QStringLiteral("RSComm-Set Program Ident"), failure.message(),
-                     PromptIcon::Information, PromptButtons::Ok);
-    }
-    return false;
+        loaded = true;
+    });
+    return loaded;
 }
 
 bool RSComm::LoadProgramConfig(const QString &path)
@@ -175,10 +184,11 @@ bool RSComm::LoadProgramConfig(const QString &path)
     m_program.config8190 = 3;
     m_program.config8189 = 0;
     m_program.config8188 = 3;
-    try {
+    bool loaded = false;
+    runShowingFailure(QStringLiteral("RSComm-Set Program Config"), [&] {
         QByteArray line;
         if (!ProgramFiles::firstLine(path, line))
-            return false;
+            return;
         if (line.size() < 40)
             throw ProgramFailure{5, QStringLiteral("Invalid procedure call or argument")};
         auto digit = [&line](int column) {
@@ -188,18 +198,15 @@ bool RSComm::LoadProgramConfig(const QString &path)
         m_program.config8190 = digit(36);
         m_program.config8189 = digit(39);
         m_program.config8188 = digit(40);
-        return true;
-    } catch (const ProgramFailure &failure) {
-        m_prompt.ask(QStringLiteral("RSComm-Set Program Config"), failure.message(),
-                     PromptIcon::Information, PromptButtons::Ok);
-    }
-    return false;
+        loaded = true;
+    });
+    return loaded;
 }
 
 void RSComm::DownloadFile(const QString &pdxFileName)
 {
     m_program.valid = false;
-    try {
+    runShowingFailure(QStringLiteral("RSComm-Download File"), [&] {
         if (!QFileInfo(pdxFileName).isFile())
             return;
         deriveProgramPaths(pdxFileName);
@@ -241,11 +248,7 @@ void RSComm::DownloadFile(const QString &pdxFileName)
                                                    "\r\n\r\nProgram Downloaded Halted!"),
                          PromptIcon::Critical, PromptButtons::Ok);
         }
-    } catch (const ProgramFailure &failure) {
-        m_program.valid = false;
-        m_prompt.ask(QStringLiteral("RSComm-Download File"), failure.message(),
-                     PromptIcon::Information, PromptButtons::Ok);
-    }
+    });
 }
 
 void RSComm::programYield()
@@ -274,11 +277,7 @@ void RSComm::writeHeld(const QString &add, const QString &value)
 void RSComm::DumpProgram()
 {
     const LinkGuard::Hold hold = holdLink();
-    try {
-        dumpProgramSteps();
-    } catch (const ProgramFailure &failure) {
-        m_prompt.ask(QStringLiteral("RSComm DumpProgram"), failure.message(),
-                     PromptIcon::Information, PromptButtons::Ok);
+    if (!runShowingFailure(QStringLiteral("RSComm DumpProgram"), [this] { dumpProgramSteps(); })) {
         OnlineMode = false;
         m_program.valid = false;
     }

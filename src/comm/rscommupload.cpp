@@ -52,7 +52,7 @@ QString hexByte(int value)
 
 void RSComm::UploadFile(const QString &pdxFileName)
 {
-    try {
+    runShowingFailure(QStringLiteral("RSComm UploadFile"), [&] {
         if (!QFileInfo(pdxFileName).isFile())
             return;
         deriveProgramPaths(pdxFileName);
@@ -61,21 +61,13 @@ void RSComm::UploadFile(const QString &pdxFileName)
             m_program.boardType = code;
             m_program.boardName = TargetboardName(code);
         }
-    } catch (const ProgramFailure &failure) {
-        m_prompt.ask(QStringLiteral("RSComm UploadFile"), failure.message(),
-                     PromptIcon::Information, PromptButtons::Ok);
-    }
+    });
 }
 
 void RSComm::UploadProgram()
 {
     const LinkGuard::Hold hold = holdLink();
-    try {
-        uploadProgramSteps();
-    } catch (const ProgramFailure &failure) {
-        m_prompt.ask(QStringLiteral("RSComm-Upload Program"), failure.message(),
-                     PromptIcon::Information, PromptButtons::Ok);
-    }
+    runShowingFailure(QStringLiteral("RSComm-Upload Program"), [this] { uploadProgramSteps(); });
     m_program.readingIdent = false;
     m_program.inUploadMode = false;
 }
