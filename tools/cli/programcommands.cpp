@@ -12,13 +12,15 @@ namespace
 
 constexpr int kDeclined = 1;
 
+enum class Direction { Download, Upload };
+
 // "Writing to Program Address: 4A30H  37%  0:42 left", redrawn at most four
 // times a second on a terminal, once a second into a file or pipe.
 class ProgressLine
 {
 public:
-    ProgressLine(RSComm &comm, QTextStream &out, bool interactive, bool upload)
-        : m_comm(comm), m_out(out), m_interactive(interactive), m_upload(upload)
+    ProgressLine(RSComm &comm, QTextStream &out, bool interactive, Direction direction)
+        : m_comm(comm), m_out(out), m_interactive(interactive), m_direction(direction)
     {
         m_clock.start();
     }
@@ -31,9 +33,10 @@ public:
         m_shownAt = now;
         const int done = m_comm.programRecordsDone();
         const int total = m_comm.programRecordCount();
-        QString line = (m_upload ? QStringLiteral("Reading From Program Address: ")
-                                 : QStringLiteral("Writing to Program Address: ")) +
-                       m_comm.CurrentProgramAdd();
+        QString line =
+            (m_direction == Direction::Upload ? QStringLiteral("Reading From Program Address: ")
+                                              : QStringLiteral("Writing to Program Address: ")) +
+            m_comm.CurrentProgramAdd();
         if (total > 0) {
             line += QStringLiteral("  %1%").arg(100 * done / total, 3);
             if (done > 0) {
@@ -57,11 +60,23 @@ private:
     RSComm &m_comm;
     QTextStream &m_out;
     bool m_interactive;
-    bool m_upload;
+    Direction m_direction;
     QElapsedTimer m_clock;
     qint64 m_shownAt = -1000000;
     bool m_shown = false;
 };
+
+// Runs a program transfer with its progress line on stderr.
+void withProgress(CliContext &ctx, Direction direction, void (RSComm::*transfer)())
+{
+    RSComm &comm = ctx.comm;
+    ProgressLine progress(comm, ctx.err, ctx.interactive, direction);
+    comm.setProgramYield([&progress]() { progress.update(); });
+    (comm.*transfer)();
+    progress.update(true);
+    progress.finish();
+    comm.setProgramYield({});
+}
 
 int usage(CliContext &ctx, const QString &problem)
 {
@@ -82,12 +97,7 @@ int download(const QString &project, CliContext &ctx, ConsolePrompt &prompt)
     if (!ctx.goOnline())
         return CliExit::CommFailure;
 
-    ProgressLine progress(comm, ctx.err, ctx.interactive, false);
-    comm.setProgramYield([&progress]() { progress.update(); });
-    comm.DumpProgram();
-    progress.update(true);
-    progress.finish();
-    comm.setProgramYield({});
+    withProgress(ctx, Direction::Download, &RSComm::DumpProgram);
 
     const QString last = prompt.lastText();
     if (last == u"Program Download Complete!")
@@ -107,12 +117,7 @@ int upload(const QString &project, CliContext &ctx, ConsolePrompt &prompt)
         return CliExit::CommFailure;
     comm.UploadFile(project);
     comm.setInUploadMode(true);
-    ProgressLine progress(comm, ctx.err, ctx.interactive, true);
-    comm.setProgramYield([&progress]() { progress.update(); });
-    comm.UploadProgram();
-    progress.update(true);
-    progress.finish();
-    comm.setProgramYield({});
+    withProgress(ctx, Direction::Upload, &RSComm::UploadProgram);
 
     if (prompt.lastText() == u"Program Upload Complete!")
         return CliExit::Ok;
