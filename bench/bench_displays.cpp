@@ -14,6 +14,7 @@
 #include "countingport.h"
 #include "displays/displayform.h"
 #include "fakes/boardsimprocess.h"
+#include "fakes/loggingprompt.h"
 #include "machine/machinedata.h"
 #include "machine/registermap.h"
 
@@ -100,22 +101,16 @@ int main(int argc, char *argv[])
     constexpr double MaxExchangesPerSecond = Baud / 20.0;
 
     QTemporaryDir dir;
-    QDir().mkpath(dir.filePath(QStringLiteral("Support")));
-    QFile cfg(dir.filePath(QStringLiteral("Support/RSPort.cfg")));
-    if (!cfg.open(QIODevice::WriteOnly))
-        return 1;
-    cfg.write(QByteArray::number(Port) + ",9600\r\n");
-    cfg.close();
 
     BoardSimProcess sim;
     if (!sim.start({QStringLiteral("--pace"), QString::number(Baud)}) ||
-        !sim.linkAsPort(dir.path(), Port)) {
+        !sim.useAsPort(dir.path(), Port, Baud)) {
         std::fprintf(stderr, "bench_displays: kestro-boardsim did not start (KESTRO_BIN_DIR?)\n");
         return 1;
     }
 
     SteadyClock clock;
-    bench::QuietPrompt prompt;
+    LoggingPrompt prompt;
     PosixSerialPort posixPort(clock, dir.path());
     CountingPort port(posixPort);
     RSComm comm(clock, prompt, dir.path());

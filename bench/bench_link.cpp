@@ -10,6 +10,7 @@
 #include "benchfigures.h"
 #include "countingport.h"
 #include "fakes/boardsimprocess.h"
+#include "fakes/loggingprompt.h"
 
 #include "comm/clock.h"
 #include "comm/operatorprompt.h"
@@ -35,22 +36,12 @@ namespace
 
 constexpr int Baud = 9600;
 
-class NoPrompt final : public OperatorPrompt
-{
-public:
-    PromptAnswer ask(const QString &title, const QString &text, PromptIcon, PromptButtons) override
-    {
-        QTextStream(stderr) << "unexpected message: " << title << ": " << text << Qt::endl;
-        return PromptAnswer::Cancel;
-    }
-};
-
 // A link through a counting port to a fresh simulator started with the given options.
 struct Bench {
     QTemporaryDir dir;
     BoardSimProcess sim;
     SteadyClock clock;
-    NoPrompt prompt;
+    LoggingPrompt prompt;
     PosixSerialPort posixPort{clock, dir.path()};
     CountingPort port{posixPort};
     RSComm comm{clock, prompt, dir.path()};
@@ -66,11 +57,11 @@ struct Bench {
 
     bool goOnline(int baud)
     {
-        QFile cfg(comm.CommSettingsFile());
-        if (!cfg.open(QIODevice::WriteOnly))
+        CommSettings settings;
+        settings.baud = baud;
+        if (CommSettings::write(comm.CommSettingsFile(), settings,
+                                CommSettings::LineStyle::Compact))
             return false;
-        cfg.write(QByteArray::number(1) + ',' + QByteArray::number(baud) + "\r\n");
-        cfg.close();
         comm.OpenRSComm(port);
         if (!comm.OnlineMode)
             std::printf("ERROR: the simulator did not answer\n");

@@ -12,6 +12,7 @@
 #include "comm/posixserialport.h"
 #include "comm/rscomm.h"
 #include "fakes/boardsimprocess.h"
+#include "fakes/loggingprompt.h"
 #include "machine/machinedata.h"
 #include "targetboard/frmtargetboard.h"
 
@@ -25,11 +26,6 @@
 
 #include <cstdio>
 
-namespace
-{
-
-} // namespace
-
 int main(int argc, char *argv[])
 {
     if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
@@ -40,12 +36,6 @@ int main(int argc, char *argv[])
     constexpr int Baud = 9600;
 
     QTemporaryDir dir;
-    QDir().mkpath(dir.filePath(QStringLiteral("Support")));
-    QFile cfg(dir.filePath(QStringLiteral("Support/RSPort.cfg")));
-    if (!cfg.open(QIODevice::WriteOnly))
-        return 1;
-    cfg.write(QByteArray::number(Port) + ",9600\r\n");
-    cfg.close();
     // An R5110 project: every field of the window is shown and polled.
     QFile pdx(dir.filePath(QStringLiteral("LINE.pdx")));
     if (!pdx.open(QIODevice::WriteOnly))
@@ -55,14 +45,14 @@ int main(int argc, char *argv[])
 
     BoardSimProcess sim;
     if (!sim.start({QStringLiteral("--pace"), QString::number(Baud)}) ||
-        !sim.linkAsPort(dir.path(), Port)) {
+        !sim.useAsPort(dir.path(), Port, Baud)) {
         std::fprintf(stderr,
                      "bench_targetboard: kestro-boardsim did not start (KESTRO_BIN_DIR?)\n");
         return 1;
     }
 
     SteadyClock clock;
-    bench::QuietPrompt prompt;
+    LoggingPrompt prompt;
     PosixSerialPort port(clock, dir.path());
     RSComm comm(clock, prompt, dir.path());
     MachineData data;

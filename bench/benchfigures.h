@@ -1,7 +1,5 @@
 #pragma once
 
-#include "comm/operatorprompt.h"
-
 #include <sys/resource.h>
 
 #include <chrono>
@@ -9,18 +7,6 @@
 
 namespace bench
 {
-
-// Prints every question the link asks and answers it OK or Cancel.
-class QuietPrompt final : public OperatorPrompt
-{
-public:
-    PromptAnswer ask(const QString &title, const QString &text, PromptIcon,
-                     PromptButtons buttons) override
-    {
-        std::fprintf(stderr, "[%s] %s\n", qPrintable(title), qPrintable(text));
-        return buttons == PromptButtons::Ok ? PromptAnswer::Ok : PromptAnswer::Cancel;
-    }
-};
 
 inline double cpuSeconds()
 {

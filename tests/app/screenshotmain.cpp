@@ -8,6 +8,7 @@
 #include "comm/operatorprompt.h"
 #include "comm/posixserialport.h"
 #include "comm/rscomm.h"
+#include "fakes/loggingprompt.h"
 #include "machine/machinedata.h"
 
 #include <QAction>
@@ -18,31 +19,6 @@
 #include <QTimer>
 
 #include <cstdio>
-
-namespace
-{
-
-// Nobody is there to answer: every question is written out and gets the
-// answer that changes nothing.
-class LoggingPrompt final : public OperatorPrompt
-{
-public:
-    PromptAnswer ask(const QString &title, const QString &text, PromptIcon,
-                     PromptButtons buttons) override
-    {
-        std::fprintf(stderr, "[%s] %s\n", qPrintable(title), qPrintable(text));
-        switch (buttons) {
-        case PromptButtons::Ok:
-            return PromptAnswer::Ok;
-        case PromptButtons::YesNo:
-            return PromptAnswer::No;
-        default:
-            return PromptAnswer::Cancel;
-        }
-    }
-};
-
-} // namespace
 
 int main(int argc, char *argv[])
 {

@@ -42,19 +42,12 @@ struct DisplayFixture {
         QLocale::setDefault(QLocale(QLocale::English, QLocale::UnitedStates));
         if (!dir.isValid())
             return false;
-        const QString support = QDir(dir.path()).filePath(QStringLiteral("Support"));
-        QDir().mkpath(support);
-        QFile cfg(QDir(support).filePath(QStringLiteral("RSPort.cfg")));
-        if (!cfg.open(QIODevice::WriteOnly))
-            return false;
-        cfg.write(QStringLiteral("%1,9600\r\n").arg(number).toUtf8());
-        cfg.close();
         port = std::make_unique<PosixSerialPort>(clock, dir.path());
         comm = std::make_unique<RSComm>(clock, prompt, dir.path());
         util = std::make_unique<ModUtility>(*comm, *port, prompt, clock, data, dir.path());
         util->InitializeGlobals();
         return sim.start(QStringList{QStringLiteral("--frozen")} + simArgs) &&
-               sim.linkAsPort(dir.path(), number);
+               sim.useAsPort(dir.path(), number);
     }
 
     void stop() { sim.stop(); }

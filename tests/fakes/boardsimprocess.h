@@ -1,5 +1,7 @@
 #pragma once
 
+#include "comm/commsettings.h"
+
 #include <QDir>
 #include <QFile>
 #include <QProcess>
@@ -41,6 +43,18 @@ public:
         const QString link = QDir(support).filePath(QStringLiteral("COM%1").arg(portNumber));
         QFile::remove(link);
         return QFile::link(m_slavePath, link);
+    }
+
+    // Makes port n of a program folder lead to the simulator, and the link's
+    // settings file choose that port at the given speed.
+    bool useAsPort(const QString &programDir, int portNumber, int baud = 9600) const
+    {
+        CommSettings settings;
+        settings.port = portNumber;
+        settings.baud = baud;
+        return !CommSettings::write(QDir(programDir).filePath(QStringLiteral("Support/RSPort.cfg")),
+                                    settings, CommSettings::LineStyle::Compact) &&
+               linkAsPort(programDir, portNumber);
     }
 
     // Removes port n's link from the build folder, where the command-line

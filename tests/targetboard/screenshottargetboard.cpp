@@ -9,6 +9,7 @@
 #include "comm/operatorprompt.h"
 #include "comm/posixserialport.h"
 #include "comm/rscomm.h"
+#include "fakes/loggingprompt.h"
 #include "machine/machinedata.h"
 #include "targetboard/frmtargetboard.h"
 
@@ -21,22 +22,6 @@
 #include <QTimer>
 
 #include <cstdio>
-
-namespace
-{
-
-class LoggingPrompt final : public OperatorPrompt
-{
-public:
-    PromptAnswer ask(const QString &title, const QString &text, PromptIcon,
-                     PromptButtons buttons) override
-    {
-        std::fprintf(stderr, "[%s] %s\n", qPrintable(title), qPrintable(text));
-        return escapeAnswer(buttons);
-    }
-};
-
-} // namespace
 
 int main(int argc, char *argv[])
 {
