@@ -7,6 +7,7 @@
 #   tools/run-kestro.sh [BIN_DIR]      (default: build/bin beside this script)
 set -euo pipefail
 top=$(cd "$(dirname "$0")/.." && pwd)
+. "$top/tools/scripts/simulator.sh"
 bin=$(cd "${1:-$top/build/bin}" && pwd)
 shift || true
 
@@ -38,18 +39,9 @@ if [ -e "$link" ] || [ -L "$link" ]; then
 fi
 
 mkdir -p "$bin/Support"
-coproc SIM { exec "$bin/kestro-boardsim" --link "$link" --pace "$speed"; }
-sim_pid=$SIM_PID
-stop_sim() {
-  if kill -0 "$sim_pid" 2>/dev/null; then
-    echo quit >&"${SIM[1]}" 2>/dev/null || kill "$sim_pid" 2>/dev/null || true
-    wait "$sim_pid" 2>/dev/null || true
-  fi
-}
-trap stop_sim EXIT
+start_simulator "$bin" "$link" --pace "$speed"
 trap 'exit 130' INT TERM HUP
-read -r pty <&"${SIM[0]}"
-echo "Simulated T6800 board on $pty as port $port at $speed baud."
+echo "Simulated T6800 board on $sim_pty as port $port at $speed baud."
 echo "Choose View > Online Data (F3) to go online."
 status=0
 "$bin/kestro" "$@" || status=$?

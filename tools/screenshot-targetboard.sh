@@ -6,6 +6,7 @@
 #   tools/screenshot-targetboard.sh [OUT_DIR] [BIN_DIR]
 set -euo pipefail
 top=$(cd "$(dirname "$0")/.." && pwd)
+. "$top/tools/scripts/simulator.sh"
 out=${1:-/tmp/kestro-targetboard}
 bin=${2:-$top/build/bin}
 case "$out" in /*) ;; *) out="$PWD/$out" ;; esac
@@ -19,25 +20,16 @@ fi
 # A program folder of its own: the simulator is its port 1; the project is
 # the one the board holds.
 dir=$(mktemp -d)
+sim_scratch=$dir
 mkdir -p "$dir/Support" "$dir/project"
 cp "$bin"/Support/*.txt "$dir/Support/" 2>/dev/null || true
 printf 'ADECOR,1\r\n' >"$dir/project/DECOR.pdx"
 printf 'DECOR213<=05\r\n' >"$dir/project/DECOR.rev"
 printf ':00000001FF\r\n' >"$dir/project/DECOR.hex"
-coproc SIM { exec "$bin/kestro-boardsim" --link "$dir/Support/COM1" --pace 9600; }
-sim_pid=$SIM_PID
-cleanup() {
-  echo quit >&"${SIM[1]}" 2>/dev/null || kill "$sim_pid" 2>/dev/null || true
-  wait "$sim_pid" 2>/dev/null || true
-  rm -rf "$dir"
-}
-trap cleanup EXIT
-read -r pty <&"${SIM[0]}"
-echo "Simulated board on $pty"
+start_simulator "$bin" "$dir/Support/COM1" --pace 9600
+echo "Simulated board on $sim_pty"
 for line in "fault 26" "set B8176 5" "set B8179 18"; do
-  echo "$line" >&"${SIM[1]}"
-  read -r answer <&"${SIM[0]}"
-  echo "$line: $answer"
+  echo "$line: $(sim_command "$line")"
 done
 
 xvfb-run -a -s "-screen 0 1024x720x24" \
