@@ -28,16 +28,8 @@ class TestCliBoardE2E : public QObject
     static constexpr int kPort = 27;
 
 private slots:
-    void initTestCase()
-    {
-        QVERIFY(m_sim.start({QStringLiteral("--frozen")}));
-        QVERIFY(m_sim.linkAsPort(BoardSimProcess::binDir(), kPort));
-    }
-    void cleanupTestCase()
-    {
-        m_sim.stop();
-        BoardSimProcess::unlinkPort(kPort);
-    }
+    void initTestCase() { QVERIFY(m_sim.startOnCliPort(kPort, {QStringLiteral("--frozen")})); }
+    void cleanupTestCase() { m_sim.stop(); }
     void init()
     {
         QCOMPARE(m_sim.command(QStringLiteral("silent off")), QStringLiteral("ok"));

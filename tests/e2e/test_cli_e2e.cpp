@@ -17,16 +17,8 @@ class TestCliE2E : public QObject
     static constexpr int kPort = 21;
 
 private slots:
-    void initTestCase()
-    {
-        QVERIFY(m_sim.start({QStringLiteral("--frozen")}));
-        QVERIFY(m_sim.linkAsPort(BoardSimProcess::binDir(), kPort));
-    }
-    void cleanupTestCase()
-    {
-        m_sim.stop();
-        BoardSimProcess::unlinkPort(kPort);
-    }
+    void initTestCase() { QVERIFY(m_sim.startOnCliPort(kPort, {QStringLiteral("--frozen")})); }
+    void cleanupTestCase() { m_sim.stop(); }
 
     void writeThenReadBack_data()
     {
@@ -132,14 +124,13 @@ private slots:
     {
         BoardSimProcess vanishing;
         // Probe, handshake (2), then part of a double read: gone after 6 bytes.
-        QVERIFY(vanishing.start(
+        QVERIFY(vanishing.startOnCliPort(
+            kPort + 1,
             {QStringLiteral("--frozen"), QStringLiteral("--close-after"), QStringLiteral("6")}));
-        QVERIFY(vanishing.linkAsPort(BoardSimProcess::binDir(), kPort + 1));
         const Run r = cli(kPort + 1, {QStringLiteral("read"), QStringLiteral("D1100")});
         QCOMPARE(r.exitCode, 3);
         QVERIFY2(r.ms < 4000, qPrintable(QString::number(r.ms))); // no time-out sequence
         QVERIFY(r.out.isEmpty());
-        BoardSimProcess::unlinkPort(kPort + 1);
     }
 };
 

@@ -33,13 +33,7 @@ class TestCliFaults : public QObject
         bool start(int portNumber, const QStringList &faults)
         {
             port = portNumber;
-            return sim.start(QStringList{QStringLiteral("--frozen")} + faults) &&
-                   sim.linkAsPort(BoardSimProcess::binDir(), port);
-        }
-        ~Board()
-        {
-            sim.stop();
-            BoardSimProcess::unlinkPort(port);
+            return sim.startOnCliPort(port, QStringList{QStringLiteral("--frozen")} + faults);
         }
     };
 

@@ -25,8 +25,6 @@ class TestDataTransferE2E : public QObject
     static Run finish(QProcess &p) { return ProgramRun::finish(p); }
     static Run cli(int port, const QStringList &args) { return ProgramRun::cli(port, args); }
 
-    static void removePortLink(int port) { BoardSimProcess::unlinkPort(port); }
-
     // The board's values of a record's items, asked from the simulator itself.
     static QList<qint32> boardValues(BoardSimProcess &sim, const DataSet &record)
     {
@@ -82,15 +80,9 @@ private slots:
     void initTestCase()
     {
         QVERIFY(m_dir.isValid());
-        QVERIFY(m_sim.start({QStringLiteral("--frozen")}));
-        QVERIFY(m_sim.linkAsPort(BoardSimProcess::binDir(), kPort));
+        QVERIFY(m_sim.startOnCliPort(kPort, {QStringLiteral("--frozen")}));
     }
-    void cleanupTestCase()
-    {
-        m_sim.stop();
-        for (int port = kPort; port <= kPort + 3; ++port)
-            removePortLink(port);
-    }
+    void cleanupTestCase() { m_sim.stop(); }
 
     void uploadAllMatchesTheBoard()
     {
@@ -255,8 +247,7 @@ private slots:
         // The simulator ends when it vanishes, so what it received cannot be
         // asked afterwards; the silent board below shows the prefix instead.
         BoardSimProcess vanishing;
-        QVERIFY(vanishing.start({"--frozen", "--close-after", "400"}));
-        QVERIFY(vanishing.linkAsPort(BoardSimProcess::binDir(), kPort + 1));
+        QVERIFY(vanishing.startOnCliPort(kPort + 1, {"--frozen", "--close-after", "400"}));
         const QString file = filePath("vanish.sdt");
         DataSet before;
         prepareChangedFile(vanishing, file, before);
@@ -274,14 +265,12 @@ private slots:
         const QRegularExpressionMatch m = stopped.match(r.err);
         QVERIFY2(m.hasMatch(), qPrintable(r.err));
         QVERIFY(m.captured(1).toInt() > 10 && m.captured(1).toInt() < 138);
-        removePortLink(kPort + 1);
     }
 
     void boardGoingSilentPartWay()
     {
         BoardSimProcess slow;
-        QVERIFY(slow.start({"--frozen", "--delay-ms", "3"}));
-        QVERIFY(slow.linkAsPort(BoardSimProcess::binDir(), kPort + 2));
+        QVERIFY(slow.startOnCliPort(kPort + 2, {"--frozen", "--delay-ms", "3"}));
         const QString file = filePath("silent.sdt");
         DataSet before;
         const DataSet sent = prepareChangedFile(slow, file, before);
@@ -303,7 +292,6 @@ private slots:
                  qPrintable(r.err));
         const int k = transferredPrefix(boardValues(slow, before), sent.Value, before.Value);
         QVERIFY2(k > 40 && k < gLastIndex, qPrintable(QString::number(k)));
-        removePortLink(kPort + 2);
     }
 
     void interruptedUploadLeavesFileAlone()
@@ -316,14 +304,12 @@ private slots:
         f.close();
 
         BoardSimProcess vanishing;
-        QVERIFY(vanishing.start({"--frozen", "--close-after", "300"}));
-        QVERIFY(vanishing.linkAsPort(BoardSimProcess::binDir(), kPort + 3));
+        QVERIFY(vanishing.startOnCliPort(kPort + 3, {"--frozen", "--close-after", "300"}));
         QCOMPARE(vanishing.command("set D1304 111"), QStringLiteral("ok"));
         const Run r = cli(kPort + 3, {"upload", "all", file});
         QCOMPARE(r.exitCode, 3);
         QVERIFY(f.open(QIODevice::ReadOnly));
         QCOMPARE(f.readAll(), old);
-        removePortLink(kPort + 3);
     }
 };
 

@@ -29,8 +29,6 @@ class TestPlsE2E : public QObject
     }
     qint64 traceSize() const { return QFileInfo(m_dir.filePath(QStringLiteral("trace"))).size(); }
 
-    static void removePort(int port) { BoardSimProcess::unlinkPort(port); }
-
     QTemporaryDir m_dir;
     BoardSimProcess m_sim;
     static constexpr int kPort = 61;
@@ -39,15 +37,10 @@ private slots:
     void initTestCase()
     {
         QVERIFY(m_dir.isValid());
-        QVERIFY(m_sim.start({QStringLiteral("--frozen"), QStringLiteral("--trace"),
-                             m_dir.filePath(QStringLiteral("trace"))}));
-        QVERIFY(m_sim.linkAsPort(BoardSimProcess::binDir(), kPort));
+        QVERIFY(m_sim.startOnCliPort(kPort, {QStringLiteral("--frozen"), QStringLiteral("--trace"),
+                                             m_dir.filePath(QStringLiteral("trace"))}));
     }
-    void cleanupTestCase()
-    {
-        m_sim.stop();
-        removePort(kPort);
-    }
+    void cleanupTestCase() { m_sim.stop(); }
 
     void setpointProgrammedAndRecalled()
     {
@@ -228,9 +221,9 @@ private slots:
     {
         BoardSimProcess vanishing;
         // Probe, handshake (2) and five values; the ninth byte is not answered.
-        QVERIFY(vanishing.start(
+        QVERIFY(vanishing.startOnCliPort(
+            kPort + 3,
             {QStringLiteral("--frozen"), QStringLiteral("--close-after"), QStringLiteral("9")}));
-        QVERIFY(vanishing.linkAsPort(BoardSimProcess::binDir(), kPort + 3));
         const QString path = writeFile(QStringLiteral("kept.txt"), "earlier\n");
         const Run r = cli(kPort + 3, {QStringLiteral("config-upload"), path});
         QCOMPARE(r.exitCode, 3);
@@ -242,7 +235,6 @@ private slots:
         QCOMPARE(f.readAll(), QByteArray("earlier\n"));
         QCOMPARE(QDir(m_dir.path()).entryList(QDir::Files | QDir::Hidden).filter(u"kept"),
                  QStringList{QStringLiteral("kept.txt")});
-        removePort(kPort + 3);
     }
 
     void usageErrors()
@@ -260,9 +252,9 @@ private slots:
     void busyLimitSwitch()
     {
         BoardSimProcess busy;
-        QVERIFY(busy.start(
+        QVERIFY(busy.startOnCliPort(
+            kPort + 1,
             {QStringLiteral("--frozen"), QStringLiteral("--pls-busy-ms"), QStringLiteral("1500")}));
-        QVERIFY(busy.linkAsPort(BoardSimProcess::binDir(), kPort + 1));
         Run r = cli(kPort + 1, {QStringLiteral("clear"), QStringLiteral("1")});
         QVERIFY2(r.exitCode == 0, qPrintable(r.err));
         QVERIFY2(r.ms >= 1500, qPrintable(QString::number(r.ms)));
@@ -280,18 +272,16 @@ private slots:
         QVERIFY2(r.ms >= 3000 && r.ms < 5000, qPrintable(QString::number(r.ms)));
         // What the board took is stored; it is only the ready answer that never came.
         QCOMPARE(busy.command(QStringLiteral("pls channel 1")), QStringLiteral("setpoint 10 20"));
-        removePort(kPort + 1);
     }
 
     void silentBoard()
     {
         BoardSimProcess silent;
-        QVERIFY(silent.start({QStringLiteral("--frozen"), QStringLiteral("--silent")}));
-        QVERIFY(silent.linkAsPort(BoardSimProcess::binDir(), kPort + 2));
+        QVERIFY(silent.startOnCliPort(kPort + 2,
+                                      {QStringLiteral("--frozen"), QStringLiteral("--silent")}));
         const Run r = cli(kPort + 2, {QStringLiteral("query")});
         QCOMPARE(r.exitCode, 3);
         QVERIFY(r.out.isEmpty());
-        removePort(kPort + 2);
     }
 };
 

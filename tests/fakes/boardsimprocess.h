@@ -72,14 +72,26 @@ public:
         return readLine(5000);
     }
 
+    // Starts the simulator as port n of the command-line tool: a link in the
+    // build folder's Support/, removed again when the simulator is stopped.
+    bool startOnCliPort(int portNumber, const QStringList &args)
+    {
+        m_cliPort = portNumber;
+        return start(args) && linkAsPort(binDir(), portNumber);
+    }
+
     void stop()
     {
-        if (m_process.state() == QProcess::NotRunning)
-            return;
-        m_process.write("quit\n");
-        if (!m_process.waitForFinished(2000)) {
-            m_process.kill();
-            m_process.waitForFinished(2000);
+        if (m_process.state() != QProcess::NotRunning) {
+            m_process.write("quit\n");
+            if (!m_process.waitForFinished(2000)) {
+                m_process.kill();
+                m_process.waitForFinished(2000);
+            }
+        }
+        if (m_cliPort > 0) {
+            unlinkPort(m_cliPort);
+            m_cliPort = 0;
         }
     }
 
@@ -99,4 +111,5 @@ private:
 
     QProcess m_process;
     QString m_slavePath;
+    int m_cliPort = 0;
 };
