@@ -125,9 +125,12 @@ struct AppHarness {
 
     QString programDir() const { return dir.path(); }
 
+    enum class BackgroundTimer { Stopped, Running };
+
     // Builds the program folder and the window. The window's own timer is
-    // stopped so each test decides when a background tick runs.
-    bool start(bool keepTimer = false)
+    // stopped unless asked for, so each test decides when a background tick
+    // runs.
+    bool start(BackgroundTimer timer = BackgroundTimer::Stopped)
     {
         if (!dir.isValid() || !prepareProgramDir(dir.path()))
             return false;
@@ -136,9 +139,17 @@ struct AppHarness {
         comm = std::make_unique<RSComm>(clock, prompt, dir.path());
         window = std::make_unique<frmMDIMain>(
             frmMDIMain::Collaborators{*comm, *port, prompt, clock, data, dialogs, dir.path()});
-        if (!keepTimer)
+        if (timer == BackgroundTimer::Stopped)
             window->tmrBackgroungUpdate->stop();
         return true;
+    }
+
+    // The same, with a simulator started with these options as port 1.
+    bool startWithBoard(BoardSimProcess &sim,
+                        const QStringList &simArgs = {QStringLiteral("--frozen")},
+                        BackgroundTimer timer = BackgroundTimer::Stopped)
+    {
+        return start(timer) && sim.start(simArgs) && sim.linkAsPort(dir.path(), 1);
     }
 
     frmMDIMain &w() { return *window; }

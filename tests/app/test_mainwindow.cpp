@@ -138,7 +138,7 @@ void TestMainWindow::startupState()
 
     // The window's own timer runs from the start.
     AppHarness running;
-    QVERIFY(running.start(true));
+    QVERIFY(running.start(AppHarness::BackgroundTimer::Running));
     QVERIFY(running.w().tmrBackgroungUpdate->isActive());
 }
 

@@ -60,8 +60,7 @@ private:
     // A started window online against a still simulator on port 1.
     bool online(AppHarness &h, BoardSimProcess &sim)
     {
-        if (!h.start() || !sim.start({QStringLiteral("--frozen")}) ||
-            !sim.linkAsPort(h.programDir(), 1))
+        if (!h.startWithBoard(sim))
             return false;
         h.w().mnuViewOnline_Click();
         return h.comm->OnlineMode && h.w().panelText(2) == QLatin1String("ONLINE");
@@ -72,9 +71,7 @@ void TestMainWindowOnline::goingOnlineReadsTheBoardConstantsOncePerRun()
 {
     AppHarness h;
     BoardSimProcess sim;
-    QVERIFY(h.start());
-    QVERIFY(sim.start({QStringLiteral("--frozen")}));
-    QVERIFY(sim.linkAsPort(h.programDir(), 1));
+    QVERIFY(h.startWithBoard(sim));
     QVERIFY(sim.command(QStringLiteral("set B52 24")) == QLatin1String("ok"));
     frmMDIMain &w = h.w();
 

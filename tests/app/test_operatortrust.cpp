@@ -82,8 +82,8 @@ private:
     // background tick running as in the program.
     bool online(AppHarness &h, BoardSimProcess &sim, const QStringList &simArgs = {})
     {
-        if (!h.start(true) || !sim.start(QStringList{QStringLiteral("--frozen")} + simArgs) ||
-            !sim.linkAsPort(h.programDir(), 1))
+        if (!h.startWithBoard(sim, QStringList{QStringLiteral("--frozen")} + simArgs,
+                              AppHarness::BackgroundTimer::Running))
             return false;
         h.w().resize(1000, 720);
         h.w().show();
@@ -216,9 +216,8 @@ void TestOperatorTrust::retryAfterTheBoardAnswersAgainGoesOnline()
 {
     AppHarness h;
     BoardSimProcess sim;
-    QVERIFY(h.start(true));
-    QVERIFY(sim.start({QStringLiteral("--frozen"), QStringLiteral("--silent")}));
-    QVERIFY(sim.linkAsPort(h.programDir(), 1));
+    QVERIFY(h.startWithBoard(sim, {QStringLiteral("--frozen"), QStringLiteral("--silent")},
+                             AppHarness::BackgroundTimer::Running));
     h.w().show();
     QVERIFY(QTest::qWaitForWindowActive(&h.w()));
     QPointer<ChildForm> display = h.w().currentChild();

@@ -26,7 +26,7 @@ private slots:
     void offlineNoAsksForNoFile()
     {
         AppHarness h;
-        QVERIFY(h.start(true));
+        QVERIFY(h.start(AppHarness::BackgroundTimer::Running));
         h.w().show();
         QVERIFY(QTest::qWaitForWindowExposed(&h.w()));
         h.prompt.answers = {PromptAnswer::No};
@@ -40,9 +40,8 @@ private slots:
     {
         AppHarness h;
         BoardSimProcess sim;
-        QVERIFY(h.start(true));
-        QVERIFY(sim.start({QStringLiteral("--frozen")}));
-        QVERIFY(sim.linkAsPort(h.programDir(), 1));
+        QVERIFY(h.startWithBoard(sim, {QStringLiteral("--frozen")},
+                                 AppHarness::BackgroundTimer::Running));
         h.w().show();
         QVERIFY(QTest::qWaitForWindowExposed(&h.w()));
         h.w().mnuViewOnline_Click();
@@ -105,9 +104,7 @@ private slots:
     {
         AppHarness h;
         BoardSimProcess sim;
-        QVERIFY(h.start());
-        QVERIFY(sim.start({QStringLiteral("--frozen")}));
-        QVERIFY(sim.linkAsPort(h.programDir(), 1));
+        QVERIFY(h.startWithBoard(sim));
         h.w().show();
         QVERIFY(QTest::qWaitForWindowExposed(&h.w()));
         h.w().mnuViewOnline_Click();

@@ -168,10 +168,8 @@ void TestSetupComm::loadsTheSavedSettingsAndLimitsThem()
 void TestSetupComm::showsTheDeviceAPortResolvesTo()
 {
     AppHarness h;
-    QVERIFY(h.start());
     BoardSimProcess sim;
-    QVERIFY(sim.start({QStringLiteral("--frozen")}));
-    QVERIFY(sim.linkAsPort(h.programDir(), 1));
+    QVERIFY(h.startWithBoard(sim));
     QVERIFY(QFile::link(QStringLiteral("/nonexistent/kestro-test-device"),
                         QDir(h.programDir()).filePath(QStringLiteral("Support/COM7"))));
     frmSetupComm window(*h.comm, *h.port, h.prompt, h.programDir());
@@ -241,10 +239,8 @@ void TestSetupComm::spinnerStaysInRange()
 void TestSetupComm::onlineSaveReconnects()
 {
     AppHarness h;
-    QVERIFY(h.start());
     BoardSimProcess sim;
-    QVERIFY(sim.start({QStringLiteral("--frozen")}));
-    QVERIFY(sim.linkAsPort(h.programDir(), 1));
+    QVERIFY(h.startWithBoard(sim));
     h.w().mnuViewOnline_Click();
     QVERIFY(h.comm->OnlineMode);
     const int opens = h.port->openCount;

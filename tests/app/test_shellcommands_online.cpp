@@ -52,8 +52,7 @@ private slots:
 private:
     bool online(AppHarness &h, BoardSimProcess &sim)
     {
-        if (!h.start() || !sim.start({QStringLiteral("--frozen")}) ||
-            !sim.linkAsPort(h.programDir(), 1))
+        if (!h.startWithBoard(sim))
             return false;
         h.w().show();
         if (!QTest::qWaitForWindowExposed(&h.w()))

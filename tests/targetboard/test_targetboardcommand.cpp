@@ -62,9 +62,7 @@ private slots:
     {
         AppHarness h;
         BoardSimProcess sim;
-        QVERIFY(h.start());
-        QVERIFY(sim.start({QStringLiteral("--frozen")}));
-        QVERIFY(sim.linkAsPort(h.programDir(), 1));
+        QVERIFY(h.startWithBoard(sim));
         h.w().show();
         QVERIFY(QTest::qWaitForWindowActive(&h.w()));
 
