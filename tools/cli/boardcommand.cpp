@@ -148,7 +148,20 @@ int runBoardCommand(const QStringList &args, CliContext &ctx)
             return CliExit::CommFailure;
         codes[i] = TB::codeText(value.toLongLong());
     }
+    // Each code file read once for its rows: fault codes, then comm errors.
+    struct CodeFileRead {
+        QString path;
+        QByteArray content;
+        TB::CodeFile state;
+    };
+    CodeFileRead codeFiles[2] = {{TB::faultCodesFile(programDir), {}, {}},
+                                 {TB::commErrCodesFile(programDir), {}, {}}};
     QStringList unreadable;
+    for (CodeFileRead &file : codeFiles) {
+        file.state = TB::readCodeFile(file.path, file.content);
+        if (file.state == TB::CodeFile::Unreadable)
+            unreadable.append(file.path);
+    }
     for (int i = 0; i < TB::FaultRegisterCount; ++i) {
         if (i == TB::CoCpuSlotIndex) {
             if (boardType == 50)
@@ -163,16 +176,11 @@ int runBoardCommand(const QStringList &args, CliContext &ctx)
             continue;
         }
         QString text;
-        const QString file =
-            i < 2 ? TB::faultCodesFile(programDir) : TB::commErrCodesFile(programDir);
-        QByteArray content;
-        const TB::CodeFile read = TB::readCodeFile(file, content);
+        const CodeFileRead &file = codeFiles[i < 2 ? 0 : 1];
         ctx.out << TB::faultRowCaption(i, codes[i]);
-        if (read == TB::CodeFile::Read && TB::lookUpCode(content, codes[i], text))
+        if (file.state == TB::CodeFile::Read && TB::lookUpCode(file.content, codes[i], text))
             ctx.out << "  " << text;
         ctx.out << Qt::endl;
-        if (read == TB::CodeFile::Unreadable && !unreadable.contains(file))
-            unreadable.append(file);
     }
 
     // Identity in the board against the project.
