@@ -600,9 +600,6 @@ void frmMDIMain::mnuHelpAbout_Click()
     AboutCommand(*this, m_prompt);
 }
 
-// Commands whose windows are built with their own features: each keeps its
-// place in the menus and toolbar and is filled in when its window exists.
-
 void frmMDIMain::mnuViewTargetBoardStatus_Click()
 {
     OpenProgramFile(1);

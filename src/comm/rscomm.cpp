@@ -322,6 +322,11 @@ QString RSComm::RSRead(const QString &add)
 {
     if (refusedWhileBusy("read"))
         return QStringLiteral("0");
+    return readValue(add);
+}
+
+QString RSComm::readValue(const QString &add)
+{
     const QString text = ReadRegister(add);
     m_transactionFailed = text.isEmpty();
     return QString::number(static_cast<qint64>(leadingNumber(text)));
@@ -331,6 +336,11 @@ void RSComm::RSWrite(const QString &add, const QString &dataValue)
 {
     if (refusedWhileBusy("write"))
         return;
+    writeValue(add, dataValue);
+}
+
+void RSComm::writeValue(const QString &add, const QString &dataValue)
+{
     WriteRegister(add, dataValue);
     if (m_writeFailed) {
         qCInfo(lcComm) << "wrong echo writing" << add << "- writing once more";

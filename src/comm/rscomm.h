@@ -197,8 +197,11 @@ private:
     void deriveProgramPaths(const QString &pdxFileName);
     bool readProjectBoardType(qint16 &code);
     void programYield();
-    QString readByteHeld(int address);
-    void writeHeld(const QString &add, const QString &value);
+    // RSRead and RSWrite without the check for a held link, for the
+    // exchange that holds it.
+    QString readValue(const QString &add);
+    void writeValue(const QString &add, const QString &dataValue);
+    QString readByteAt(int address) { return readValue(QStringLiteral("B%1").arg(address)); }
     void dumpProgramSteps();
     void uploadProgramSteps();
     // Runs the steps of a public procedure. A file failure among them is

@@ -259,21 +259,6 @@ void RSComm::programYield()
         QCoreApplication::processEvents();
 }
 
-QString RSComm::readByteHeld(int address)
-{
-    const QString text = ReadRegister(QStringLiteral("B%1").arg(address));
-    return QString::number(static_cast<qint64>(leadingNumber(text)));
-}
-
-void RSComm::writeHeld(const QString &add, const QString &value)
-{
-    // The public write's single retry, without its check for a held link:
-    // the transfer holding the link is the caller.
-    WriteRegister(add, value);
-    if (m_writeFailed)
-        WriteRegister(add, value);
-}
-
 void RSComm::DumpProgram()
 {
     const LinkGuard::Hold hold = holdLink();
@@ -308,7 +293,7 @@ void RSComm::dumpProgramSteps()
     QString boardChecksum = QStringLiteral("0");
     QString boardRevision = QStringLiteral("0");
     for (int i = 0; i < 10 && !CommError; ++i) {
-        const QString value = readByteHeld(kIdentAddress + i);
+        const QString value = readByteAt(kIdentAddress + i);
         if (CommError)
             break;
         if (i < 8) {
@@ -365,9 +350,9 @@ void RSComm::dumpProgramSteps()
     p.recordCount = int(image.size());
 
     if (!CommError)
-        writeHeld(QStringLiteral("B8181"), QStringLiteral("86"));
+        writeValue(QStringLiteral("B8181"), QStringLiteral("86"));
     if (!CommError)
-        writeHeld(QStringLiteral("B8176"), QStringLiteral("0"));
+        writeValue(QStringLiteral("B8176"), QStringLiteral("0"));
     if (!CommError) {
         m_clock.sleepMs(100);
         ExchangeByte(kAttention, ReplyWait::Await, InputFlush::Keep);
@@ -378,11 +363,11 @@ void RSComm::dumpProgramSteps()
         if (!CommError) {
             const int v8188 = p.config8188 == 1 ? 5 : p.config8188 == 2 ? 10 : 20;
             const int v8190 = p.config8190 == 1 ? 3 : p.config8190 == 2 ? 5 : 12;
-            writeHeld(QStringLiteral("B8188"), QString::number(v8188));
+            writeValue(QStringLiteral("B8188"), QString::number(v8188));
             if (!CommError)
-                writeHeld(QStringLiteral("B8189"), QString::number(p.config8189));
+                writeValue(QStringLiteral("B8189"), QString::number(p.config8189));
             if (!CommError)
-                writeHeld(QStringLiteral("B8190"), QString::number(v8190));
+                writeValue(QStringLiteral("B8190"), QString::number(v8190));
         }
         if (CommError)
             m_prompt.ask(QStringLiteral("Program Config Download"),
@@ -459,7 +444,7 @@ void RSComm::dumpProgramSteps()
         values.append(p.checksum);
         values.append(p.revision);
         for (int i = 0; i < values.size(); ++i) {
-            writeHeld(QStringLiteral("B%1").arg(kIdentAddress + i), values.at(i));
+            writeValue(QStringLiteral("B%1").arg(kIdentAddress + i), values.at(i));
             if (CommError) {
                 m_prompt.ask(kDownloadTitle,
                              QStringLiteral("Could Not Send Program Ident and Revision to PLC!"),

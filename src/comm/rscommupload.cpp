@@ -92,7 +92,7 @@ void RSComm::uploadProgramSteps()
     p.readingIdent = true;
     QByteArray revision;
     for (int i = 0; i < 10; ++i) {
-        const int value = CommError ? 0 : readByteHeld(kIdentAddress + i).toInt();
+        const int value = CommError ? 0 : readByteAt(kIdentAddress + i).toInt();
         if (CommError)
             return; // the link's own message has been shown
         if (i < 8) {
@@ -115,7 +115,7 @@ void RSComm::uploadProgramSteps()
 
     if (p.boardType >= 56 && p.boardType <= 65) {
         auto readConfig = [this](int address) {
-            return CommError ? -1 : readByteHeld(address).toInt();
+            return CommError ? -1 : readByteAt(address).toInt();
         };
         const int r8190 = readConfig(8190);
         const int c8190 = r8190 == 3 ? 1 : r8190 == 5 ? 2 : 3;
@@ -146,7 +146,7 @@ void RSComm::uploadProgramSteps()
             QStringLiteral(":10") + hexByte(address >> 8) + hexByte(address) + QStringLiteral("00");
         int sum = 0x10 + (address >> 8) + (address & 0xFF);
         for (int i = 0; i < 16; ++i) {
-            const int value = CommError ? 0 : readByteHeld(address + i).toInt();
+            const int value = CommError ? 0 : readByteAt(address + i).toInt();
             if (CommError) {
                 failed = true;
                 break;
