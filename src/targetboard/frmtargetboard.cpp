@@ -348,15 +348,10 @@ bool frmTargetBoard::prepare(const QString &PradexFile)
     txtSetup[1]->hide();
     updSetup[1]->hide();
     for (int i = 2; i < FieldCount; ++i) {
-        lblSetupDesc[i]->setEnabled(false);
         txtSetup[i]->setText(QStringLiteral("-"));
-        txtSetup[i]->setEnabled(false);
-        updSetup[i]->setEnabled(false);
+        setFieldEnabled(i, false);
     }
-    lblTargetBoardTime->setEnabled(false);
-    lblTargetBoardDate->setEnabled(false);
-    cmdSetToCurrTime->setEnabled(false);
-    cmdSetToCurrDate->setEnabled(false);
+    setClockEnabled(false);
     if (BoardType != 50) {
         if (!TB::boardHasClock(BoardType)) {
             lblSetupDesc[0]->show();
@@ -364,15 +359,10 @@ bool frmTargetBoard::prepare(const QString &PradexFile)
             updSetup[0]->show();
         } else {
             for (int i = 2; i < FieldCount; ++i) {
-                lblSetupDesc[i]->setEnabled(true);
                 txtSetup[i]->setText(QStringLiteral("-"));
-                txtSetup[i]->setEnabled(true);
-                updSetup[i]->setEnabled(true);
+                setFieldEnabled(i, true);
             }
-            lblTargetBoardTime->setEnabled(true);
-            lblTargetBoardDate->setEnabled(true);
-            cmdSetToCurrTime->setEnabled(true);
-            cmdSetToCurrDate->setEnabled(true);
+            setClockEnabled(true);
             if (TB::boardHasSecondAddress(BoardType)) {
                 lblSetupDesc[1]->show();
                 txtSetup[1]->setText(QString());
@@ -681,10 +671,15 @@ void frmTargetBoard::enableAfterOnline()
         for (int i = 2; i < FieldCount; ++i)
             setFieldEnabled(i, false);
     }
-    lblTargetBoardTime->setEnabled(clock);
-    lblTargetBoardDate->setEnabled(clock);
-    cmdSetToCurrTime->setEnabled(clock);
-    cmdSetToCurrDate->setEnabled(clock);
+    setClockEnabled(clock);
+}
+
+void frmTargetBoard::setClockEnabled(bool enabled)
+{
+    lblTargetBoardTime->setEnabled(enabled);
+    lblTargetBoardDate->setEnabled(enabled);
+    cmdSetToCurrTime->setEnabled(enabled);
+    cmdSetToCurrDate->setEnabled(enabled);
 }
 
 void frmTargetBoard::ShowCommLost()
@@ -699,10 +694,7 @@ void frmTargetBoard::ShowCommLost()
         if (visibleCaption(i))
             setFieldEnabled(i, false);
     }
-    lblTargetBoardTime->setEnabled(false);
-    lblTargetBoardDate->setEnabled(false);
-    cmdSetToCurrTime->setEnabled(false);
-    cmdSetToCurrDate->setEnabled(false);
+    setClockEnabled(false);
     CommLostShown = true;
 }
 

@@ -139,6 +139,8 @@ private:
     void showFailure(const QString &title, int number, const QString &description);
     bool visibleCaption(int i) const;
     void setFieldEnabled(int i, bool enabled);
+    // The board clock's captions and its two buttons.
+    void setClockEnabled(bool enabled);
     void writeField(int i, const QString &text);
     QDateTime pcNow() const { return m_pcClock ? m_pcClock() : QDateTime::currentDateTime(); }
 
