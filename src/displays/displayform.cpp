@@ -7,11 +7,8 @@
 #include <QPushButton>
 
 DisplayForm::DisplayForm(ModUtility &util, QWidget *parent)
-    : ChildForm(util, parent), cmdDefault(new QPushButton(QStringLiteral("-"), this))
+    : ChildForm(util, parent), cmdDefault(makeFocusParkingButton(this))
 {
-    cmdDefault->setObjectName(QStringLiteral("cmdDefault"));
-    cmdDefault->setFixedSize(cmdDefault->fontMetrics().height() + 6,
-                             cmdDefault->fontMetrics().height() + 6);
     m_entry.cmdDefault = cmdDefault;
     m_timer.setSingleShot(true);
     connect(&m_timer, &QTimer::timeout, this, &DisplayForm::step);

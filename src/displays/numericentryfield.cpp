@@ -11,6 +11,16 @@
 #include <QKeyEvent>
 #include <QLineEdit>
 #include <QLocale>
+#include <QPushButton>
+
+QPushButton *makeFocusParkingButton(QWidget *parent)
+{
+    auto *button = new QPushButton(QStringLiteral("-"), parent);
+    button->setObjectName(QStringLiteral("cmdDefault"));
+    const int side = button->fontMetrics().height() + 6;
+    button->setFixedSize(side, side);
+    return button;
+}
 
 bool isNumericText(const QString &text, double *value)
 {

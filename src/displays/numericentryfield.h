@@ -8,6 +8,8 @@
 class OperatorPrompt;
 class QAbstractButton;
 class QLineEdit;
+class QPushButton;
+class QWidget;
 class UpDownSpinner;
 
 // What the entry fields of one window share: the pending-Esc flag and the
@@ -16,6 +18,9 @@ struct EntryWindowState {
     bool PendingEsc = false;
     QAbstractButton *cmdDefault = nullptr;
 };
+
+// A window's focus-parking button: small, captioned "-", doing nothing.
+QPushButton *makeFocusParkingButton(QWidget *parent);
 
 // A numeric entry field: a text box with its spinner. Entering remembers the
 // value and marks the field as being edited, so the refresh cycle leaves it

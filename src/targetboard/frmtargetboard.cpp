@@ -78,10 +78,7 @@ frmTargetBoard::frmTargetBoard(ModUtility &util, QWidget *parent)
     cmdOk = new QPushButton(QStringLiteral("&Ok"), this);
     cmdOk->setObjectName(QStringLiteral("cmdOk"));
     cmdOk->setDefault(true);
-    cmdDefault = new QPushButton(QStringLiteral("-"), this);
-    cmdDefault->setObjectName(QStringLiteral("cmdDefault"));
-    cmdDefault->setFixedSize(cmdDefault->fontMetrics().height() + 6,
-                             cmdDefault->fontMetrics().height() + 6);
+    cmdDefault = makeFocusParkingButton(this);
     m_entry.cmdDefault = cmdDefault;
 
     buildFaultPage();
