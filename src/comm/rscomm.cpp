@@ -20,8 +20,6 @@ Q_LOGGING_CATEGORY(lcCommTrace, "kestro.comm.trace", QtWarningMsg)
 namespace
 {
 
-constexpr int kAttention = 0xFF;
-constexpr int kAcknowledge = 0x55;
 constexpr qint64 kReplyTimeoutMs = 1000;
 constexpr qint64 kResyncTimeoutMs = 2000;
 constexpr qint64 kModeTimeoutMs = 2000;
@@ -112,7 +110,7 @@ void RSComm::OpenRSComm(SerialPort &commObj)
     m_currentMode = 0;
     m_lastReadAddress.clear();
     CommError = false;
-    ExchangeByte(kAttention, ReplyWait::Await, InputFlush::Keep);
+    ExchangeByte(Attention, ReplyWait::Await, InputFlush::Keep);
     OnlineMode = !CommError;
     qCInfo(lcComm) << "link opened on" << commObj.deviceName() << "online:" << OnlineMode;
 }
@@ -123,7 +121,7 @@ void RSComm::CloseRSComm()
         return;
     if (m_commObj && m_commObj->isOpen()) {
         if (!CommError)
-            ExchangeByte(kAttention, ReplyWait::Await, InputFlush::Keep);
+            ExchangeByte(Attention, ReplyWait::Await, InputFlush::Keep);
         if (m_commObj->isOpen())
             m_commObj->close();
     }
@@ -179,7 +177,7 @@ int RSComm::ExchangeByte(int value, ReplyWait wait, InputFlush flush)
         if (timeouts < 3) {
             CommError = false;
             port->discardInput();
-            if (!port->sendByte(kAttention))
+            if (!port->sendByte(Attention))
                 return portGone();
             continue;
         }
@@ -213,13 +211,13 @@ bool RSComm::SetPLCMode(qint16 mode, quint8 modeByte)
             }
             deadline = m_clock.nowMs() + kModeTimeoutMs;
         }
-        int reply = ExchangeByte(kAttention, ReplyWait::Await, InputFlush::FlushFirst);
+        int reply = ExchangeByte(Attention, ReplyWait::Await, InputFlush::FlushFirst);
         if (reply == NoReply)
             return false;
-        if (reply != kAcknowledge)
+        if (reply != Acknowledge)
             continue;
         reply = ExchangeByte(modeByte, ReplyWait::Await, InputFlush::Keep);
-        if (reply == kAcknowledge)
+        if (reply == Acknowledge)
             m_currentMode = mode;
         else if (reply == NoReply)
             return false;
@@ -356,10 +354,10 @@ int RSComm::Query(quint8 code)
     m_currentMode = 0;
     int result = QueryFailed;
     if (SetPLCMode(4, code) && !CommError) {
-        const int low = ExchangeByte(kAcknowledge, ReplyWait::Await, InputFlush::Keep);
+        const int low = ExchangeByte(Acknowledge, ReplyWait::Await, InputFlush::Keep);
         const int high = low == NoReply
                              ? NoReply
-                             : ExchangeByte(kAcknowledge, ReplyWait::Await, InputFlush::Keep);
+                             : ExchangeByte(Acknowledge, ReplyWait::Await, InputFlush::Keep);
         if (low != NoReply && high != NoReply)
             result = high * 256 + low;
     }

@@ -43,6 +43,9 @@ class RSComm final : public RegisterLink
 public:
     // ExchangeByte's result when no reply came.
     static constexpr int NoReply = 9999;
+    // The byte that asks for the board's attention, and its answer.
+    static constexpr int Attention = 0xFF;
+    static constexpr int Acknowledge = 0x55;
     enum class ReplyWait { Await, NoReply };
     enum class InputFlush { Keep, FlushFirst };
 

@@ -10,7 +10,6 @@
 namespace
 {
 
-constexpr int kAcknowledge = 0x55;
 constexpr int kReadyPoll = 0x38;
 constexpr qint64 kFirstReadyMs = 3000;
 constexpr qint64 kRetryReadyMs = 2000;
@@ -78,7 +77,7 @@ bool RSComm::programPLS(qint16 mode, quint8 modeByte, const QByteArray &bytes)
         result = true;
         for (const char byte : bytes) {
             const int reply = ExchangeByte(quint8(byte), ReplyWait::Await, InputFlush::Keep);
-            if (reply != kAcknowledge) {
+            if (reply != Acknowledge) {
                 m_plsOutcome = reply == NoReply ? PLSOutcome::NoAnswer : PLSOutcome::BoardRefused;
                 qCInfo(lcComm, "limit switch mode %02X: byte %02X answered %d", modeByte,
                        quint8(byte), reply);
@@ -114,14 +113,14 @@ bool RSComm::plsReadyPoll()
         int reply = ExchangeByte(kReadyPoll, ReplyWait::Await, InputFlush::Keep);
         if (CommError)
             return false;
-        if (reply != kAcknowledge)
+        if (reply != Acknowledge)
             continue;
-        reply = ExchangeByte(kAcknowledge, ReplyWait::Await, InputFlush::Keep);
+        reply = ExchangeByte(Acknowledge, ReplyWait::Await, InputFlush::Keep);
         if (CommError)
             return false;
         if (reply == 0) {
             // The board closes the exchange with one more byte; its answer means nothing.
-            ExchangeByte(kAcknowledge, ReplyWait::Await, InputFlush::Keep);
+            ExchangeByte(Acknowledge, ReplyWait::Await, InputFlush::Keep);
             return !CommError;
         }
         // 0x55 busy, anything else not ready yet: ask again.
@@ -226,11 +225,11 @@ bool RSComm::RecallChannel(qint16 chan)
     const int reply = ExchangeByte(quint8(chan & 0xFF), ReplyWait::Await, InputFlush::Keep);
     if (CommError)
         return fail(2, PLSOutcome::NoAnswer);
-    if (reply != kAcknowledge)
+    if (reply != Acknowledge)
         return fail(2, PLSOutcome::BoardRefused);
     int answers[3] = {0, 0, 0};
     for (int &answer : answers)
-        answer = ExchangeByte(kAcknowledge, ReplyWait::Await, InputFlush::Keep);
+        answer = ExchangeByte(Acknowledge, ReplyWait::Await, InputFlush::Keep);
     if (CommError)
         return fail(0, PLSOutcome::NoAnswer);
     if (answers[2] > kHighestRecallHighByte)
@@ -323,7 +322,7 @@ QList<qint16> RSComm::PLSConfigUpload(bool *ok)
     if (SetPLCMode(kConfigReadMode, kConfigReadCode) && !CommError) {
         done = true;
         for (qint16 &value : values) {
-            const int reply = ExchangeByte(kAcknowledge, ReplyWait::Await, InputFlush::Keep);
+            const int reply = ExchangeByte(Acknowledge, ReplyWait::Await, InputFlush::Keep);
             if (reply == NoReply || CommError) {
                 done = false;
                 break;

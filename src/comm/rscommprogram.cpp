@@ -17,8 +17,6 @@
 namespace
 {
 
-constexpr int kAttention = 0xFF;
-constexpr int kAcknowledge = 0x55;
 constexpr int kProgramLoadMode = 3;
 constexpr int kIdentAddress = 61424; // EFF0H: eight ident bytes, checksum, revision
 constexpr qint64 kRecordAnswerMs = 1000;
@@ -355,7 +353,7 @@ void RSComm::dumpProgramSteps()
         writeValue(QStringLiteral("B8176"), QStringLiteral("0"));
     if (!CommError) {
         m_clock.sleepMs(100);
-        ExchangeByte(kAttention, ReplyWait::Await, InputFlush::Keep);
+        ExchangeByte(Attention, ReplyWait::Await, InputFlush::Keep);
     }
     m_currentMode = 0;
 
@@ -377,7 +375,7 @@ void RSComm::dumpProgramSteps()
 
     // Program-load mode takes its mode byte without the handshake's answer.
     if (!CommError)
-        ExchangeByte(kAttention, ReplyWait::Await, InputFlush::Keep);
+        ExchangeByte(Attention, ReplyWait::Await, InputFlush::Keep);
     m_currentMode = 0;
     if (!CommError)
         ExchangeByte(kProgramLoadMode, ReplyWait::Await, InputFlush::Keep);
@@ -424,8 +422,8 @@ void RSComm::dumpProgramSteps()
     }
 
     if (!CommError) {
-        const int reply = ExchangeByte(kAttention, ReplyWait::Await, InputFlush::Keep);
-        if (reply != kAcknowledge) {
+        const int reply = ExchangeByte(Attention, ReplyWait::Await, InputFlush::Keep);
+        if (reply != Acknowledge) {
             m_prompt.ask(kDownloadTitle, QStringLiteral("PLC did not Exit Program Mode!"),
                          PromptIcon::Critical, PromptButtons::Ok);
             OnlineMode = false;
