@@ -5,6 +5,8 @@
 
 #include <QTest>
 
+#include <array>
+
 #include <vector>
 
 namespace
@@ -54,6 +56,7 @@ private slots:
     void ffInsideATransactionIsData();
     void injectedFaults();
     void resynchronisation();
+    void wrongEchoInjection_data();
     void wrongEchoInjection();
     void limitSwitchQueries_data();
     void limitSwitchQueries();
@@ -271,42 +274,45 @@ void TestBoardProtocol::resynchronisation()
     QCOMPARE(query.mode(), BoardModel::Mode::Read);
 }
 
+void TestBoardProtocol::wrongEchoInjection_data()
+{
+    QTest::addColumn<int>("wrongEchoEvery");
+    QTest::addColumn<bool>("drops");
+    QTest::addColumn<int>("misheardEvery");
+    QTest::addColumn<int>("storedAt");
+    QTest::addColumn<int>("storedValue");
+    // Noise on the way back: the board took the right bytes and keeps its place.
+    QTest::newRow("wrong echo of the data byte") << 3 << false << 0 << 0x62 << 0x2A;
+    QTest::newRow("wrong echo of the low byte") << 2 << false << 0 << 0x62 << 0x2A;
+    // The comparison board forgets the transaction and stores nothing.
+    QTest::newRow("dropping board") << 3 << true << 0 << -1 << 0;
+    // Noise on the way in: the board takes and echoes a wrong byte.
+    QTest::newRow("misheard low byte") << 0 << false << 2 << 0x63 << 0x2A;
+    QTest::newRow("misheard data byte") << 0 << false << 3 << 0x62 << 0x2B;
+}
+
 void TestBoardProtocol::wrongEchoInjection()
 {
+    QFETCH(int, wrongEchoEvery);
+    QFETCH(bool, drops);
+    QFETCH(int, misheardEvery);
+    QFETCH(int, storedAt);
+    QFETCH(int, storedValue);
     BoardModel board;
-    board.setWrongEchoEvery(3);
-    std::vector<int> written;
-    board.setWriteObserver([&](int address) { written.push_back(address); });
+    board.setWrongEchoEvery(wrongEchoEvery, drops);
+    board.setMisheardEvery(misheardEvery);
     QCOMPARE(handshake(board, 2), 1);
-    // Echoes 1 and 2 are right, the third (the data byte) is wrong and the
-    // byte is not stored.
     const auto replies = feedAll(board, {0x00, 0x62, 0x2A});
-    QCOMPARE(replies[0], 0x00);
-    QCOMPARE(replies[1], 0x62);
-    QVERIFY(replies[2] != 0x2A && replies[2] != 0x55 && replies[2] >= 0);
-    QCOMPARE(board.registers().byteAt(0x62), quint8(0));
-    QVERIFY(written.empty());
-    // The transaction was dropped: the PC handshakes again (attention in
-    // write mode is acknowledged at once) and rewrites.
-    QCOMPARE(handshake(board, 2), 1);
-    EXPECT_WIRE(board, {{0x00, 0x00}, {0x62, 0x62}});
-    const auto third = feedAll(board, {0x2A});
-    QVERIFY(third[0] != 0x2A);
-    QCOMPARE(board.registers().byteAt(0x62), quint8(0));
-
-    // Read mode: the wrong high echo drops the transaction; the next byte is
-    // a high byte again.
-    board.setWrongEchoEvery(1);
-    board.registers().setByte(0x62, 0x77);
-    QCOMPARE(handshake(board, 1), 1);
-    QVERIFY(board.feed(0x00) != std::optional<quint8>(0x00));
+    int wrong = 0;
+    for (int i = 0; i < 3; ++i)
+        wrong += replies[i] != std::array<int, 3>{0x00, 0x62, 0x2A}[i];
+    QCOMPARE(wrong, 1);
+    for (int address : {0x62, 0x63})
+        QCOMPARE(board.registers().byteAt(address), quint8(address == storedAt ? storedValue : 0));
+    // Where it is now: a board that kept its place takes 0xFF as attention.
     board.setWrongEchoEvery(0);
-    EXPECT_WIRE(board, {{0x00, 0x00}, {0x62, 0x77}});
-
-    // Off again: nothing is wrong any more.
-    QCOMPARE(handshake(board, 2), 1);
-    EXPECT_WIRE(board, {{0x00, 0x00}, {0x62, 0x62}, {0x2A, 0x2A}});
-    QCOMPARE(board.registers().byteAt(0x62), quint8(0x2A));
+    board.setMisheardEvery(0);
+    EXPECT_WIRE(board, {{0xFF, 0x55}});
 }
 
 void TestBoardProtocol::limitSwitchQueries_data()

@@ -4,6 +4,15 @@
 
 #include <QRandomGenerator>
 
+namespace
+{
+quint8 wrongEcho(quint8 byte)
+{
+    const quint8 wrong = byte ^ 0x01;
+    return wrong == BoardModel::Acknowledge ? quint8(byte ^ 0x02) : wrong;
+}
+} // namespace
+
 BoardModel::BoardModel()
     : m_pls(m_registers, [this](int address, quint16 value) {
           m_registers.setWord(address, value);
@@ -68,8 +77,8 @@ std::optional<quint8> BoardModel::answer(quint8 byte)
     case Phase::ReadHigh:
         if (byte == Attention)
             return attention();
-        m_high = byte;
-        return echo(byte, Phase::ReadLow);
+        m_high = heard(byte);
+        return echo(m_high, Phase::ReadLow);
 
     case Phase::ReadLow: {
         const int address = m_high * 256 + byte;
@@ -81,21 +90,23 @@ std::optional<quint8> BoardModel::answer(quint8 byte)
     case Phase::WriteHigh:
         if (byte == Attention)
             return attention();
-        m_high = byte;
-        return echo(byte, Phase::WriteLow);
+        m_high = heard(byte);
+        return echo(m_high, Phase::WriteLow);
 
     case Phase::WriteLow:
-        m_low = byte;
-        return echo(byte, Phase::WriteData);
+        m_low = heard(byte);
+        return echo(m_low, Phase::WriteData);
 
     case Phase::WriteData: {
         const int address = m_high * 256 + m_low;
-        const auto reply = echo(byte, Phase::WriteHigh);
-        if (reply == byte) {
-            m_registers.setByte(address, byte);
+        const quint8 data = heard(byte);
+        const bool wrong = nextEchoIsWrong();
+        m_phase = Phase::WriteHigh;
+        if (!(wrong && m_wrongEchoDrops)) {
+            m_registers.setByte(address, data);
             notifyWritten(address);
         }
-        return reply;
+        return wrong ? wrongEcho(data) : data;
     }
 
     case Phase::QueryLow:
@@ -178,15 +189,17 @@ std::optional<quint8> BoardModel::refuse(quint8 byte) const
 
 std::optional<quint8> BoardModel::echo(quint8 byte, Phase next)
 {
-    if (nextEchoIsWrong()) {
-        m_phase = transactionStart();
-        quint8 wrong = byte ^ 0x01;
-        if (wrong == Acknowledge)
-            wrong = byte ^ 0x02;
-        return wrong;
-    }
-    m_phase = next;
-    return byte;
+    const bool wrong = nextEchoIsWrong();
+    m_phase = wrong && m_wrongEchoDrops ? transactionStart() : next;
+    return wrong ? wrongEcho(byte) : byte;
+}
+
+quint8 BoardModel::heard(quint8 byte)
+{
+    if (m_misheardEvery <= 0 || ++m_transactionBytes < m_misheardEvery)
+        return byte;
+    m_transactionBytes = 0;
+    return byte ^ 0x01;
 }
 
 bool BoardModel::nextEchoIsWrong()
@@ -205,10 +218,17 @@ BoardModel::Phase BoardModel::transactionStart() const
     return mode() == Mode::Write ? Phase::WriteHigh : Phase::ReadHigh;
 }
 
-void BoardModel::setWrongEchoEvery(int n)
+void BoardModel::setWrongEchoEvery(int n, bool dropTransaction)
 {
     m_wrongEchoEvery = qMax(0, n);
+    m_wrongEchoDrops = dropTransaction;
     m_echoCount = 0;
+}
+
+void BoardModel::setMisheardEvery(int n)
+{
+    m_misheardEvery = qMax(0, n);
+    m_transactionBytes = 0;
 }
 
 void BoardModel::setGarbageEvery(int n)

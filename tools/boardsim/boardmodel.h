@@ -38,12 +38,15 @@
 // A 0xFF received while the board waits for a mode byte starts the
 // handshake again.
 //
-// Faults for testing a PC: every Nth echo wrong (the transaction is dropped,
-// nothing stored); a random byte instead of the answer on every Nth
-// exchange; a wrong answer on exchange N only. An exchange is one byte
-// received that is answered, counted from 1. The last two change only the
-// byte on the wire, as line noise would: the board goes on as if it had
-// answered right.
+// Faults for testing a PC: every Nth echo wrong; a random byte instead of
+// the answer on every Nth exchange; a wrong answer on exchange N only. An
+// exchange is one byte received that is answered, counted from 1. These
+// change only the byte on the wire, as line noise would: the board goes on
+// as if it had answered right, keeping its place in the transaction.
+// Noise on the way in: every Nth address or data byte is misheard (one bit
+// flipped); the board takes the wrong byte, echoes it and goes on with it,
+// never knowing. A board whose wrong echo drops the transaction (nothing
+// stored, back to its start) is kept for comparison.
 class BoardModel
 {
 public:
@@ -77,10 +80,13 @@ public:
     // Between an acknowledged attention and the mode byte.
     bool awaitingModeByte() const { return m_phase == Phase::AwaitMode; }
 
-    // Every nth echo of an address or data byte is answered wrongly and the
-    // transaction is dropped (nothing stored); 0 turns it off.
-    void setWrongEchoEvery(int n);
+    // Every nth echo of an address or data byte is answered wrongly; 0 turns
+    // it off. With dropTransaction the board also forgets the transaction.
+    void setWrongEchoEvery(int n, bool dropTransaction = false);
     int wrongEchoEvery() const { return m_wrongEchoEvery; }
+    // Every nth address or data byte received is taken with bit 0 flipped.
+    void setMisheardEvery(int n);
+    int misheardEvery() const { return m_misheardEvery; }
 
     // A random byte, never the right one, instead of the answer on every
     // nth exchange; 0 turns it off.
@@ -124,6 +130,7 @@ private:
     std::optional<quint8> refuse(quint8 byte) const;
     std::optional<quint8> echo(quint8 byte, Phase next);
     bool nextEchoIsWrong();
+    quint8 heard(quint8 byte);
     Phase transactionStart() const;
     void notifyWritten(int address);
 
@@ -135,7 +142,10 @@ private:
     quint8 m_queryCode = 0;
     quint16 m_queryWord = 0;
     int m_wrongEchoEvery = 0;
+    bool m_wrongEchoDrops = false;
     int m_echoCount = 0;
+    int m_misheardEvery = 0;
+    int m_transactionBytes = 0;
     int m_garbageEvery = 0;
     int m_wrongAnswerAt = 0;
     int m_exchanges = 0;

@@ -363,7 +363,8 @@ void BoardServer::vanish()
 {
     m_replies.clear();
     closeDevice();
-    m_running = false;
+    // A lingering board can still be asked what its memory holds.
+    m_running = m_options.linger;
 }
 
 void BoardServer::closeDevice()

@@ -26,6 +26,7 @@ public:
         QString linkPath;   // symbolic link to the slave device, kept while running
         QString tracePath;  // one line per byte received: "RX -> TX" in hex
         int closeAfter = 0; // vanish on receiving this many bytes; 0 = never
+        bool linger = false; // after vanishing, go on taking console commands
         int tickMs = 100;   // machine time step
     };
 

@@ -59,6 +59,25 @@ CommandProcessor::Result CommandProcessor::execute(QStringView line)
             return wrongArguments("get ADDR");
         return {get(words[1])};
     }
+    if (command == u"snapshot") {
+        // The whole memory, for "changes" to compare against later.
+        m_snapshot.resize(RegisterSpace::Size);
+        for (int a = 0; a < RegisterSpace::Size; ++a)
+            m_snapshot[a] = char(m_board.registers().byteAt(a));
+        return {Ok};
+    }
+    if (command == u"changes") {
+        if (m_snapshot.isEmpty())
+            return {error(QStringLiteral("no snapshot taken"))};
+        QStringList changed;
+        for (int a = 0; a < RegisterSpace::Size; ++a) {
+            const quint8 before = quint8(m_snapshot[a]);
+            const quint8 now = m_board.registers().byteAt(a);
+            if (before != now)
+                changed << QStringLiteral("B%1:%2>%3").arg(a).arg(before).arg(now);
+        }
+        return {changed.isEmpty() ? QStringLiteral("none") : changed.join(u' ')};
+    }
     if (command == u"silent" || command == u"frozen") {
         const auto on = args == 1 ? onOff(words[1]) : std::nullopt;
         if (!on)
@@ -68,18 +87,21 @@ CommandProcessor::Result CommandProcessor::execute(QStringView line)
         return {Ok};
     }
     if (command == u"wrong-echo" || command == u"delay" || command == u"pace" ||
-        command == u"garbage" || command == u"wrong-echo-at") {
+        command == u"garbage" || command == u"wrong-echo-at" || command == u"misheard") {
         const auto n = args == 1 ? parseUnsigned(words[1]) : std::nullopt;
         if (!n || *n > 1000000)
             return wrongArguments(command == u"wrong-echo"      ? "wrong-echo N"
                                   : command == u"garbage"       ? "garbage N"
                                   : command == u"wrong-echo-at" ? "wrong-echo-at N"
+                                  : command == u"misheard"      ? "misheard N"
                                   : command == u"delay"         ? "delay MS"
                                                                 : "pace BAUD");
         if (command == u"wrong-echo")
             m_board.setWrongEchoEvery(int(*n));
         else if (command == u"garbage")
             m_board.setGarbageEvery(int(*n));
+        else if (command == u"misheard")
+            m_board.setMisheardEvery(int(*n));
         else if (command == u"wrong-echo-at")
             // Counted from now: the Nth exchange after this command.
             m_board.setWrongAnswerAt(*n ? m_board.exchanges() + int(*n) : 0);

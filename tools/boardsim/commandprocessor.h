@@ -1,5 +1,7 @@
 #pragma once
 
+#include <QByteArray>
+
 #include <QString>
 #include <QStringView>
 
@@ -42,4 +44,5 @@ private:
 
     BoardModel &m_board;
     SimSettings &m_settings;
+    QByteArray m_snapshot;
 };

@@ -39,8 +39,9 @@ int main(int argc, char *argv[])
     QCommandLineParser parser;
     parser.setApplicationDescription(QStringLiteral(
         "Simulated T6800 target board on a pseudo-terminal. The first line on stdout is the\n"
-        "device path; then stdin takes commands (set ADDR VALUE, get ADDR, silent on|off,\n"
-        "wrong-echo N, garbage N, wrong-echo-at N, delay MS, pace BAUD, frozen on|off, mode,\n"
+        "device path; then stdin takes commands (set ADDR VALUE, get ADDR, snapshot, changes,\n"
+        "silent on|off, "
+        "wrong-echo N, misheard N, garbage N, wrong-echo-at N, delay MS, pace BAUD, frozen on|off, mode,\n"
         "pls busy MS|channel N|config, program-wrong-sum N, program-silent N, program,\n"
         "close, quit)."));
     parser.addHelpOption();
@@ -57,8 +58,16 @@ int main(int argc, char *argv[])
                                    QStringLiteral("FILE"));
     const QCommandLineOption silent(QStringLiteral("silent"), QStringLiteral("Never answer."));
     const QCommandLineOption wrongEcho(QStringLiteral("wrong-echo-every"),
-                                       QStringLiteral("Answer every Nth echo wrongly."),
+                                       QStringLiteral("Answer every Nth echo wrongly (the board keeps its place)."),
                                        QStringLiteral("N"));
+    const QCommandLineOption wrongEchoDrops(
+        QStringLiteral("wrong-echo-drops"),
+        QStringLiteral("With --wrong-echo-every: forget the transaction at a wrong echo (nothing\n"
+                       "stored) instead of going on as a real board does."));
+    const QCommandLineOption misheard(
+        QStringLiteral("misheard-every"),
+        QStringLiteral("Take every Nth address or data byte with one bit flipped, and echo it."),
+        QStringLiteral("N"));
     const QCommandLineOption garbage(
         QStringLiteral("garbage-every"),
         QStringLiteral("Answer a random wrong byte on every Nth exchange."), QStringLiteral("N"));
@@ -72,6 +81,9 @@ int main(int argc, char *argv[])
         QStringLiteral("close-after"),
         QStringLiteral("Vanish on receiving the Nth byte (it is not answered)."),
         QStringLiteral("N"));
+    const QCommandLineOption linger(
+        QStringLiteral("linger"),
+        QStringLiteral("After vanishing, go on taking console commands (get, changes)."));
     const QCommandLineOption frozen(QStringLiteral("frozen"),
                                     QStringLiteral("Keep the machine still (values change only "
                                                    "by commands)."));
@@ -88,8 +100,8 @@ int main(int argc, char *argv[])
     const QCommandLineOption programSilent(
         QStringLiteral("program-silent"),
         QStringLiteral("Do not answer record N of a program load."), QStringLiteral("N"));
-    parser.addOptions({link, pace, trace, silent, wrongEcho, garbage, wrongAt, delay, closeAfter,
-                       frozen, defaults, plsBusy, programWrongSum, programSilent});
+    parser.addOptions({link, pace, trace, silent, wrongEcho, wrongEchoDrops, misheard, garbage, wrongAt, delay, closeAfter,
+                       linger, frozen, defaults, plsBusy, programWrongSum, programSilent});
     parser.process(app);
     if (!parser.positionalArguments().isEmpty()) {
         std::fprintf(stderr, "kestro-boardsim: unexpected argument %s\n",
@@ -103,7 +115,9 @@ int main(int argc, char *argv[])
     BoardServer::Options serverOptions;
     serverOptions.linkPath = parser.value(link);
     serverOptions.tracePath = parser.value(trace);
+    serverOptions.linger = parser.isSet(linger);
     int wrongEchoEvery = 0;
+    int misheardEvery = 0;
     int plsBusyMs = PlsModel::DefaultBusyMs;
     int garbageEvery = 0;
     int wrongAnswerAt = 0;
@@ -116,7 +130,8 @@ int main(int argc, char *argv[])
     };
     for (const NumberOption &o :
          {NumberOption{pace, 1, &settings.paceBaud}, NumberOption{delay, 0, &settings.delayMs},
-          NumberOption{wrongEcho, 0, &wrongEchoEvery}, NumberOption{garbage, 0, &garbageEvery},
+          NumberOption{wrongEcho, 0, &wrongEchoEvery}, NumberOption{misheard, 0, &misheardEvery},
+          NumberOption{garbage, 0, &garbageEvery},
           NumberOption{wrongAt, 0, &wrongAnswerAt},
           NumberOption{closeAfter, 1, &serverOptions.closeAfter},
           NumberOption{plsBusy, 0, &plsBusyMs}, NumberOption{programWrongSum, 0, &wrongSumRecord},
@@ -130,7 +145,8 @@ int main(int argc, char *argv[])
     }
 
     BoardModel board;
-    board.setWrongEchoEvery(wrongEchoEvery);
+    board.setWrongEchoEvery(wrongEchoEvery, parser.isSet(wrongEchoDrops));
+    board.setMisheardEvery(misheardEvery);
     board.limitSwitch().setBusyMs(plsBusyMs);
     board.setGarbageEvery(garbageEvery);
     board.setWrongAnswerAt(wrongAnswerAt);
