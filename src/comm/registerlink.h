@@ -14,4 +14,7 @@ public:
     // The last RSRead or RSWrite did not move its value: a read that gave
     // "0" for want of an answer, a write the board did not echo back.
     virtual bool lastTransactionFailed() const { return commErrorSet(); }
+    // After a failed write: the value the register was read back as, empty
+    // when it could not be read (the value is unknown).
+    virtual QString lastWriteReadBack() const { return {}; }
 };

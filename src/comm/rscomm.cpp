@@ -1,5 +1,7 @@
 #include "rscomm.h"
 
+#include "boardplace.h"
+
 #include "clock.h"
 #include "commlog.h"
 #include "commsettings.h"
@@ -131,6 +133,7 @@ void RSComm::CloseRSComm()
 
 int RSComm::ExchangeByte(int value, ReplyWait wait, InputFlush flush)
 {
+    m_lastExchange.clear();
     if (CommError)
         return NoReply;
     SerialPort *port = m_commObj;
@@ -149,6 +152,7 @@ int RSComm::ExchangeByte(int value, ReplyWait wait, InputFlush flush)
         return portGone();
     }
     CommErrorAlert = false;
+    m_lastExchange.append(WireByte{quint8(value), -1});
     if (wait == ReplyWait::NoReply) {
         qCDebug(lcCommTrace, "TX %02X", value);
         return 0;
@@ -159,6 +163,7 @@ int RSComm::ExchangeByte(int value, ReplyWait wait, InputFlush flush)
     for (;;) {
         if (port->waitForByte(deadline)) {
             const int reply = port->readByte();
+            m_lastExchange.last().reply = reply;
             CommErrorAlert = false;
             qCDebug(lcCommTrace, "TX %02X RX %02X", value, reply);
             return reply;
@@ -179,6 +184,7 @@ int RSComm::ExchangeByte(int value, ReplyWait wait, InputFlush flush)
             port->discardInput();
             if (!port->sendByte(Attention))
                 return portGone();
+            m_lastExchange.append(WireByte{quint8(Attention), -1});
             continue;
         }
         const PromptAnswer answer =
@@ -281,12 +287,15 @@ void RSComm::WriteRegister(const QString &add, const QString &dataValue)
     if (!checkValue(add, dataValue, decoded, value))
         return;
 
-    bool oldByteRead = true;
     if (decoded.IsBitAddress) {
         // Only whole bytes travel on the wire: read the byte, change one bit.
-        // A failed read gives 0 and the write goes on from there.
+        // A byte that could not be read is not written, or its other seven
+        // bits would be guessed; RSWrite tries once more.
         const QString old = ReadRegister(QStringLiteral("B%1").arg(decoded.ByteAddress));
-        oldByteRead = !old.isEmpty();
+        if (old.isEmpty()) {
+            m_writeFailed = !CommError;
+            return;
+        }
         const quint32 oldByte = static_cast<quint32>(leadingNumber(old)) & 0xFF;
         value = value ? (oldByte | decoded.BitMask) : (oldByte & ~quint32(decoded.BitMask));
         value &= 0xFF;
@@ -298,22 +307,127 @@ void RSComm::WriteRegister(const QString &add, const QString &dataValue)
 
     for (int i = 0; i < image.size() && !m_writeFailed; ++i) {
         const int address = decoded.ByteAddress + i;
-        const int sequence[3] = {(address / 256) & 0xFF, address % 256,
-                                 static_cast<quint8>(image[i])};
-        for (const int byte : sequence) {
-            const int reply = ExchangeByte(byte, ReplyWait::Await, InputFlush::Keep);
+        const quint8 sequence[3] = {quint8((address / 256) & 0xFF), quint8(address % 256),
+                                    static_cast<quint8>(image[i])};
+        for (int p = 0; p < 3; ++p) {
+            const int reply = ExchangeByte(sequence[p], ReplyWait::Await, InputFlush::Keep);
+            if (reply == sequence[p] && m_lastExchange.size() == 1)
+                continue;
+            // A fault inside the triplet: from here on the board's place is
+            // followed (BoardPlace) and nothing is left to chance.
+            m_writeTroubled = true;
+            BoardPlace place;
+            for (int k = 0; k < p; ++k)
+                place.sent(sequence[k], sequence[k]);
+            for (const WireByte &b : std::as_const(m_lastExchange))
+                place.sent(b.sent, b.reply < 0 ? std::nullopt : std::optional<quint8>(b.reply));
+            if (reply != NoReply) {
+                m_writeFailed = true;
+                closeTriplet(place, address, sequence[2]);
+            }
+            for (const BoardPlace::Write &w : place.possibleWrites()) {
+                if (!m_possibleWrites.contains(qMakePair(w.address, w.data)))
+                    m_possibleWrites.append(qMakePair(w.address, w.data));
+            }
+            m_boardPlaceLost = m_boardPlaceLost || place.lost();
             if (reply == NoReply)
                 return;
-            if (reply != byte) {
-                m_writeFailed = true;
-                break;
-            }
+            break;
         }
     }
     if (m_writeFailed)
         m_currentMode = 0;
     else
-        m_writeDone = oldByteRead;
+        m_writeDone = true;
+}
+
+void RSComm::closeTriplet(BoardPlace &place, int intendedAddress, quint8 intendedData)
+{
+    // Two bytes end any triplet; a fault while closing may need a few more.
+    for (int n = 0; n < 8 && place.insideTriplet(); ++n) {
+        const int reply = ExchangeByte(place.nextClosingByte(intendedAddress, intendedData),
+                                       ReplyWait::Await, InputFlush::Keep);
+        for (const WireByte &b : std::as_const(m_lastExchange))
+            place.sent(b.sent, b.reply < 0 ? std::nullopt : std::optional<quint8>(b.reply));
+        if (reply == NoReply)
+            return;
+    }
+}
+
+QString RSComm::confirmedRead(const QString &add)
+{
+    // A read's data byte has no echo: a value is believed once two reads
+    // give it. Noise rarely says the same thing twice.
+    QStringList seen;
+    for (int i = 0; i < 5 && !CommError; ++i) {
+        const QString text = ReadRegister(add);
+        if (text.isEmpty())
+            continue;
+        if (seen.contains(text))
+            return text;
+        seen << text;
+    }
+    return {};
+}
+
+bool RSComm::verifyWrite(const QString &add, const DecodedAddress &decoded, quint32 value)
+{
+    const int first = decoded.ByteAddress;
+    const int last = decoded.ByteAddress + decoded.byteCount() - 1;
+    auto stray = [&](int byteAddress, int now) {
+        for (StrayWrite &known : m_strayWrites) {
+            if (known.byteAddress == byteAddress) {
+                known.value = now;
+                return;
+            }
+        }
+        m_strayWrites.append(StrayWrite{byteAddress, now, add});
+    };
+    if (m_boardPlaceLost)
+        stray(-1, -1);
+    QList<int> checked;
+    for (const auto &[address, data] : std::as_const(m_possibleWrites)) {
+        if ((address >= first && address <= last) || checked.contains(address))
+            continue;
+        checked.append(address);
+        const QString now = confirmedRead(QStringLiteral("B%1").arg(address));
+        if (now.isEmpty()) {
+            stray(address, -1);
+            continue;
+        }
+        const int held = now.toInt();
+        for (const auto &[other, written] : std::as_const(m_possibleWrites)) {
+            if (other == address && written == held) {
+                stray(address, held);
+                break;
+            }
+        }
+    }
+
+    const QString readBack = decoded.IsBitAddress
+                                 ? confirmedRead(QStringLiteral("B%1").arg(decoded.ByteAddress))
+                                 : confirmedRead(add);
+    if (readBack.isEmpty())
+        return false;
+    const quint32 held = static_cast<quint32>(leadingNumber(readBack));
+    m_lastWriteReadBack =
+        decoded.IsBitAddress ? QString::number((held & decoded.BitMask) ? 1 : 0) : readBack;
+    return decoded.IsBitAddress ? bool(held & decoded.BitMask) == bool(value) : held == value;
+}
+
+QStringList RSComm::strayWriteTexts(const QList<StrayWrite> &strays)
+{
+    QStringList texts;
+    for (const StrayWrite &w : strays) {
+        const QString what = w.byteAddress < 0 ? QStringLiteral("the board's mode")
+                                               : QStringLiteral("B%1").arg(w.byteAddress);
+        texts << QStringLiteral("%1 (%2) while writing %3")
+                     .arg(what,
+                          w.value < 0 ? QStringLiteral("value unknown")
+                                      : QStringLiteral("now %1").arg(w.value),
+                          w.whileWriting);
+    }
+    return texts;
 }
 
 QString RSComm::RSRead(const QString &add)
@@ -339,12 +453,42 @@ void RSComm::RSWrite(const QString &add, const QString &dataValue)
 
 void RSComm::writeValue(const QString &add, const QString &dataValue)
 {
+    m_writeTroubled = false;
+    m_boardPlaceLost = false;
+    m_possibleWrites.clear();
+    m_lastWriteReadBack.clear();
     WriteRegister(add, dataValue);
     if (m_writeFailed) {
         qCInfo(lcComm) << "wrong echo writing" << add << "- writing once more";
         WriteRegister(add, dataValue);
     }
-    m_transactionFailed = !m_writeDone;
+    bool written = m_writeDone;
+    if (m_writeTroubled && !CommError) {
+        DecodedAddress decoded;
+        quint32 value = 0;
+        PrepareValue(add, dataValue, decoded, value);
+        const bool holds = verifyWrite(add, decoded, value);
+        written = holds;
+        qCInfo(lcComm) << "after a fault writing" << add << "it reads"
+                       << (m_lastWriteReadBack.isEmpty() ? QStringLiteral("?")
+                                                         : m_lastWriteReadBack);
+    } else if (m_writeTroubled) {
+        // The link is gone: nothing can be read back, every byte the write
+        // may have reached is unknown.
+        for (const auto &[address, data] : std::as_const(m_possibleWrites)) {
+            Q_UNUSED(data);
+            const DecodedAddress decoded = DecodeAddress(add);
+            if (address >= decoded.ByteAddress &&
+                address < decoded.ByteAddress + decoded.byteCount())
+                continue;
+            if (std::none_of(m_strayWrites.cbegin(), m_strayWrites.cend(),
+                             [&](const StrayWrite &w) { return w.byteAddress == address; }))
+                m_strayWrites.append(StrayWrite{address, -1, add});
+        }
+        if (m_boardPlaceLost)
+            m_strayWrites.append(StrayWrite{-1, -1, add});
+    }
+    m_transactionFailed = !written;
 }
 
 int RSComm::Query(quint8 code)

@@ -9,7 +9,9 @@
 #include <QString>
 
 #include <functional>
+#include <utility>
 
+class BoardPlace;
 class Clock;
 class OperatorPrompt;
 enum class PromptIcon;
@@ -72,6 +74,22 @@ public:
     void RSWrite(const QString &add, const QString &dataValue) override;
     bool commErrorSet() const override { return CommError; }
     bool lastTransactionFailed() const override { return m_transactionFailed; }
+
+    // A register byte a faulty write may have changed although nobody asked
+    // for it (see BoardPlace): what it holds now, or -1 when that is unknown.
+    struct StrayWrite {
+        int byteAddress = 0;
+        int value = -1;
+        QString whileWriting; // the register that was being written
+        bool operator==(const StrayWrite &) const = default;
+    };
+    // Kept until the caller takes them; byteAddress -1 stands for a board
+    // left in a mode the link could not follow.
+    const QList<StrayWrite> &strayWrites() const { return m_strayWrites; }
+    QList<StrayWrite> takeStrayWrites() { return std::exchange(m_strayWrites, {}); }
+    // "B1349 (now 3) while writing W1092", one a line.
+    static QStringList strayWriteTexts(const QList<StrayWrite> &strays);
+    QString lastWriteReadBack() const override { return m_lastWriteReadBack; }
     // Where the settings are read from, and where they are saved: beside the
     // program, or in the user's folder when the program's is read-only.
     QString CommSettingsFile() const;
@@ -205,6 +223,14 @@ private:
     QString readValue(const QString &add);
     void writeValue(const QString &add, const QString &dataValue);
     QString readByteAt(int address) { return readValue(QStringLiteral("B%1").arg(address)); }
+    // A value read until two reads in a row agree; empty when they never do.
+    QString confirmedRead(const QString &add);
+    // After a fault inside a write triplet: ends any triplet the board may be
+    // inside and remembers what that may have written.
+    void closeTriplet(BoardPlace &place, int intendedAddress, quint8 intendedData);
+    // Reads back what a faulty write may have touched; true when the
+    // register holds the value meant.
+    bool verifyWrite(const QString &add, const DecodedAddress &decoded, quint32 value);
     void dumpProgramSteps();
     void uploadProgramSteps();
     // Runs the steps of a public procedure. A file failure among them is
@@ -242,6 +268,19 @@ private:
     qint16 m_currentMode = 0;
     bool m_writeFailed = false;
     bool m_writeDone = false; // every byte of the last WriteRegister echoed
+    // Since the start of the current RSWrite: a fault inside a triplet.
+    bool m_writeTroubled = false;
+    bool m_boardPlaceLost = false;
+    QList<QPair<int, quint8>> m_possibleWrites; // byte address, data
+    QList<StrayWrite> m_strayWrites;
+    QString m_lastWriteReadBack;
+    // The bytes of the last ExchangeByte as they went: sent, and the reply
+    // or -1 when none came in time (a resynchronising 0xFF counts).
+    struct WireByte {
+        quint8 sent = 0;
+        int reply = -1;
+    };
+    QList<WireByte> m_lastExchange;
     bool m_transactionFailed = false;
     bool m_setupFailed = false;
     QString m_lastReadAddress;

@@ -3,6 +3,7 @@
 #include "fakeserialport.h"
 
 #include <QByteArray>
+#include <QMap>
 
 // Minimal board side of the register protocol for unit tests: probe,
 // attention/mode handshake, read and write transactions over 64 KiB.
@@ -13,9 +14,14 @@ public:
     bool silent = false;
     // Answer to attention bytes (0x55 normally).
     quint8 attentionReply = 0x55;
-    // Index (0-based, counted over all echoes of write transactions) of an
-    // echo to corrupt; -1 for none.
-    int corruptWriteEcho = -1;
+    // Faults that keep the board's place, as real line noise does, by index
+    // of the write echo (0-based): the reply changed on the way back, the
+    // byte changed on the way in (taken and echoed with bit 0 flipped), or
+    // the reply lost.
+    enum class EchoFault { WrongReply, Misheard, LostReply };
+    QMap<int, EchoFault> echoFaults;
+    // This many read transactions from now get a wrong echo of their high byte.
+    int wrongReadEchoes = 0;
     int handshakes = 0;
     // Program load (mode byte 03): records LL AH AL data, each answered with
     // its sum; FF between records leaves the mode with 55. Records are
@@ -68,13 +74,17 @@ private:
             if (m_step == 0) {
                 m_high = b;
                 m_step = 1;
-                p.reply(b);
+                p.reply(wrongReadEchoes > 0 && wrongReadEchoes-- ? quint8(b ^ 0x5A) : b);
             } else {
                 m_step = 0;
                 p.reply(quint8(memory[m_high * 256 + b]));
             }
             return;
         case Stage::Write:
+            if (echoFaults.contains(m_echoes)) {
+                noisyWriteByte(b, p, echoFaults.value(m_echoes++));
+                return;
+            }
             if (m_step == 0) {
                 m_high = b;
                 m_step = 1;
@@ -117,12 +127,24 @@ private:
             return;
         p.reply(quint8(recordsLoaded == wrongSumOnRecord ? ~sum : sum));
     }
+    void noisyWriteByte(quint8 b, FakeSerialPort &p, EchoFault fault)
+    {
+        if (fault == EchoFault::Misheard)
+            b ^= 0x01;
+        if (m_step == 0)
+            m_high = b;
+        else if (m_step == 1)
+            m_low = b;
+        else
+            memory[m_high * 256 + m_low] = char(b);
+        m_step = (m_step + 1) % 3;
+        if (fault != EchoFault::LostReply)
+            p.reply(fault == EchoFault::WrongReply ? quint8(b ^ 0x5A) : b);
+    }
     void echo(quint8 b, FakeSerialPort &p)
     {
-        const bool corrupt = m_echoes++ == corruptWriteEcho;
-        if (corrupt)
-            m_step = 0; // the line noise also lost the board its place
-        p.reply(corrupt ? quint8(b ^ 0x5A) : b);
+        ++m_echoes;
+        p.reply(b);
     }
 
     Stage m_stage = Stage::Idle;
