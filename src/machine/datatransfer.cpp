@@ -94,8 +94,12 @@ TransferResult DataTransfer::ProcessTransfer(TransferMode mode, const TransferCa
     const int maximum = int(indexes.size());
     TransferResult result;
     const auto advance = [&](int index) {
-        if (m_link.lastTransactionFailed())
+        if (m_link.lastTransactionFailed()) {
             result.Failed << index;
+            if (direction == TransferDirection::Download &&
+                !m_link.lastWriteReadBack().isEmpty())
+                result.ReadBack.insert(index, m_link.lastWriteReadBack());
+        }
         ++result.Transferred;
         if (callbacks.progress)
             callbacks.progress(result.Transferred, maximum);

@@ -3,6 +3,7 @@
 #include "dataset.h"
 #include "registermap.h"
 
+#include <QHash>
 #include <QString>
 
 #include <functional>
@@ -54,6 +55,9 @@ struct TransferResult {
     // Indexes whose register did not move: no answer, or a wrong echo the
     // link could not repair. An upload holds 0 for them.
     QList<int> Failed;
+    // For a failed write, what its register was read back as; an index not
+    // here holds a value nobody knows.
+    QHash<int, QString> ReadBack;
 
     // Registers that moved: the tried ones less the failed ones.
     int moved() const { return Transferred - int(Failed.size()); }

@@ -39,8 +39,12 @@ bool writeRegister(CliContext &ctx, const QString &address, const QString &value
     if (ctx.comm.CommError)
         return false;
     ctx.comm.RSWrite(address, value);
-    if (ctx.comm.CommError || ctx.comm.writeFailed()) {
-        ctx.err << "kestro-cli: writing " << address << " failed" << Qt::endl;
+    if (ctx.comm.CommError || ctx.comm.lastTransactionFailed()) {
+        const QString holds = ctx.comm.lastWriteReadBack();
+        ctx.err << "kestro-cli: writing " << address << " failed"
+                << (holds.isEmpty() ? QStringLiteral(" (its value is unknown)")
+                                    : QStringLiteral(" (it holds %1)").arg(holds))
+                << Qt::endl;
         return false;
     }
     return true;

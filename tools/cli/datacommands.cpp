@@ -10,6 +10,7 @@
 #include "machine/registermap.h"
 #include "machine/sdtfile.h"
 #include "machine/shiftexport.h"
+#include "machine/valuetext.h"
 
 #include <QCoreApplication>
 #include <QDateTime>
@@ -154,9 +155,16 @@ int runTransfer(CliContext &ctx, DataSet &record, TransferMode mode)
     const QList<int> indexes = dataGroupIndexes(transferGroup(mode));
     const QList<int> notTried = indexes.mid(result.Transferred);
     for (int index : result.Failed + notTried) {
+        QString state = QStringLiteral(", not tried)");
+        if (result.Failed.contains(index)) {
+            state = upload ? QStringLiteral(")")
+                    : result.ReadBack.contains(index)
+                        ? QStringLiteral("; it holds %1)").arg(result.ReadBack.value(index))
+                        : QStringLiteral("; its value is unknown)");
+        }
         ctx.err << "kestro-cli: " << (upload ? "not read: " : "not written: ")
                 << record.addressAt(index) << " (item " << index << ", " << itemName(index)
-                << (result.Failed.contains(index) ? ")" : ", not tried)") << Qt::endl;
+                << state << Qt::endl;
     }
     if (result.Outcome == TransferOutcome::CommError || !result.Failed.isEmpty()) {
         ctx.err << "kestro-cli: " << result.Failed.size() + notTried.size() << " of "
@@ -165,6 +173,48 @@ int runTransfer(CliContext &ctx, DataSet &record, TransferMode mode)
         return CliExit::CommFailure;
     }
     return CliExit::Ok;
+}
+
+// A read's data byte has no echo, so line noise can hand over a wrong value
+// that looks right. The group is read a second time; a register whose two
+// values differ is read until a value comes twice, or it is named and the
+// upload fails.
+int verifyUpload(CliContext &ctx, DataSet &record, TransferMode mode)
+{
+    DataSet again = record;
+    TransferCallbacks callbacks;
+    callbacks.yieldEvents = [] { QCoreApplication::processEvents(); };
+    const TransferResult second = DataTransfer(ctx.comm, again).ProcessTransfer(mode, callbacks);
+    QList<int> unconfirmed;
+    for (int index : dataGroupIndexes(transferGroup(mode))) {
+        if (second.Outcome == TransferOutcome::Completed && !second.Failed.contains(index) &&
+            again.valueAt(index) == record.valueAt(index))
+            continue;
+        QList<qint32> seen{record.valueAt(index)};
+        if (!second.Failed.contains(index))
+            seen << again.valueAt(index);
+        bool confirmed = false;
+        for (int i = 0; i < 4 && !ctx.comm.CommError && !confirmed; ++i) {
+            const qint32 value = roundedTextValue(ctx.comm.RSRead(record.addressAt(index)));
+            if (ctx.comm.lastTransactionFailed())
+                continue;
+            confirmed = seen.contains(value);
+            if (confirmed)
+                record.Value[index] = value;
+            seen << value;
+        }
+        if (!confirmed)
+            unconfirmed << index;
+    }
+    for (int index : std::as_const(unconfirmed)) {
+        ctx.err << "kestro-cli: not confirmed: " << record.addressAt(index) << " (item " << index
+                << ", " << itemName(index) << ", two reads never agreed)" << Qt::endl;
+    }
+    if (unconfirmed.isEmpty())
+        return CliExit::Ok;
+    ctx.err << "kestro-cli: " << unconfirmed.size() << " of " << transferCount(mode)
+            << " registers not confirmed" << Qt::endl;
+    return CliExit::CommFailure;
 }
 
 int uploadCommand(CliContext &ctx, DataGroup group, const QString &path)
@@ -183,6 +233,10 @@ int uploadCommand(CliContext &ctx, DataGroup group, const QString &path)
         return CliExit::CommFailure;
     }
     if (int code = runTransfer(ctx, data.gCurrentData, mode); code != CliExit::Ok) {
+        ctx.err << "kestro-cli: " << path << " left unchanged" << Qt::endl;
+        return code;
+    }
+    if (int code = verifyUpload(ctx, data.gCurrentData, mode); code != CliExit::Ok) {
         ctx.err << "kestro-cli: " << path << " left unchanged" << Qt::endl;
         return code;
     }

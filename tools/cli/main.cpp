@@ -141,11 +141,16 @@ int writeCommand(const QStringList &args, CliContext &ctx)
     }
     ctx.comm.RSWrite(args[0], args[1]);
     if (ctx.comm.CommError || ctx.comm.lastTransactionFailed()) {
-        ctx.err << "kestro-cli: not written: " << args[0] << Qt::endl;
+        const QString holds = ctx.comm.lastWriteReadBack();
+        ctx.err << "kestro-cli: not written: " << args[0]
+                << (holds.isEmpty() ? QStringLiteral(" (its value is unknown)")
+                                    : QStringLiteral(" (it holds %1)").arg(holds))
+                << Qt::endl;
         return CliExit::CommFailure;
     }
     return CliExit::Ok;
 }
+
 
 // Values taken by an option of one of the commands, -1 for any other word.
 int commandOptionValues(const QString &option)
@@ -274,6 +279,13 @@ int main(int argc, char *argv[])
     else
         return usage(err, QStringLiteral("unknown command ") + verb);
 
+    // Whatever the command was, a register changed that nobody asked for
+    // makes it fail, named.
+    if (const QList<RSComm::StrayWrite> strays = comm.takeStrayWrites(); !strays.isEmpty()) {
+        err << "kestro-cli: may have changed, not asked for: "
+            << RSComm::strayWriteTexts(strays).join(QStringLiteral("; ")) << Qt::endl;
+        code = CliExit::CommFailure;
+    }
     if (comm.OnlineMode)
         comm.CloseRSComm();
     return code;
