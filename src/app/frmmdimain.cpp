@@ -844,6 +844,22 @@ void frmMDIMain::closeEvent(QCloseEvent *event)
 
 // ------------------------------------------------------ background cycle
 
+// Whatever window wrote, a register line noise may have changed although
+// nobody asked for it is named once, on the next tick.
+void frmMDIMain::reportStrayWrites(RSComm &comm)
+{
+    if (comm.strayWrites().isEmpty() || m_strayBoxOpen)
+        return;
+    const QStringList texts = RSComm::strayWriteTexts(comm.takeStrayWrites());
+    m_strayBoxOpen = true;
+    m_prompt.ask(QStringLiteral("KESTRO"),
+                 QStringLiteral("Line Noise May Have Changed Registers Nobody Asked For:\r\n") +
+                     texts.join(QStringLiteral("\r\n")) +
+                     QStringLiteral("\r\nCheck Them Before Running the Machine."),
+                 PromptIcon::Exclamation, PromptButtons::Ok);
+    m_strayBoxOpen = false;
+}
+
 void frmMDIMain::tmrBackgroungUpdate_Timer()
 {
     RSComm &comm = *m_util->gRSComm;
@@ -851,6 +867,7 @@ void frmMDIMain::tmrBackgroungUpdate_Timer()
     // skipped; the next one reports.
     if (comm.linkBusy())
         return;
+    reportStrayWrites(comm);
     if (!comm.OnlineMode) {
         m_util->gSystemMessage = QStringLiteral("Set-up Program is Currently OFFLINE");
         sbrMain[0]->setText(StatusPrefix + (comm.CommError

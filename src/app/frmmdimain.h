@@ -104,6 +104,7 @@ public:
 
     // One tick of the background cycle.
     void tmrBackgroungUpdate_Timer();
+    void reportStrayWrites(RSComm &comm);
     bool FaultMsgShown = false;
 
     // The child window now shown and its index.
@@ -188,6 +189,7 @@ private:
     int m_currentWindow = 0;
     bool m_startupDone = false;
     bool m_faultBoxOpen = false;
+    bool m_strayBoxOpen = false;
     bool m_shuttingDown = false;
     QTimer *m_clockTimer;
 };
