@@ -21,4 +21,7 @@ echo "== bench_link"
 echo
 echo "== bench_displays ($seconds s a window)"
 "$bin/bench_displays" "$seconds" || status=1
+echo
+echo "== fault_matrix"
+python3 "$top/bench/fault_matrix.py" "$bin" || status=1
 exit $status

@@ -111,6 +111,7 @@ void RSComm::OpenRSComm(SerialPort &commObj)
     commObj.discardInput();
     m_currentMode = 0;
     m_lastReadAddress.clear();
+    m_knownBytes.clear();
     CommError = false;
     ExchangeByte(Attention, ReplyWait::Await, InputFlush::Keep);
     OnlineMode = !CommError;
@@ -262,6 +263,7 @@ QString RSComm::ReadRegister(const QString &add)
         if (reply == NoReply)
             return {};
         bytes.append(char(reply));
+        m_knownBytes.insert(address, quint8(reply));
     }
     return QString::number(AssembleValue(decoded, bytes));
 }
@@ -335,10 +337,13 @@ void RSComm::WriteRegister(const QString &add, const QString &dataValue)
             break;
         }
     }
-    if (m_writeFailed)
+    if (m_writeFailed) {
         m_currentMode = 0;
-    else
-        m_writeDone = true;
+        return;
+    }
+    m_writeDone = true;
+    for (int i = 0; i < image.size(); ++i)
+        m_knownBytes.insert(decoded.ByteAddress + i, quint8(image[i]));
 }
 
 void RSComm::closeTriplet(BoardPlace &place, int intendedAddress, quint8 intendedData)
@@ -390,12 +395,17 @@ bool RSComm::verifyWrite(const QString &add, const DecodedAddress &decoded, quin
         if ((address >= first && address <= last) || checked.contains(address))
             continue;
         checked.append(address);
+        const std::optional<quint8> before =
+            m_knownBytes.contains(address) ? std::optional<quint8>(m_knownBytes.value(address))
+                                           : std::nullopt;
         const QString now = confirmedRead(QStringLiteral("B%1").arg(address));
         if (now.isEmpty()) {
             stray(address, -1);
             continue;
         }
         const int held = now.toInt();
+        if (before == held)
+            continue; // holds what it held before
         for (const auto &[other, written] : std::as_const(m_possibleWrites)) {
             if (other == address && written == held) {
                 stray(address, held);

@@ -5,6 +5,7 @@
 #include "serialport.h"
 
 #include <QByteArray>
+#include <QHash>
 #include <QList>
 #include <QString>
 
@@ -272,6 +273,10 @@ private:
     bool m_writeTroubled = false;
     bool m_boardPlaceLost = false;
     QList<QPair<int, quint8>> m_possibleWrites; // byte address, data
+    // The last value each byte was read as or written with since the link
+    // opened: a byte a faulty write may have reached that still holds it
+    // is unchanged.
+    QHash<int, quint8> m_knownBytes;
     QList<StrayWrite> m_strayWrites;
     QString m_lastWriteReadBack;
     // The bytes of the last ExchangeByte as they went: sent, and the reply

@@ -84,10 +84,11 @@ class TestCliFaults : public QObject
             QCOMPARE(board.sim.command(QStringLiteral("get ") + address),
                      QString::number(data.gCurrentData.valueAt(index)));
         }
-        QVERIFY2(r.err.contains(QStringLiteral("kestro-cli: %1 of %2 registers not written")
-                                    .arg(failed.size())
-                                    .arg(dataGroupIndexes(group).size())),
-                 qPrintable(r.err));
+        if (!failed.isEmpty())
+            QVERIFY2(r.err.contains(QStringLiteral("kestro-cli: %1 of %2 registers not written")
+                                        .arg(failed.size())
+                                        .arg(dataGroupIndexes(group).size())),
+                     qPrintable(r.err));
     }
 
 private slots:
@@ -145,14 +146,14 @@ private slots:
 
     void wrongEchoEveryFewBytesDuringDownload()
     {
-        // The case: the link stays up, so only the list tells.
+        // Only the echoes are wrong: each write is closed and confirmed, so
+        // every register ends as the file has it.
         Board board;
         QVERIFY(board.start(53, {QStringLiteral("--defaults"), QStringLiteral("--wrong-echo-every"),
                                  QStringLiteral("4")}));
         const Run r = cli({QStringLiteral("--port"), QStringLiteral("53"),
                            QStringLiteral("download"), QStringLiteral("setup"), m_boardFile});
-        QCOMPARE(r.exitCode, 3);
-        QVERIFY2(!namedFailures(r.err).isEmpty(), qPrintable(r.err));
+        QVERIFY2(namedFailures(r.err).isEmpty(), qPrintable(r.err));
         checkDownload(board, r, DataGroup::SetupData);
     }
 
