@@ -197,7 +197,12 @@ LinkCheck::Report LinkCheck::run(const Setup &setup)
     };
 
     if (!m_port.open()) {
-        const QString name = QFileInfo(setup.devicePath).absoluteFilePath();
+        // The node itself when there is one (its owner and holders are the
+        // node's), else the name the link leads to.
+        const QFileInfo info(setup.devicePath);
+        const QString name = info.exists()      ? info.canonicalFilePath()
+                             : info.isSymLink() ? info.symLinkTarget()
+                                                : info.absoluteFilePath();
         switch (m_port.lastError()) {
         case SerialError::NoSuchDevice: {
             QStringList present;
