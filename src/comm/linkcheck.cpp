@@ -132,6 +132,7 @@ LinkCheck::Timing LinkCheck::timeExchanges(int count)
     roundTrips.reserve(count);
     QElapsedTimer watch;
     bool inReadMode = true;
+    bool highNext = true;
     while (t.exchanges < count && t.timeOuts < MostTimeOuts) {
         if (!inReadMode) {
             m_port.discardInput();
@@ -145,10 +146,11 @@ LinkCheck::Timing LinkCheck::timeExchanges(int count)
                 continue;
             }
             inReadMode = true;
+            highNext = true;
         }
-        // Odd exchanges: the address high byte, echoed; even: the low byte,
-        // answered with data.
-        const bool echoed = t.exchanges % 2 == 0;
+        // The address high byte, echoed, then the low byte, answered with data.
+        const bool echoed = highNext;
+        highNext = !highNext;
         const quint8 sent = echoed ? TimedHigh : TimedLow;
         watch.start();
         const int reply = exchange(sent, ExchangeTimeoutMs);
@@ -184,8 +186,6 @@ LinkCheck::Report LinkCheck::run(const Setup &setup)
                  .arg(m_port.portNumber())
                  .arg(m_port.deviceName())
                  .arg(baud);
-    const SerialDevice device =
-        SerialDevices::describe(setup.devicePath, setup.devRoot, setup.sysRoot);
     const auto finish = [&](Finding finding, const QString &result, const QString &fix) {
         r.finding = finding;
         lines << QStringLiteral("Result: ") + result;
@@ -256,7 +256,7 @@ LinkCheck::Report LinkCheck::run(const Setup &setup)
     const SerialDevice opened =
         SerialDevices::describe(setup.devicePath, setup.devRoot, setup.sysRoot);
     const LowLatency lowLatency = m_port.lowLatency();
-    lines << QStringLiteral("Device: ") + deviceLine(opened.path.isEmpty() ? device : opened);
+    lines << QStringLiteral("Device: ") + deviceLine(opened);
     lines << QStringLiteral("Low-latency mode: ") + lowLatencyText(lowLatency);
     const QString gone = QStringLiteral("the device went away during the check.");
     const QString plugBack = QStringLiteral("plug the adapter back in and check again");

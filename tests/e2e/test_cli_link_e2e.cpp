@@ -77,6 +77,9 @@ private slots:
                            "Exchanges: 200, round trip median ", "0 wrong echoes, 0 time-outs",
                            "Upload All (586 exchanges) projected: 1.2 s (the wire alone: 1.22 s)",
                            "Low-latency mode: not offered by the driver"};
+        QTest::newRow("noisy line") << QStringList{"--garbage-every", "7"} << port << 3
+                                    << QStringList{"Result: the board answers, but ",
+                                                   "Fix: check the cable and its connectors"};
         QTest::newRow("silent") << QStringList{"--silent"} << port << 3
                                 << QStringList{"Result: no answer at 9600 or 19200 baud.",
                                                "Fix: check that the cable goes to the board's "
