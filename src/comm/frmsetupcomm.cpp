@@ -341,7 +341,8 @@ void frmSetupComm::focusChanged(QWidget *old, QWidget *now)
     // complete so the message box does not fight it.
     if (old != txtCommPort || m_validating || !isVisible())
         return;
-    if (now == cmdSave || now == cmdCancel || now == cmdAssign || (now && now->window() != this))
+    if (now == cmdSave || now == cmdCancel || now == cmdAssign || now == cmdTestLink ||
+        (now && now->window() != this))
         return;
     QTimer::singleShot(0, this, [this] {
         if (isVisible())

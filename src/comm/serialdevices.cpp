@@ -56,8 +56,13 @@ void describeFromSys(SerialDevice &d, const QString &sysTty)
     }
     // A USB adapter: the interface's parents carry the ids and names.
     for (int up = 0; up < 4 && !dir.isEmpty(); ++up) {
-        if (d.driver.isEmpty())
-            d.driver = driverOf(dir);
+        // The serial core's own "port" and "ctrl" devices sit between the
+        // tty and the device whose driver a technician knows.
+        if (d.driver.isEmpty() || d.driver == u"port" || d.driver == u"ctrl") {
+            const QString parent = driverOf(dir);
+            if (!parent.isEmpty() && parent != u"port" && parent != u"ctrl")
+                d.driver = parent;
+        }
         if (QFileInfo::exists(dir + QStringLiteral("/idVendor"))) {
             d.vendorId = readLine(dir + QStringLiteral("/idVendor"));
             d.productId = readLine(dir + QStringLiteral("/idProduct"));

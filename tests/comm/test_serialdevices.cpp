@@ -60,14 +60,17 @@ private slots:
                    QStringLiteral("usb-FTDI_FT232R_USB_UART_A1B2C3-if00-port0"));
         usbAdapter(QStringLiteral("ttyUSB1"), 2, "1a86", "7523", {}, QStringLiteral("ch341-uart"),
                    -1, QStringLiteral("usb-1a86_USB_Serial-if00-port0"));
-        // The built-in port: a platform device of the 8250 driver.
-        const QString uart = sys() + QStringLiteral("/devices/platform/serial8250/tty/ttyS0");
-        QDir().mkpath(uart);
+        // The built-in port: the serial core's port device under the UART's
+        // own, as the kernel lays out a PC's COM1.
+        const QString uart = sys() + QStringLiteral("/devices/pnp0/00:00");
+        const QString port = uart + QStringLiteral("/00:00:0/00:00:0.0");
+        QDir().mkpath(port);
         write(sys() + QStringLiteral("/class/tty/ttyS0/type"), "4");
-        link(sys() + QStringLiteral("/bus/platform/drivers/serial8250"),
-             sys() + QStringLiteral("/devices/platform/serial8250/driver"));
-        link(sys() + QStringLiteral("/devices/platform/serial8250"),
-             sys() + QStringLiteral("/class/tty/ttyS0/device"));
+        link(sys() + QStringLiteral("/bus/serial-base/drivers/port"), port + QStringLiteral("/driver"));
+        link(sys() + QStringLiteral("/bus/serial-base/drivers/ctrl"),
+             uart + QStringLiteral("/00:00:0/driver"));
+        link(sys() + QStringLiteral("/bus/pnp/drivers/serial"), uart + QStringLiteral("/driver"));
+        link(port, sys() + QStringLiteral("/class/tty/ttyS0/device"));
         write(dev() + QStringLiteral("/ttyS0"), {});
         // A reserved node without a UART is no device.
         write(sys() + QStringLiteral("/class/tty/ttyS1/type"), "0");
@@ -86,7 +89,7 @@ private slots:
                               << "usb-FTDI_FT232R_USB_UART_A1B2C3-if00-port0";
         QTest::newRow("CH340") << "ttyUSB1" << "ch341-uart" << "1a86:7523" << "" << -1
                                << "usb-1a86_USB_Serial-if00-port0";
-        QTest::newRow("built-in") << "ttyS0" << "serial8250" << ":" << "" << -1 << "";
+        QTest::newRow("built-in") << "ttyS0" << "serial" << ":" << "" << -1 << "";
     }
     void describesEachDevice()
     {
