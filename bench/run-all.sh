@@ -19,6 +19,9 @@ status=0
 echo "== bench_link"
 "$bin/bench_link" || status=1
 echo
+echo "== bench_latency"
+"$bin/bench_latency" || status=1
+echo
 echo "== bench_displays ($seconds s a window)"
 "$bin/bench_displays" "$seconds" || status=1
 echo

@@ -13,6 +13,8 @@ endforeach()
 install(DIRECTORY Support Help DESTINATION ${KESTRO_INSTALL_DIR}
         FILE_PERMISSIONS OWNER_READ OWNER_WRITE GROUP_READ WORLD_READ)
 install(FILES packaging/kestro.desktop DESTINATION ${CMAKE_INSTALL_DATADIR}/applications)
+# FTDI adapters at a 1 ms latency timer when plugged in (README: the link).
+install(FILES packaging/60-kestro-ftdi-latency.rules DESTINATION lib/udev/rules.d)
 install(FILES src/app/icons/kestro.svg
         DESTINATION ${CMAKE_INSTALL_DATADIR}/icons/hicolor/scalable/apps)
 

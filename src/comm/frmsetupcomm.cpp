@@ -1,14 +1,18 @@
 #include "frmsetupcomm.h"
 
+#include "clock.h"
 #include "commsettings.h"
+#include "linkcheck.h"
 #include "operatorprompt.h"
 #include "posixserialport.h"
 #include "rscomm.h"
 #include "serialdevices.h"
 
 #include "app/modutility.h"
+#include "machine/linkbudget.h"
 
 #include <QApplication>
+#include <QClipboard>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -16,15 +20,13 @@
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QLineEdit>
+#include <QPlainTextEdit>
 #include <QPushButton>
 #include <QRadioButton>
 #include <QTimer>
 #include <QToolButton>
 #include <QTreeWidget>
 #include <QVBoxLayout>
-#ifdef KESTRO_HAVE_SERIALPORT
-#include <QSerialPortInfo>
-#endif
 
 namespace
 {
@@ -115,21 +117,39 @@ frmSetupComm::frmSetupComm(RSComm &rsComm, SerialPort &commPort, OperatorPrompt 
     fraDevices = new QGroupBox(QStringLiteral("Serial Devices"), this);
     lstDevices = new QTreeWidget(fraDevices);
     lstDevices->setRootIsDecorated(false);
+    lstDevices->setObjectName(QStringLiteral("lstDevices"));
     lstDevices->setHeaderLabels({QStringLiteral("Device"), QStringLiteral("Description"),
-                                 QStringLiteral("USB ID"), QStringLiteral("Access")});
+                                 QStringLiteral("USB ID"), QStringLiteral("Driver"),
+                                 QStringLiteral("Latency"), QStringLiteral("Access")});
     lstDevices->setMinimumWidth(lstDevices->fontMetrics().horizontalAdvance(QLatin1Char('x')) * 70);
     lstDevices->setMaximumHeight(lstDevices->fontMetrics().height() * 8);
     cmdAssign = new QPushButton(QStringLiteral("&Assign to Port"), fraDevices);
     cmdAssign->setAutoDefault(false);
     cmdRefresh = new QPushButton(QStringLiteral("&Refresh"), fraDevices);
     cmdRefresh->setAutoDefault(false);
+    cmdTestLink = new QPushButton(QStringLiteral("&Test Link"), fraDevices);
+    cmdTestLink->setObjectName(QStringLiteral("cmdTestLink"));
+    cmdTestLink->setAutoDefault(false);
+    cmdCopyReport = new QPushButton(QStringLiteral("C&opy Report"), fraDevices);
+    cmdCopyReport->setObjectName(QStringLiteral("cmdCopyReport"));
+    cmdCopyReport->setAutoDefault(false);
+    cmdCopyReport->setEnabled(false);
+    txtLinkReport = new QPlainTextEdit(fraDevices);
+    txtLinkReport->setObjectName(QStringLiteral("txtLinkReport"));
+    txtLinkReport->setReadOnly(true);
+    txtLinkReport->setLineWrapMode(QPlainTextEdit::WidgetWidth);
+    txtLinkReport->setMaximumHeight(txtLinkReport->fontMetrics().height() * 9);
+    txtLinkReport->setVisible(false);
     auto *deviceButtons = new QHBoxLayout;
     deviceButtons->addWidget(cmdRefresh);
+    deviceButtons->addWidget(cmdTestLink);
+    deviceButtons->addWidget(cmdCopyReport);
     deviceButtons->addStretch();
     deviceButtons->addWidget(cmdAssign);
     auto *deviceLayout = new QVBoxLayout(fraDevices);
     deviceLayout->addWidget(lstDevices);
     deviceLayout->addLayout(deviceButtons);
+    deviceLayout->addWidget(txtLinkReport);
 
     auto *frames = new QHBoxLayout;
     frames->addWidget(fraCommPort, 1);
@@ -146,6 +166,9 @@ frmSetupComm::frmSetupComm(RSComm &rsComm, SerialPort &commPort, OperatorPrompt 
     connect(cmdCancel, &QPushButton::clicked, this, &frmSetupComm::cmdCancel_Click);
     connect(cmdAssign, &QPushButton::clicked, this, &frmSetupComm::cmdAssign_Click);
     connect(cmdRefresh, &QPushButton::clicked, this, &frmSetupComm::ListDevices);
+    connect(cmdTestLink, &QPushButton::clicked, this, &frmSetupComm::cmdTestLink_Click);
+    connect(cmdCopyReport, &QPushButton::clicked, this,
+            [this] { QGuiApplication::clipboard()->setText(txtLinkReport->toPlainText()); });
     connect(lstDevices, &QTreeWidget::itemSelectionChanged, this,
             [this] { cmdAssign->setEnabled(lstDevices->currentItem() != nullptr); });
     m_focusWatch = connect(qApp, &QApplication::focusChanged, this, &frmSetupComm::focusChanged);
@@ -212,31 +235,62 @@ void frmSetupComm::showDevice()
 void frmSetupComm::ListDevices()
 {
     lstDevices->clear();
-    const auto add = [this](const QString &path, const QString &description, const QString &usbId) {
-        QString group;
-        const SerialDevice::Access access = SerialDevices::accessOf(path, &group);
+    const int baud = optPortSpeed[1]->isChecked() ? 19200 : 9600;
+    const int exchanges = uploadAllExchanges();
+    for (const SerialDevice &d : SerialDevices::list()) {
+        // The by-id name comes first: it is what Assign should store, as it
+        // survives plugging the adapter in again.
+        const QString shown = d.stableName.isEmpty() ? d.path : d.stableName;
+        QString description = d.description;
+        if (!d.stableName.isEmpty())
+            description += QStringLiteral(" (") + QFileInfo(d.path).fileName() + u')';
         auto *item = new QTreeWidgetItem(
-            lstDevices, {path, description, usbId, SerialDevices::accessText(access, group)});
-        item->setToolTip(3, item->text(3));
-    };
-#ifdef KESTRO_HAVE_SERIALPORT
-    for (const QSerialPortInfo &info : QSerialPortInfo::availablePorts()) {
-        QString usbId;
-        if (info.hasVendorIdentifier() && info.hasProductIdentifier())
-            usbId = QStringLiteral("%1:%2")
-                        .arg(info.vendorIdentifier(), 4, 16, QLatin1Char('0'))
-                        .arg(info.productIdentifier(), 4, 16, QLatin1Char('0'));
-        const QString description = (info.manufacturer() + u' ' + info.description()).trimmed();
-        add(info.systemLocation(), description, usbId);
+            lstDevices,
+            {shown, description, d.vendorId.isEmpty() ? QString() : d.vendorId + u':' + d.productId,
+             d.driver,
+             d.latencyTimerMs < 0 ? QString() : QStringLiteral("%1 ms").arg(d.latencyTimerMs),
+             SerialDevices::accessText(d.access, d.group)});
+        item->setToolTip(0, d.path);
+        item->setToolTip(5, item->text(5));
+        const QString warning =
+            SerialDevices::latencyWarning(d, baud, LowLatency::NotOpen, exchanges);
+        if (!warning.isEmpty()) {
+            item->setText(4, item->text(4) + QStringLiteral(" - slow"));
+            item->setToolTip(4, warning);
+        }
     }
-#else
-    for (const SerialDevice &d : SerialDevices::list())
-        add(d.path, d.description,
-            d.vendorId.isEmpty() ? QString() : d.vendorId + u':' + d.productId);
-#endif
     for (int c = 0; c < lstDevices->columnCount(); ++c)
         lstDevices->resizeColumnToContents(c);
     cmdAssign->setEnabled(lstDevices->currentItem() != nullptr);
+}
+
+void frmSetupComm::cmdTestLink_Click()
+{
+    if (!txtCommPort_Validate())
+        return;
+    QString report;
+    if (m_rsComm.OnlineMode) {
+        // The program's link holds the port; the check would be refused.
+        report = QStringLiteral("The program is ONLINE and holds the port: go OFFLINE "
+                                "(View > Offline Data), then test the link.\n");
+    } else {
+        double value = 0;
+        numericText(txtCommPort->text(), value);
+        const int port = CommSettings::limitedPort(value);
+        SteadyClock clock;
+        PosixSerialPort device(clock, m_programDir);
+        device.setPortNumber(port);
+        device.setBaudRate(optPortSpeed[1]->isChecked() ? 19200 : 9600);
+        LinkCheck::Setup setup;
+        setup.devicePath = PosixSerialPort::devicePathFor(port, m_programDir);
+        setup.uploadAllExchanges = uploadAllExchanges();
+        QApplication::setOverrideCursor(Qt::WaitCursor);
+        report = LinkCheck(device, clock).run(setup).text;
+        QApplication::restoreOverrideCursor();
+    }
+    txtLinkReport->setPlainText(report);
+    txtLinkReport->setVisible(true);
+    cmdCopyReport->setEnabled(true);
 }
 
 void frmSetupComm::cmdAssign_Click()
@@ -287,7 +341,8 @@ void frmSetupComm::focusChanged(QWidget *old, QWidget *now)
     // complete so the message box does not fight it.
     if (old != txtCommPort || m_validating || !isVisible())
         return;
-    if (now == cmdSave || now == cmdCancel || now == cmdAssign || (now && now->window() != this))
+    if (now == cmdSave || now == cmdCancel || now == cmdAssign || now == cmdTestLink ||
+        (now && now->window() != this))
         return;
     QTimer::singleShot(0, this, [this] {
         if (isVisible())

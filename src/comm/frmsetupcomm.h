@@ -9,6 +9,7 @@ class OperatorPrompt;
 class QGroupBox;
 class QLabel;
 class QLineEdit;
+class QPlainTextEdit;
 class QRadioButton;
 class QPushButton;
 class QToolButton;
@@ -47,6 +48,10 @@ public:
     QTreeWidget *lstDevices;
     QPushButton *cmdAssign;
     QPushButton *cmdRefresh;
+    // The link check of the port and speed in the boxes, and its report.
+    QPushButton *cmdTestLink;
+    QPlainTextEdit *txtLinkReport;
+    QPushButton *cmdCopyReport;
 
     // The folders of the development tools beside the program.
     const QStringList &toolFolders() const { return m_toolFolders; }
@@ -57,6 +62,7 @@ public:
     void cmdCancel_Click();
     void cmdAssign_Click();
     void ListDevices();
+    void cmdTestLink_Click();
 
 private:
     void CurrentSettings();

@@ -12,6 +12,7 @@
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
+#include <linux/serial.h>
 #include <poll.h>
 #include <sys/file.h>
 #include <sys/ioctl.h>
@@ -100,6 +101,7 @@ bool PosixSerialPort::open()
         close();
     m_input.clear();
     m_hungUp = false;
+    m_lowLatency = LowLatency::NotOpen;
     m_device = resolvedDevice(m_portNumber, m_programDir);
     const QByteArray path = QFile::encodeName(devicePathFor(m_portNumber, m_programDir));
     const int fd = ::open(path.constData(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
@@ -166,6 +168,7 @@ bool PosixSerialPort::open()
     ::tcflush(fd, TCIFLUSH);
     m_fd = fd;
     m_waitFd = waitFd;
+    askLowLatency();
     m_error = SerialError::None;
     return true;
 }
@@ -202,8 +205,51 @@ void PosixSerialPort::drainOutput()
     }
 }
 
+void PosixSerialPort::askLowLatency()
+{
+    m_restoreLowLatency = false;
+    serial_struct serial{};
+    if (::ioctl(m_fd, TIOCGSERIAL, &serial) != 0) {
+        m_lowLatency = LowLatency::NotOffered;
+        qCInfo(lcComm) << "low-latency mode: not offered by the driver of" << m_device;
+        return;
+    }
+    if (serial.flags & ASYNC_LOW_LATENCY) {
+        m_lowLatency = LowLatency::On;
+        qCInfo(lcComm) << "low-latency mode: already on for" << m_device;
+        return;
+    }
+    serial.flags |= ASYNC_LOW_LATENCY;
+    serial_struct check{};
+    // Some drivers accept the call and ignore the flag: read it back.
+    if (::ioctl(m_fd, TIOCSSERIAL, &serial) == 0 && ::ioctl(m_fd, TIOCGSERIAL, &check) == 0 &&
+        (check.flags & ASYNC_LOW_LATENCY)) {
+        m_lowLatency = LowLatency::On;
+        m_restoreLowLatency = true;
+        qCInfo(lcComm) << "low-latency mode: on for" << m_device;
+        return;
+    }
+    m_lowLatency = LowLatency::Refused;
+    qCWarning(lcComm) << "low-latency mode: refused by the driver of" << m_device
+                      << std::strerror(errno);
+}
+
+void PosixSerialPort::restoreLowLatency()
+{
+    if (!m_restoreLowLatency)
+        return;
+    m_restoreLowLatency = false;
+    serial_struct serial{};
+    // A device that went away has nothing to restore.
+    if (::ioctl(m_fd, TIOCGSERIAL, &serial) == 0) {
+        serial.flags &= ~ASYNC_LOW_LATENCY;
+        ::ioctl(m_fd, TIOCSSERIAL, &serial);
+    }
+}
+
 void PosixSerialPort::release()
 {
+    restoreLowLatency();
     if (m_waitFd >= 0) {
         ::close(m_waitFd);
         m_waitFd = -1;

@@ -14,6 +14,10 @@ class Clock;
 // An open port is ours alone: TIOCEXCL keeps other openers out (root
 // excepted) and an advisory flock keeps out every other program that asks,
 // root included. Both are given back on close, after the output has gone.
+//
+// Every exchange is one round trip, so a USB adapter that holds received
+// bytes for its latency timer (16 ms on FTDI) costs that on every byte: the
+// port asks for low-latency mode on open and puts the flag back on close.
 class PosixSerialPort final : public SerialPort
 {
 public:
@@ -46,6 +50,7 @@ public:
 
     SerialError lastError() const override { return m_error; }
     QString deviceName() const override;
+    LowLatency lowLatency() const override { return m_lowLatency; }
 
 private:
     // Bytes read from the device and not yet taken. Fixed storage: taking
@@ -78,6 +83,10 @@ private:
     // Waits, bounded, until the device has sent what we queued.
     void drainOutput();
     void release();
+    // Asks the driver to pass on each byte at once; remembers the flag as
+    // it was so that close gives it back.
+    void askLowLatency();
+    void restoreLowLatency();
 
     Clock &m_clock;
     QString m_programDir;
@@ -91,6 +100,8 @@ private:
     int m_waitFd = -1;
     QString m_device;      // what the open port was opened on
     bool m_hungUp = false; // closed by its device: m_device still names it
+    LowLatency m_lowLatency = LowLatency::NotOpen;
+    bool m_restoreLowLatency = false; // we set the flag and must clear it
     InputBuffer m_input;
     SerialError m_error = SerialError::None;
 };

@@ -33,25 +33,40 @@ bool hasHardware(const QString &sysTty)
     return type.isEmpty() || type != u"0";
 }
 
-void describe(SerialDevice &d, const QString &sysTty)
+void describeFromSys(SerialDevice &d, const QString &sysTty)
 {
     const QString devLink = sysTty + QStringLiteral("/device");
     QString dir = QFileInfo(devLink).canonicalFilePath();
     if (dir.isEmpty())
         return;
-    const QString driver = QFileInfo(devLink + QStringLiteral("/driver")).symLinkTarget();
-    if (!driver.isEmpty()) {
-        const QString name = QFileInfo(driver).fileName();
+    const auto driverOf = [](const QString &folder) {
+        return QFileInfo(QFileInfo(folder + QStringLiteral("/driver")).symLinkTarget()).fileName();
+    };
+    d.driver = driverOf(dir);
+    // A USB adapter's timer sits beside its usb-serial port.
+    bool ok = false;
+    const int timer = readLine(dir + QStringLiteral("/latency_timer")).toInt(&ok);
+    if (ok)
+        d.latencyTimerMs = timer;
+    if (!d.driver.isEmpty()) {
         // The 8250 driver of the PC's own ports calls itself "port".
-        d.description = name == u"port" || name == u"serial8250"
+        d.description = d.driver == u"port" || d.driver == u"serial8250" || d.driver == u"serial"
                             ? QStringLiteral("on-board serial port")
-                            : name;
+                            : d.driver;
     }
     // A USB adapter: the interface's parents carry the ids and names.
     for (int up = 0; up < 4 && !dir.isEmpty(); ++up) {
+        // The serial core's own "port" and "ctrl" devices sit between the
+        // tty and the device whose driver a technician knows.
+        if (d.driver.isEmpty() || d.driver == u"port" || d.driver == u"ctrl") {
+            const QString parent = driverOf(dir);
+            if (!parent.isEmpty() && parent != u"port" && parent != u"ctrl")
+                d.driver = parent;
+        }
         if (QFileInfo::exists(dir + QStringLiteral("/idVendor"))) {
             d.vendorId = readLine(dir + QStringLiteral("/idVendor"));
             d.productId = readLine(dir + QStringLiteral("/idProduct"));
+            d.serialNumber = readLine(dir + QStringLiteral("/serial"));
             const QString maker = readLine(dir + QStringLiteral("/manufacturer"));
             const QString product = readLine(dir + QStringLiteral("/product"));
             const QString name = (maker + u' ' + product).trimmed();
@@ -61,6 +76,19 @@ void describe(SerialDevice &d, const QString &sysTty)
         }
         dir = QFileInfo(dir).absolutePath();
     }
+}
+
+QHash<QString, QString> stableNames(const QDir &dev)
+{
+    // The stable names point at the nodes: map node -> by-id path.
+    QHash<QString, QString> stable;
+    const QDir byId(dev.filePath(QStringLiteral("serial/by-id")));
+    for (const QFileInfo &link : byId.entryInfoList(QDir::System | QDir::Files, QDir::Name)) {
+        const QString target = link.canonicalFilePath();
+        if (!target.isEmpty())
+            stable.insert(target, link.absoluteFilePath());
+    }
+    return stable;
 }
 
 } // namespace
@@ -115,14 +143,7 @@ QList<SerialDevice> list(const QString &devRoot, const QString &sysRoot)
     const QDir dev(devRoot);
     const QString sysClass = QDir(sysRoot).filePath(QStringLiteral("class/tty"));
 
-    // The stable names point at the nodes: map node -> by-id path.
-    QHash<QString, QString> stable;
-    const QDir byId(dev.filePath(QStringLiteral("serial/by-id")));
-    for (const QFileInfo &link : byId.entryInfoList(QDir::System | QDir::Files, QDir::Name)) {
-        const QString target = link.canonicalFilePath();
-        if (!target.isEmpty())
-            stable.insert(target, link.absoluteFilePath());
-    }
+    const QHash<QString, QString> stable = stableNames(dev);
 
     QList<SerialDevice> found;
     const QStringList patterns{QStringLiteral("ttyS*"), QStringLiteral("ttyUSB*"),
@@ -148,9 +169,79 @@ QList<SerialDevice> list(const QString &devRoot, const QString &sysRoot)
         SerialDevice d;
         d.path = dev.filePath(name);
         d.stableName = stable.value(QFileInfo(d.path).canonicalFilePath());
-        describe(d, sysTty);
+        describeFromSys(d, sysTty);
         d.access = accessOf(d.path, &d.group);
         found << d;
+    }
+    return found;
+}
+
+SerialDevice describe(const QString &path, const QString &devRoot, const QString &sysRoot)
+{
+    SerialDevice d;
+    d.path = path;
+    const QString node = QFileInfo(path).canonicalFilePath();
+    if (node.isEmpty())
+        return d;
+    d.stableName = stableNames(QDir(devRoot)).value(node);
+    describeFromSys(d, QDir(sysRoot).filePath(QStringLiteral("class/tty/") +
+                                              QFileInfo(node).fileName()));
+    d.access = accessOf(node, &d.group);
+    return d;
+}
+
+QString stableNameFor(const QString &path, const QString &devRoot)
+{
+    const QString node = QFileInfo(path).canonicalFilePath();
+    return node.isEmpty() ? QString() : stableNames(QDir(devRoot)).value(node);
+}
+
+QString latencyWarning(const SerialDevice &device, int baud, LowLatency lowLatency,
+                       int uploadAllExchanges)
+{
+    if (device.latencyTimerMs <= 2 || lowLatency == LowLatency::On)
+        return {};
+    const QString canonical = QFileInfo(device.path).canonicalFilePath();
+    const QString name = QFileInfo(canonical.isEmpty() ? device.path : canonical).fileName();
+    const QString when = lowLatency == LowLatency::NotOpen
+                             ? QStringLiteral("unless low-latency mode takes when the port opens "
+                                              "(the link check tells), ")
+                             : QStringLiteral("low-latency mode could not be set, so ");
+    return QStringLiteral("the adapter holds each reply up to %1 ms (its latency timer): %2"
+                          "Upload All at %3 baud takes up to %4 s instead of %5 s. Fix: "
+                          "install the KESTRO package's udev rule and plug the adapter in "
+                          "again, or now: echo 1 | sudo tee "
+                          "/sys/bus/usb-serial/devices/%6/latency_timer")
+        .arg(device.latencyTimerMs)
+        .arg(when)
+        .arg(baud)
+        .arg(LinkCost::uploadAllSeconds(uploadAllExchanges, baud, device.latencyTimerMs), 0, 'f',
+             1)
+        .arg(LinkCost::uploadAllSeconds(uploadAllExchanges, baud, 0), 0, 'f', 1)
+        .arg(name);
+}
+
+QStringList holders(const QString &path, const QString &procRoot)
+{
+    QStringList found;
+    const QString node = QFileInfo(path).canonicalFilePath();
+    if (node.isEmpty())
+        return found;
+    const QString self = QString::number(::getpid());
+    const QDir proc(procRoot);
+    for (const QString &pid : proc.entryList(QDir::Dirs | QDir::NoDotAndDotDot)) {
+        if (pid == self || pid.toInt() <= 0)
+            continue;
+        const QDir fds(proc.filePath(pid + QStringLiteral("/fd")));
+        const QFileInfoList entries = fds.entryInfoList(QDir::System | QDir::Files);
+        for (const QFileInfo &fd : entries) {
+            if (fd.symLinkTarget() != node)
+                continue;
+            const QString name = readLine(proc.filePath(pid + QStringLiteral("/comm")));
+            found << QStringLiteral("%1 (pid %2)").arg(name.isEmpty() ? QStringLiteral("?") : name,
+                                                       pid);
+            break;
+        }
     }
     return found;
 }

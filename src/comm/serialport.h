@@ -18,6 +18,15 @@ enum class SerialError {
 
 QString serialErrorText(SerialError error);
 
+// Whether the driver hands each received byte over at once instead of
+// holding it for an adapter's latency timer.
+enum class LowLatency {
+    NotOpen,     // nothing asked yet
+    On,          // set by us, or already on
+    NotOffered,  // the driver has no such setting (a pty, some UARTs)
+    Refused,     // the driver has it but would not change it
+};
+
 // What the register protocol needs of a serial port: a numbered port opened
 // at 9600 or 19200 baud, 8N1, one byte at a time.
 class SerialPort
@@ -47,4 +56,6 @@ public:
     virtual SerialError lastError() const = 0;
     // Device behind the port number, for messages and the settings window.
     virtual QString deviceName() const = 0;
+    // What the driver said when the port was last opened.
+    virtual LowLatency lowLatency() const { return LowLatency::NotOffered; }
 };

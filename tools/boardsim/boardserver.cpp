@@ -251,6 +251,17 @@ void BoardServer::receive(quint8 byte)
         heardNs = qMax(heardNs, m_receiveLineFreeNs) + byteWireNs();
         m_receiveLineFreeNs = heardNs;
     }
+    if (m_settings.loopback) {
+        trace(byte, byte);
+        scheduleReply(byte, heardNs);
+        return;
+    }
+    if (heardAtWrongSpeed()) {
+        const quint8 noise = noiseFor(byte);
+        trace(byte, noise);
+        scheduleReply(noise, heardNs);
+        return;
+    }
     const auto reply = m_board.feed(byte);
     trace(byte, reply ? int(*reply) : -1);
     if (reply)
@@ -263,12 +274,43 @@ qint64 BoardServer::byteWireNs() const
     return 10 * 1000000000LL / m_settings.paceBaud;
 }
 
+bool BoardServer::heardAtWrongSpeed() const
+{
+    if (m_settings.boardSpeed <= 0)
+        return false;
+    // The master side of a pty reports the speed the client set on its side.
+    termios tio{};
+    if (::tcgetattr(m_master, &tio) != 0)
+        return false;
+    const speed_t board = m_settings.boardSpeed == 19200 ? B19200 : B9600;
+    return ::cfgetospeed(&tio) != board;
+}
+
+quint8 BoardServer::noiseFor(quint8 byte)
+{
+    // Never the handshake's acknowledge and never the byte itself: noise
+    // must not pass for a board or for a loopback plug.
+    for (;;) {
+        m_noiseState ^= m_noiseState << 13;
+        m_noiseState ^= m_noiseState >> 17;
+        m_noiseState ^= m_noiseState << 5;
+        const quint8 noise = quint8(m_noiseState >> 7);
+        if (noise != 0x55 && noise != byte)
+            return noise;
+    }
+}
+
 void BoardServer::scheduleReply(quint8 byte, qint64 heardNs)
 {
     qint64 due = heardNs + qint64(m_settings.delayMs) * NsPerMs;
     if (m_settings.paceBaud > 0) {
         due = qMax(due, m_lineFreeNs) + byteWireNs();
         m_lineFreeNs = due;
+    }
+    if (m_settings.adapterLatencyMs > 0) {
+        // An adapter passes what it received on only when its timer runs out.
+        const qint64 tick = qint64(m_settings.adapterLatencyMs) * NsPerMs;
+        due = (due / tick + 1) * tick;
     }
     m_replies.push_back({due, byte});
     sendDueReplies();

@@ -16,6 +16,8 @@ struct SimSettings;
 // to the board and its replies sent back (held for --delay-ms and, under
 // --pace, the wire time of both the byte received and the reply), the machine is moved on every
 // tick, and console commands are read from stdin. One thread, one ppoll(2) loop.
+// The hardware in between can be played too: an adapter's latency timer, a
+// loopback plug, a board at another speed than the port.
 //
 // The server keeps its own descriptor of the slave side open, so a client
 // that closes and reopens the device finds the board as it left it.
@@ -56,6 +58,10 @@ private:
     // heardNs: when the byte answered was wholly received.
     void scheduleReply(quint8 byte, qint64 heardNs);
     qint64 byteWireNs() const;
+    // The reply to a byte heard when the line runs at another speed than
+    // the board's: what a UART makes of the wrong bit times.
+    bool heardAtWrongSpeed() const;
+    quint8 noiseFor(quint8 byte);
     void sendDueReplies();
     void readConsole();
     void runCommand(QStringView line);
@@ -94,6 +100,7 @@ private:
     qint64 m_wakeLateNs = 0;
     qint64 m_wakeEarlyNs = 0;
     qint64 m_received = 0;
+    quint32 m_noiseState = 0x2545F491;
 
     bool m_consoleOpen = true;
     QByteArray m_consoleBuffer;

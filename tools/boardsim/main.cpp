@@ -100,8 +100,22 @@ int main(int argc, char *argv[])
     const QCommandLineOption programSilent(
         QStringLiteral("program-silent"),
         QStringLiteral("Do not answer record N of a program load."), QStringLiteral("N"));
-    parser.addOptions({link, pace, trace, silent, wrongEcho, wrongEchoDrops, misheard, garbage, wrongAt, delay, closeAfter,
-                       linger, frozen, defaults, plsBusy, programWrongSum, programSilent});
+    const QCommandLineOption adapterLatency(
+        QStringLiteral("adapter-latency-ms"),
+        QStringLiteral("Hold each reply until the next N ms tick, as a USB adapter's latency "
+                       "timer does."),
+        QStringLiteral("N"));
+    const QCommandLineOption loopback(
+        QStringLiteral("loopback"),
+        QStringLiteral("Be a loopback plug: every byte comes back unchanged."));
+    const QCommandLineOption boardSpeed(
+        QStringLiteral("board-speed"),
+        QStringLiteral("Answer only when the port was opened at BAUD (9600 or 19200); at another "
+                       "speed the replies are noise."),
+        QStringLiteral("BAUD"));
+    parser.addOptions({link, pace, trace, silent, wrongEcho, wrongEchoDrops, misheard, garbage,
+                       wrongAt, delay, closeAfter, linger, frozen, defaults, plsBusy,
+                       programWrongSum, programSilent, adapterLatency, loopback, boardSpeed});
     parser.process(app);
     if (!parser.positionalArguments().isEmpty()) {
         std::fprintf(stderr, "kestro-boardsim: unexpected argument %s\n",
@@ -112,6 +126,14 @@ int main(int argc, char *argv[])
     SimSettings settings;
     settings.silent = parser.isSet(silent);
     settings.frozen = parser.isSet(frozen);
+    settings.loopback = parser.isSet(loopback);
+    if (parser.isSet(boardSpeed)) {
+        settings.boardSpeed = parser.value(boardSpeed).toInt();
+        if (settings.boardSpeed != 9600 && settings.boardSpeed != 19200) {
+            std::fprintf(stderr, "kestro-boardsim: --board-speed is 9600 or 19200\n");
+            return 2;
+        }
+    }
     BoardServer::Options serverOptions;
     serverOptions.linkPath = parser.value(link);
     serverOptions.tracePath = parser.value(trace);
@@ -135,7 +157,8 @@ int main(int argc, char *argv[])
           NumberOption{wrongAt, 0, &wrongAnswerAt},
           NumberOption{closeAfter, 1, &serverOptions.closeAfter},
           NumberOption{plsBusy, 0, &plsBusyMs}, NumberOption{programWrongSum, 0, &wrongSumRecord},
-          NumberOption{programSilent, 0, &silentRecord}}) {
+          NumberOption{programSilent, 0, &silentRecord},
+          NumberOption{adapterLatency, 0, &settings.adapterLatencyMs}}) {
         if (!parser.isSet(o.option))
             continue;
         const auto value = numberOption(parser, o.option.names().front(), o.min);

@@ -29,6 +29,7 @@ public:
     bool waitForByte(qint64 deadlineMs) override { return m_device.waitForByte(deadlineMs); }
     SerialError lastError() const override { return m_device.lastError(); }
     QString deviceName() const override { return m_device.deviceName(); }
+    LowLatency lowLatency() const override { return m_device.lowLatency(); }
 
 private:
     SerialPort &m_device;

@@ -4,6 +4,7 @@
 #include "cliaddress.h"
 #include "clicontext.h"
 #include "consoleprompt.h"
+#include "doctorcommand.h"
 #include "fixedport.h"
 #include "plscommands.h"
 #include "portscommand.h"
@@ -55,6 +56,9 @@ const char *const kUsage =
     "  ports [--assign N DEVICE]    list the serial devices, the device the port\n"
     "                               leads to and whether you may open it; --assign\n"
     "                               makes port N lead to DEVICE\n"
+    "  doctor [--exchanges N]       check the link: the device, the cable and the\n"
+    "                               board, each fault with its fix; on a healthy\n"
+    "                               board N exchanges (200) are timed\n"
     "\n"
     "Addresses: W98 (word), B52 (byte), D1304 (double), F119 (flag), B1016.0 (bit),\n"
     "EFF0H (byte by hex address). Any other address is refused.\n"
@@ -158,7 +162,7 @@ int commandOptionValues(const QString &option)
     if (option == u"--clear" || option == u"--yes" || option == u"--set-clock" ||
         option == u"--reset-faults")
         return 0;
-    if (option == u"--project" || option == u"--address")
+    if (option == u"--project" || option == u"--address" || option == u"--exchanges")
         return 1;
     if (option == u"--assign")
         return 2;
@@ -243,6 +247,8 @@ int main(int argc, char *argv[])
     const QString programDir = QCoreApplication::applicationDirPath();
     if (verb == u"ports")
         return runPortsCommand(args, programDir, portOverride, out, err);
+    if (verb == u"doctor")
+        return runDoctorCommand(args, programDir, portOverride, speedOverride, out, err);
 
     SteadyClock clock;
     ConsolePrompt prompt;
@@ -286,6 +292,13 @@ int main(int argc, char *argv[])
             << RSComm::strayWriteTexts(strays).join(QStringLiteral("; ")) << Qt::endl;
         code = CliExit::CommFailure;
     }
+    // An adapter pulled during the command: say which, so that the
+    // technician knows the next run needs it back.
+    if (code != CliExit::Ok && device.lastError() == SerialError::HungUp)
+        err << "kestro-cli: the device " << device.deviceName()
+            << " went away during the command (unplugged?); plug it back in and run the "
+               "command again"
+            << Qt::endl;
     if (comm.OnlineMode)
         comm.CloseRSComm();
     return code;

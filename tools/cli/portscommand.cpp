@@ -6,6 +6,7 @@
 #include "comm/posixserialport.h"
 #include "comm/serialdevices.h"
 #include "comm/statefolder.h"
+#include "machine/linkbudget.h"
 
 #include <QFileInfo>
 #include <QTextStream>
@@ -48,6 +49,11 @@ int runPortsCommand(const QStringList &args, const QString &programDir, int port
         }
         out << "Port " << port << " now leads to " << device << " (" << link << ")\n";
         showPort(port, programDir, out);
+        const QString stable = SerialDevices::stableNameFor(device);
+        if (!stable.isEmpty() && QFileInfo(device).absoluteFilePath() != stable)
+            out << "Better: " << stable << " names the same adapter and survives plugging it "
+                << "in again (" << device << " may not):\n  kestro-cli ports --assign " << port
+                << ' ' << stable << "\n";
         out.flush();
         return CliExit::Ok;
     }
@@ -73,14 +79,29 @@ int runPortsCommand(const QStringList &args, const QString &programDir, int port
     if (devices.isEmpty())
         out << "  none found (a USB adapter appears as /dev/ttyUSB0 or /dev/ttyACM0 once "
                "plugged in)\n";
+    const int exchanges = uploadAllExchanges();
     for (const SerialDevice &d : devices) {
         QString what = d.description;
         if (!d.vendorId.isEmpty())
             what += QStringLiteral(" [%1:%2]").arg(d.vendorId, d.productId);
         out << "  " << d.path.leftJustified(14) << ' ' << what.trimmed().leftJustified(34) << ' '
             << SerialDevices::accessText(d.access, d.group) << "\n";
+        const QString indent = QStringLiteral("  ") + QString(14, u' ') + u' ';
+        QStringList facts;
+        if (!d.driver.isEmpty())
+            facts << QStringLiteral("driver ") + d.driver;
+        if (!d.serialNumber.isEmpty())
+            facts << QStringLiteral("serial ") + d.serialNumber;
+        if (d.latencyTimerMs >= 0)
+            facts << QStringLiteral("latency timer %1 ms").arg(d.latencyTimerMs);
+        if (!facts.isEmpty())
+            out << indent << facts.join(QStringLiteral(", ")) << "\n";
         if (!d.stableName.isEmpty())
-            out << "  " << QString(14, u' ') << " also " << d.stableName << "\n";
+            out << indent << "stable name " << d.stableName << " (use this one)\n";
+        const QString warning =
+            SerialDevices::latencyWarning(d, settings.baud, LowLatency::NotOpen, exchanges);
+        if (!warning.isEmpty())
+            out << indent << "warning: " << warning << "\n";
     }
     out << "Assign one to a port with: kestro-cli ports --assign N DEVICE\n";
     out.flush();

@@ -1,0 +1,165 @@
+#include "comm/clock.h"
+#include "comm/posixserialport.h"
+#include "comm/serialdevices.h"
+
+#include <QTemporaryDir>
+#include <QtTest>
+
+#include <pty.h>
+#include <unistd.h>
+
+// What the machine says about its serial devices, read from a fake /dev and
+// /sys laid out as the kernel does for a USB adapter and a built-in port.
+class TestSerialDevices : public QObject
+{
+    Q_OBJECT
+
+    QTemporaryDir m_root;
+    QString dev() const { return m_root.filePath(QStringLiteral("dev")); }
+    QString sys() const { return m_root.filePath(QStringLiteral("sys")); }
+
+    void write(const QString &path, const QByteArray &text)
+    {
+        QDir().mkpath(QFileInfo(path).absolutePath());
+        QFile f(path);
+        QVERIFY(f.open(QIODevice::WriteOnly));
+        f.write(text + '\n');
+    }
+    void link(const QString &target, const QString &path)
+    {
+        QDir().mkpath(QFileInfo(path).absolutePath());
+        QVERIFY(QFile::link(target, path));
+    }
+    // A USB adapter on port 1-N: the USB device, its interface, the tty.
+    void usbAdapter(const QString &tty, int n, const QByteArray &vendor, const QByteArray &product,
+                    const QByteArray &serial, const QString &driver, int latencyTimer,
+                    const QString &byId)
+    {
+        const QString usb = sys() + QStringLiteral("/devices/pci0000:00/usb1/1-%1").arg(n);
+        write(usb + QStringLiteral("/idVendor"), vendor);
+        write(usb + QStringLiteral("/idProduct"), product);
+        if (!serial.isEmpty())
+            write(usb + QStringLiteral("/serial"), serial);
+        const QString port = usb + QStringLiteral("/1-%1:1.0/").arg(n) + tty;
+        QDir().mkpath(port);
+        link(sys() + QStringLiteral("/bus/usb-serial/drivers/") + driver,
+             port + QStringLiteral("/driver"));
+        if (latencyTimer >= 0)
+            write(port + QStringLiteral("/latency_timer"), QByteArray::number(latencyTimer));
+        link(port, sys() + QStringLiteral("/class/tty/") + tty + QStringLiteral("/device"));
+        write(dev() + u'/' + tty, {});
+        link(dev() + u'/' + tty, dev() + QStringLiteral("/serial/by-id/") + byId);
+    }
+
+private slots:
+    void initTestCase()
+    {
+        QVERIFY(m_root.isValid());
+        usbAdapter(QStringLiteral("ttyUSB0"), 1, "0403", "6001", "A1B2C3",
+                   QStringLiteral("ftdi_sio"), 16,
+                   QStringLiteral("usb-FTDI_FT232R_USB_UART_A1B2C3-if00-port0"));
+        usbAdapter(QStringLiteral("ttyUSB1"), 2, "1a86", "7523", {}, QStringLiteral("ch341-uart"),
+                   -1, QStringLiteral("usb-1a86_USB_Serial-if00-port0"));
+        // The built-in port: the serial core's port device under the UART's
+        // own, as the kernel lays out a PC's COM1.
+        const QString uart = sys() + QStringLiteral("/devices/pnp0/00:00");
+        const QString port = uart + QStringLiteral("/00:00:0/00:00:0.0");
+        QDir().mkpath(port);
+        write(sys() + QStringLiteral("/class/tty/ttyS0/type"), "4");
+        link(sys() + QStringLiteral("/bus/serial-base/drivers/port"), port + QStringLiteral("/driver"));
+        link(sys() + QStringLiteral("/bus/serial-base/drivers/ctrl"),
+             uart + QStringLiteral("/00:00:0/driver"));
+        link(sys() + QStringLiteral("/bus/pnp/drivers/serial"), uart + QStringLiteral("/driver"));
+        link(port, sys() + QStringLiteral("/class/tty/ttyS0/device"));
+        write(dev() + QStringLiteral("/ttyS0"), {});
+        // A reserved node without a UART is no device.
+        write(sys() + QStringLiteral("/class/tty/ttyS1/type"), "0");
+        write(dev() + QStringLiteral("/ttyS1"), {});
+    }
+
+    void describesEachDevice_data()
+    {
+        QTest::addColumn<QString>("tty");
+        QTest::addColumn<QString>("driver");
+        QTest::addColumn<QString>("usbId");
+        QTest::addColumn<QString>("serial");
+        QTest::addColumn<int>("latencyTimer");
+        QTest::addColumn<QString>("byId");
+        QTest::newRow("FTDI") << "ttyUSB0" << "ftdi_sio" << "0403:6001" << "A1B2C3" << 16
+                              << "usb-FTDI_FT232R_USB_UART_A1B2C3-if00-port0";
+        QTest::newRow("CH340") << "ttyUSB1" << "ch341-uart" << "1a86:7523" << "" << -1
+                               << "usb-1a86_USB_Serial-if00-port0";
+        QTest::newRow("built-in") << "ttyS0" << "serial" << ":" << "" << -1 << "";
+    }
+    void describesEachDevice()
+    {
+        QFETCH(QString, tty);
+        const QList<SerialDevice> all = SerialDevices::list(dev(), sys());
+        QStringList paths;
+        for (const SerialDevice &d : all)
+            paths << QFileInfo(d.path).fileName();
+        QCOMPARE(paths, QStringList({"ttyS0", "ttyUSB0", "ttyUSB1"}));
+
+        const SerialDevice d = all.value(paths.indexOf(tty));
+        QTEST(d.driver, "driver");
+        QTEST(d.vendorId + u':' + d.productId, "usbId");
+        QTEST(d.serialNumber, "serial");
+        QTEST(d.latencyTimerMs, "latencyTimer");
+        QFETCH(QString, byId);
+        const QString stable =
+            byId.isEmpty() ? QString() : dev() + QStringLiteral("/serial/by-id/") + byId;
+        QCOMPARE(d.stableName, stable);
+        // The same facts for one device named by any of its names, and the
+        // by-id name suggested for the kernel's.
+        const SerialDevice one = SerialDevices::describe(d.path, dev(), sys());
+        QCOMPARE(one.driver, d.driver);
+        QCOMPARE(one.latencyTimerMs, d.latencyTimerMs);
+        QCOMPARE(SerialDevices::stableNameFor(d.path, dev()), stable);
+        if (!stable.isEmpty())
+            QCOMPARE(SerialDevices::describe(stable, dev(), sys()).driver, d.driver);
+    }
+
+    void warnsOfASlowTimerWithItsCost()
+    {
+        const SerialDevice ftdi =
+            SerialDevices::describe(dev() + QStringLiteral("/ttyUSB0"), dev(), sys());
+        // 586 exchanges of 2.08 ms on the wire, each held up to 16 ms more.
+        const QString warning = SerialDevices::latencyWarning(ftdi, 9600, LowLatency::Refused, 586);
+        QVERIFY2(warning.contains(QStringLiteral("up to 16 ms")), qPrintable(warning));
+        QVERIFY2(warning.contains(QStringLiteral("low-latency mode could not be set")),
+                 qPrintable(warning));
+        QVERIFY2(warning.contains(QStringLiteral("Upload All at 9600 baud takes up to 10.6 s "
+                                                 "instead of 1.2 s")),
+                 qPrintable(warning));
+        QVERIFY2(warning.contains(QStringLiteral("/sys/bus/usb-serial/devices/ttyUSB0/latency_timer")),
+                 qPrintable(warning));
+        // Nothing to say once low latency is on, or for a fast timer.
+        QVERIFY(SerialDevices::latencyWarning(ftdi, 9600, LowLatency::On, 586).isEmpty());
+        SerialDevice fast = ftdi;
+        fast.latencyTimerMs = 1;
+        QVERIFY(SerialDevices::latencyWarning(fast, 9600, LowLatency::Refused, 586).isEmpty());
+    }
+
+    void aPtyHasNoLowLatencyModeAndOpensAllTheSame()
+    {
+        int master = -1, slave = -1;
+        char name[256] = {};
+        QVERIFY(::openpty(&master, &slave, name, nullptr, nullptr) == 0);
+        QTemporaryDir program;
+        QDir().mkpath(program.filePath(QStringLiteral("Support")));
+        QVERIFY(QFile::link(QString::fromLocal8Bit(name),
+                            program.filePath(QStringLiteral("Support/COM1"))));
+        SteadyClock clock;
+        PosixSerialPort port(clock, program.path());
+        port.setPortNumber(1);
+        QCOMPARE(port.lowLatency(), LowLatency::NotOpen);
+        QVERIFY(port.open());
+        QCOMPARE(port.lowLatency(), LowLatency::NotOffered);
+        port.close();
+        ::close(slave);
+        ::close(master);
+    }
+};
+
+QTEST_GUILESS_MAIN(TestSerialDevices)
+#include "test_serialdevices.moc"
