@@ -117,7 +117,9 @@ void ValueLabel::paintEvent(QPaintEvent *event)
     if (!isEnabled() || m_stale) {
         // The style's own disabled look; offline and stale values are seldom
         // painted.
-        style()->drawItemText(&painter, rect, int(align), palette(), false, m_text,
+        QPalette greyed = palette();
+        greyed.setCurrentColorGroup(QPalette::Disabled);
+        style()->drawItemText(&painter, rect, int(align), greyed, false, m_text,
                               foregroundRole());
         if (m_stale) {
             // The time of the last good value, small, in the top corner.
@@ -126,7 +128,7 @@ void ValueLabel::paintEvent(QPaintEvent *event)
             small.setBold(false);
             painter.setFont(small);
             style()->drawItemText(&painter, contentsRect().adjusted(2, 1, -2, -1),
-                                  int(Qt::AlignRight | Qt::AlignTop), palette(), false,
+                                  int(Qt::AlignRight | Qt::AlignTop), greyed, false,
                                   staleTime(), foregroundRole());
         }
         return;

@@ -42,16 +42,25 @@ bool save(QWidget &window, const QString &path)
     return ok;
 }
 
-// Pictures the message box in front after a moment, then closes it.
+// Pictures the next message box once it is up and painted, then closes it.
 void pictureTheBox(QWidget &window, const QString &path)
 {
-    QTimer::singleShot(800, &window, [&window, path] {
-        save(window, path);
-        if (auto *box = qobject_cast<QMessageBox *>(QApplication::activeModalWidget())) {
+    auto *poll = new QTimer(&window);
+    poll->setInterval(200);
+    QObject::connect(poll, &QTimer::timeout, &window, [&window, path, poll] {
+        auto *box = qobject_cast<QMessageBox *>(QApplication::activeModalWidget());
+        if (!box || !box->isVisible())
+            return;
+        poll->stop();
+        poll->deleteLater();
+        QTimer::singleShot(400, box, [&window, path, box] {
+            save(window, path);
             std::printf("box: %s\n", qPrintable(box->text().replace(u'\n', u" / "_s)));
+            std::fflush(stdout);
             box->reject();
-        }
+        });
     });
+    poll->start();
 }
 
 } // namespace
@@ -109,6 +118,7 @@ int main(int argc, char *argv[])
             window.mnuFileUploadData_Click(3);
             corrupting = false;
             std::printf("caption: %s\n", qPrintable(window.windowTitle()));
+            std::fflush(stdout);
             pictureTheBox(window, out + u"-save-question.png"_s);
             window.mnuFileNew_Click();
             QApplication::exit(status);
