@@ -698,8 +698,8 @@ SaveQuestion frmMDIMain::QuerySaveChanges()
     QString question = QStringLiteral("Save Changes to File?");
     if (!m_util->gData.fullyRead())
         question.prepend(NotFullyReadWarning);
-    switch (m_prompt.ask(QStringLiteral("KESTRO"), question,
-                         PromptIcon::Exclamation, PromptButtons::YesNoCancel)) {
+    switch (m_prompt.ask(QStringLiteral("KESTRO"), question, PromptIcon::Exclamation,
+                         PromptButtons::YesNoCancel)) {
     case PromptAnswer::Yes:
         return SaveQuestion::Yes;
     case PromptAnswer::No:

@@ -299,7 +299,10 @@ void frmData::buildOnlinePass(QList<PassRead> &reads)
         ValueLabel *label = lblData[i];
         reads.append({m_registers[i],
                       [label](const QString &t) { label->setText(DisplayText::countOf(t)); },
-                      PassRead::Kind::PageField, {}, {}, staleMark(label)});
+                      PassRead::Kind::PageField,
+                      {},
+                      {},
+                      staleMark(label)});
         if (i == 0) {
             NumericEntryField *field = m_tripOffset;
             reads.append({defaultAddress(Item::SpindleTripOffset),

@@ -211,11 +211,17 @@ void frmMain::buildOnlinePass(QList<PassRead> &reads)
         if (i < FirstCountPanel)
             reads.append({m_registers[i],
                           [label](const QString &t) { label->setText(t.trimmed()); },
-                          PassRead::Kind::Value, {}, {}, staleMark(label)});
+                          PassRead::Kind::Value,
+                          {},
+                          {},
+                          staleMark(label)});
         else
             reads.append({m_registers[i],
                           [label](const QString &t) { label->setText(DisplayText::countOf(t)); },
-                          PassRead::Kind::Value, {}, {}, staleMark(label)});
+                          PassRead::Kind::Value,
+                          {},
+                          {},
+                          staleMark(label)});
     }
 }
 

@@ -350,10 +350,16 @@ void frmSetup::buildOnlinePass(QList<PassRead> &reads)
             ValueLabel *roll2 = lblDisplay[1];
             reads.append({LiveRegister::Appl1RollRPM,
                           [roll1](const QString &t) { roll1->setText(t); },
-                          PassRead::Kind::Value, {}, {}, staleMark(roll1)});
+                          PassRead::Kind::Value,
+                          {},
+                          {},
+                          staleMark(roll1)});
             reads.append({LiveRegister::Appl2RollRPM,
                           [roll2](const QString &t) { roll2->setText(t); },
-                          PassRead::Kind::Value, {}, {}, staleMark(roll2)});
+                          PassRead::Kind::Value,
+                          {},
+                          {},
+                          staleMark(roll2)});
         }
         if (k == 15) {
             QPushButton *zero = cmdZeroResolver;
@@ -368,7 +374,10 @@ void frmSetup::buildOnlinePass(QList<PassRead> &reads)
                           [](RSComm &link) { return link.PLSPos(); }});
             reads.append({LiveRegister::ResolverPosition,
                           [machine](const QString &t) { machine->setText(machinePosition(t)); },
-                          PassRead::Kind::Value, {}, {}, staleMark(machine)});
+                          PassRead::Kind::Value,
+                          {},
+                          {},
+                          staleMark(machine)});
         }
     }
 }

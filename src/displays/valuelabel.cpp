@@ -119,8 +119,7 @@ void ValueLabel::paintEvent(QPaintEvent *event)
         // painted.
         QPalette greyed = palette();
         greyed.setCurrentColorGroup(QPalette::Disabled);
-        style()->drawItemText(&painter, rect, int(align), greyed, false, m_text,
-                              foregroundRole());
+        style()->drawItemText(&painter, rect, int(align), greyed, false, m_text, foregroundRole());
         if (m_stale) {
             // The time of the last good value, small, in the top corner.
             QFont small = font();
@@ -128,8 +127,8 @@ void ValueLabel::paintEvent(QPaintEvent *event)
             small.setBold(false);
             painter.setFont(small);
             style()->drawItemText(&painter, contentsRect().adjusted(2, 1, -2, -1),
-                                  int(Qt::AlignRight | Qt::AlignTop), greyed, false,
-                                  staleTime(), foregroundRole());
+                                  int(Qt::AlignRight | Qt::AlignTop), greyed, false, staleTime(),
+                                  foregroundRole());
         }
         return;
     }

@@ -155,8 +155,8 @@ QString shortfallText(TransferMode mode, const TransferResult &result, const Dat
                    QString::number(transferCount(mode)) + QStringLiteral("\r\n");
     // Eight addresses to a line keep a long list inside a message box.
     for (qsizetype i = 0; i < left.size(); ++i) {
-        text += (i % 8 == 0 ? QStringLiteral("\r\n") : QStringLiteral(", ")) +
-                data.addressAt(left[i]);
+        text +=
+            (i % 8 == 0 ? QStringLiteral("\r\n") : QStringLiteral(", ")) + data.addressAt(left[i]);
     }
     if (upload)
         text += QStringLiteral("\r\n\r\nData in Memory Not Fully Read from T6800");
