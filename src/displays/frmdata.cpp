@@ -278,6 +278,8 @@ void frmData::applyOnlineLayout()
 void frmData::applyOfflineLayout()
 {
     const bool editing = m_util.gOfflineEditing;
+    // A change of offline editing after this layout is one it must follow.
+    m_lastOfflineEditing = editing;
     for (QWidget *w :
          std::initializer_list<QWidget *>{fraSpindleTrip, lblDescription[TripOffsetCaption],
                                           txtSpindleTripOffset, updSpindleTripOffset})

@@ -311,6 +311,8 @@ void frmSetup::applyOfflineLayout()
 {
     clearEditMarks();
     const bool editing = m_util.gOfflineEditing;
+    // A change of offline editing after this layout is one it must follow.
+    m_lastOfflineEditing = editing;
     for (QWidget *w :
          std::initializer_list<QWidget *>{fraSpeedParameters, fraBlowoff[0], fraBlowoff[1],
                                           fraMachineTiming, lblLabel[0], lblLabel[1]})
