@@ -30,6 +30,9 @@ public:
     // Ends the cycle; runs before the window is discarded.
     virtual void Form_Unload();
 
+    // The data in memory was replaced by New or Open.
+    virtual void dataReplaced() {}
+
     // One turn of the cycle, also callable directly by tests.
     void refreshTurn();
 

@@ -70,9 +70,14 @@ frmHelp::frmHelp(const QString &helpFile, QWidget *parent)
 
 void frmHelp::showContents()
 {
-    QUrl contents = QUrl::fromLocalFile(m_helpFile);
-    contents.setFragment(QStringLiteral("contents"));
-    txtHelp->setSource(contents);
+    showTopic(QString());
+}
+
+void frmHelp::showTopic(const QString &anchor)
+{
+    QUrl page = QUrl::fromLocalFile(m_helpFile);
+    page.setFragment(anchor.isEmpty() ? QStringLiteral("contents") : anchor);
+    txtHelp->setSource(page);
 }
 
 bool frmHelp::findNext()

@@ -15,6 +15,9 @@ public:
     explicit frmHelp(const QString &helpFile, QWidget *parent = nullptr);
 
     void showContents();
+    // The page at the anchor of a window's topic ("setup"); the contents
+    // when the anchor is empty.
+    void showTopic(const QString &anchor);
     // Finds the next occurrence of the search text, from the top again at
     // the end; false when the page does not hold it.
     bool findNext();

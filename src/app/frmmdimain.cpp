@@ -33,6 +33,9 @@
 #include <QToolBar>
 #include <QToolButton>
 
+#include <functional>
+#include <optional>
+
 namespace
 {
 
@@ -40,6 +43,9 @@ const QString StatusPrefix = QStringLiteral("System Message:  ");
 const QString SetupFilter = QStringLiteral("Setup Files(*.sdt)|*.sdt|");
 const QString ExportFilter = QStringLiteral("Text Files(*.txt)|*.txt|");
 constexpr int BackgroundIntervalMs = 500;
+const QString NotFullyReadMark = QStringLiteral(" (Data Not Fully Read)");
+const QString NotFullyReadWarning =
+    QStringLiteral("Data in Memory Not Fully Read from T6800\r\n\r\n");
 
 // The alarm texts of bits 0..2 of the alarm word; higher bits carry none.
 const QString AlarmTexts[3] = {
@@ -87,6 +93,18 @@ frmMDIMain::frmMDIMain(const Collaborators &with, QWidget *parent)
     createMenus();
     createToolbar();
     createStatusBar();
+
+    // F1: the help at the topic of the child window in front.
+    auto *contextHelp = new QAction(this);
+    contextHelp->setObjectName(QStringLiteral("contextHelp"));
+    contextHelp->setShortcut(QKeySequence(Qt::Key_F1));
+    addAction(contextHelp);
+    connect(contextHelp, &QAction::triggered, this, [this] {
+        static const QString topics[ChildFormCount] = {
+            QStringLiteral("main-display"), QStringLiteral("setup"), QStringLiteral("shift-data"),
+            QStringLiteral("io-states")};
+        HelpTopicsCommand(*this, m_helpFile, m_prompt, topics[m_currentWindow]);
+    });
 
     tmrBackgroungUpdate = new QTimer(this);
     tmrBackgroungUpdate->setInterval(BackgroundIntervalMs);
@@ -384,7 +402,10 @@ QString frmMDIMain::panelText(int panel) const
 
 void frmMDIMain::showCaption()
 {
-    setWindowTitle(QStringLiteral("KESTRO - ") + gFileNameCaption);
+    QString title = QStringLiteral("KESTRO - ") + gFileNameCaption;
+    if (!m_util->gData.fullyRead())
+        title += NotFullyReadMark;
+    setWindowTitle(title);
 }
 
 void frmMDIMain::showCommMode(bool online)
@@ -654,6 +675,11 @@ void frmMDIMain::RunTransfer(int mode)
     frmProcessing window(*transferMode, *m_util->gRSComm, m_util->gData.gCurrentData, m_prompt,
                          this);
     window.exec();
+    if (window.ran() && transferDirection(*transferMode) == TransferDirection::Upload) {
+        m_util->gData.noteUpload(dataGroupIndexes(transferGroup(*transferMode)),
+                                 notMoved(*transferMode, window.result()));
+        showCaption();
+    }
 }
 
 bool frmMDIMain::AskUploadFirst()
@@ -669,8 +695,11 @@ SaveQuestion frmMDIMain::QuerySaveChanges()
 {
     if (!m_util->gData.hasUnsavedChanges())
         return SaveQuestion::None;
-    switch (m_prompt.ask(QStringLiteral("KESTRO"), QStringLiteral("Save Changes to File?"),
-                         PromptIcon::Exclamation, PromptButtons::YesNoCancel)) {
+    QString question = QStringLiteral("Save Changes to File?");
+    if (!m_util->gData.fullyRead())
+        question.prepend(NotFullyReadWarning);
+    switch (m_prompt.ask(QStringLiteral("KESTRO"), question, PromptIcon::Exclamation,
+                         PromptButtons::YesNoCancel)) {
     case PromptAnswer::Yes:
         return SaveQuestion::Yes;
     case PromptAnswer::No:
@@ -685,12 +714,15 @@ void frmMDIMain::mnuFileNew_Click()
     const SaveQuestion answer = QuerySaveChanges();
     if (answer == SaveQuestion::Cancel)
         return;
-    if (answer == SaveQuestion::Yes)
-        mnuFileSave_Click();
+    // Cancel in the Save As dialog keeps the data it was asked about.
+    if (answer == SaveQuestion::Yes && !saveToFile())
+        return;
     m_util->gData.resetToDefaults();
     m_util->gFileUnnamed = true;
     gFileNameCaption = QStringLiteral("[unnamed]");
     showCaption();
+    if (ChildForm *child = currentChild())
+        child->dataReplaced();
 }
 
 void frmMDIMain::mnuFileOpen_Click()
@@ -699,8 +731,8 @@ void frmMDIMain::mnuFileOpen_Click()
         const SaveQuestion answer = QuerySaveChanges();
         if (answer == SaveQuestion::Cancel)
             return;
-        if (answer == SaveQuestion::Yes)
-            mnuFileSave_Click();
+        if (answer == SaveQuestion::Yes && !saveToFile())
+            return;
         QCoreApplication::processEvents();
 
         const std::optional<QString> path =
@@ -739,6 +771,8 @@ void frmMDIMain::ApplyLoadedFile()
     m_util->gFileUnnamed = false;
     gFileNameCaption = QLatin1Char('[') + gFileNameTitle + QLatin1Char(']');
     showCaption();
+    if (ChildForm *child = currentChild())
+        child->dataReplaced();
 }
 
 void frmMDIMain::mnuFileSave_Click()
@@ -822,8 +856,11 @@ void frmMDIMain::closeEvent(QCloseEvent *event)
         event->ignore();
         return;
     }
-    if (answer == SaveQuestion::Yes)
-        mnuFileSave_Click();
+    // Cancel in the Save As dialog, or a failed save, keeps the program running.
+    if (answer == SaveQuestion::Yes && !saveToFile()) {
+        event->ignore();
+        return;
+    }
 
     m_shuttingDown = true;
     tmrBackgroungUpdate->stop();
@@ -880,8 +917,27 @@ void frmMDIMain::tmrBackgroungUpdate_Timer()
     if (comm.CommError)
         return;
 
-    const qint16 fault = comm.FaultCode();
-    if (fault > 0) {
+    // A status register's value is acted on only when the read went through;
+    // a value other than the one acted on last must be read twice alike, so
+    // one corrupted reply neither raises nor clears a fault.
+    const auto confirmed = [&comm](const std::function<qint32()> &read,
+                                   qint32 last) -> std::optional<qint32> {
+        const qint32 first = read();
+        if (comm.CommError || comm.lastTransactionFailed())
+            return std::nullopt;
+        if (first == last)
+            return first;
+        const qint32 second = read();
+        if (comm.CommError || comm.lastTransactionFailed() || second != first)
+            return std::nullopt;
+        return first;
+    };
+    const std::optional<qint32> fault =
+        confirmed([&comm] { return qint32(comm.FaultCode()); }, m_faultActedOn);
+    if (!fault)
+        return;
+    m_faultActedOn = *fault;
+    if (*fault > 0) {
         // Once per fault episode, and never a second box over the first.
         if (!FaultMsgShown && !m_faultBoxOpen) {
             m_faultBoxOpen = true;
@@ -892,13 +948,18 @@ void frmMDIMain::tmrBackgroungUpdate_Timer()
         }
         m_util->gSystemMessage = QStringLiteral("****** PROCESSOR FAULTED ******\r\n"
                                                 "Set-up Program is Currently ONLINE");
-        sbrMain[0]->setText(StatusPrefix + comm.FaultDescription(fault));
+        sbrMain[0]->setText(StatusPrefix + comm.FaultDescription(*fault));
         return;
     }
 
-    qint32 alarmWord = 0;
-    if (!comm.CommError)
-        alarmWord = roundedTextValue(comm.RSRead(QStringLiteral("W98")));
+    if (comm.CommError)
+        return;
+    const std::optional<qint32> alarm = confirmed(
+        [&comm] { return roundedTextValue(comm.RSRead(QStringLiteral("W98"))); }, m_alarmActedOn);
+    if (!alarm)
+        return;
+    m_alarmActedOn = *alarm;
+    const qint32 alarmWord = *alarm;
     if (alarmWord <= 0) {
         m_util->gSystemMessage = QStringLiteral("--- System Normal ---\r\n"
                                                 "Set-up Program is Currently ONLINE");

@@ -171,6 +171,10 @@ private:
     void createToolbar();
     void createStatusBar();
     void showCaption();
+    // The fault code and alarm word the status bar shows, each confirmed by
+    // a second read before it changed.
+    qint32 m_faultActedOn = 0;
+    qint32 m_alarmActedOn = 0;
     void activateChild();
     void updateDateTimePanels();
     // The Save command's work; false when nothing was written.

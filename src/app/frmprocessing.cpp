@@ -77,8 +77,14 @@ void frmProcessing::ProcessTransfer()
     callbacks.cancelRequested = [this] { return CancelRequested; };
     DataTransfer transfer(m_rsComm, m_data);
     m_result = transfer.ProcessTransfer(m_mode, callbacks);
-    if (m_rsComm.CommError)
+    m_ran = true;
+    if (m_rsComm.CommError) {
         m_prompt.ask(TransferErrorTitle, TransferErrorText, PromptIcon::Exclamation,
                      PromptButtons::Ok);
+    } else if (m_result.Outcome == TransferOutcome::Completed && !m_result.Failed.isEmpty()) {
+        // The link held, but registers did not move: name them.
+        m_prompt.ask(TransferErrorTitle, shortfallText(m_mode, m_result, m_data),
+                     PromptIcon::Exclamation, PromptButtons::Ok);
+    }
     hide();
 }

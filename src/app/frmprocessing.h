@@ -27,6 +27,8 @@ public:
 
     bool CancelRequested = false;
     TransferResult result() const { return m_result; }
+    // The transfer ran (the window was shown).
+    bool ran() const { return m_ran; }
 
     void cmdCancel_Click();
 
@@ -45,4 +47,5 @@ private:
     OperatorPrompt &m_prompt;
     TransferResult m_result;
     bool m_started = false;
+    bool m_ran = false;
 };

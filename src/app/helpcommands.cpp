@@ -8,8 +8,10 @@
 
 #include <QFileInfo>
 #include <QPointer>
+#include <QString>
 
-void HelpTopicsCommand(frmMDIMain &main, const QString &helpFile, OperatorPrompt &prompt)
+void HelpTopicsCommand(frmMDIMain &main, const QString &helpFile, OperatorPrompt &prompt,
+                       const QString &topic)
 {
     const QString path = ModUtility::ChangeExtension(helpFile, QStringLiteral("html"));
     if (!QFileInfo(path).isFile()) {
@@ -22,8 +24,7 @@ void HelpTopicsCommand(frmMDIMain &main, const QString &helpFile, OperatorPrompt
     static QPointer<frmHelp> window;
     if (!window)
         window = new frmHelp(path, &main);
-    else
-        window->showContents();
+    window->showTopic(topic);
     window->show();
     window->raise();
     window->activateWindow();

@@ -2,6 +2,7 @@
 
 #include "comm/operatorprompt.h"
 #include "comm/rscomm.h"
+#include "machine/valuetext.h"
 #include "modutility.h"
 
 namespace
@@ -18,7 +19,15 @@ void SetupPasscode(ModUtility &util)
     const QString answer =
         util.prompt().input(QStringLiteral("Color Control Passcode"),
                             QStringLiteral("Please Enter New Passcode (0-65535)"), current);
-    // Passed on as typed: the write itself keeps only the digits.
-    if (!answer.isEmpty() && !comm.CommError)
-        comm.RSWrite(PasscodeRegister, answer);
+    if (answer.isEmpty() || comm.CommError)
+        return;
+    // The write keeps only the digits, so "1.5" would become 15: only a
+    // whole number in the register's range is written.
+    if (!wholeNumberIn(answer, 0, 65535)) {
+        util.prompt().ask(QStringLiteral("Color Control Passcode"),
+                          QStringLiteral("Only a Number Between 0 and 65535 can be Entered"),
+                          PromptIcon::Information, PromptButtons::Ok);
+        return;
+    }
+    comm.RSWrite(PasscodeRegister, answer);
 }

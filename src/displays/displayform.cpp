@@ -2,9 +2,16 @@
 
 #include "app/modutility.h"
 #include "comm/rscomm.h"
+#include "valuelabel.h"
 
+#include <QLineEdit>
 #include <QPointer>
 #include <QPushButton>
+
+std::function<void()> staleMark(ValueLabel *label)
+{
+    return [label] { label->markStale(); };
+}
 
 DisplayForm::DisplayForm(ModUtility &util, QWidget *parent)
     : ChildForm(util, parent), cmdDefault(makeFocusParkingButton(this))
@@ -29,6 +36,7 @@ void DisplayForm::Form_Activate()
     if (FormActive)
         return;
     activated();
+    parkFocus();
     m_paintPacer.watch(window());
     FormActive = true;
     m_stage = Stage::Turn;
@@ -63,12 +71,37 @@ void DisplayForm::runOnlineLayout()
 {
     applyOnlineLayout();
     OnlineReady = true;
+    parkFocus();
 }
 
 void DisplayForm::runOfflineLayout()
 {
     applyOfflineLayout();
     OfflineReady = true;
+    parkFocus();
+}
+
+void DisplayForm::pageChanged()
+{
+    m_pageChanged = true;
+    parkFocus();
+}
+
+void DisplayForm::parkFocus()
+{
+    const auto fields = findChildren<NumericEntryField *>();
+    for (const NumericEntryField *f : fields) {
+        if (f->holdsOperatorEntry() && f->txt()->isEnabled() && f->txt()->hasFocus())
+            return;
+    }
+    cmdDefault->setFocus(Qt::OtherFocusReason);
+}
+
+void DisplayForm::dataReplaced()
+{
+    const auto fields = findChildren<NumericEntryField *>();
+    for (NumericEntryField *f : fields)
+        f->endEntry();
 }
 
 void DisplayForm::schedule(int ms)
@@ -160,8 +193,13 @@ bool DisplayForm::readStep()
             return false;
         if (link.CommError)
             return false;
-        if (read.show)
+        if (!read.fetch && link.lastTransactionFailed()) {
+            // A failed read is no value: what is shown stays, never a 0.
+            if (read.stale)
+                read.stale();
+        } else if (read.show) {
             read.show(text);
+        }
         // One exchange per step: the events run before the next one.
         if (m_next < m_reads.size())
             return true;

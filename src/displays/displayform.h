@@ -24,7 +24,14 @@ struct PassRead {
     std::function<bool()> wanted = {};
     // Instead of a register read (the limit-switch queries).
     std::function<QString(RSComm &)> fetch = {};
+    // The register read failed without a link error: nothing is shown, and
+    // this marks the shown value as stale.
+    std::function<void()> stale = {};
 };
+
+class ValueLabel;
+// The stale action of a live value shown in a label.
+std::function<void()> staleMark(ValueLabel *label);
 
 // The refresh cycle of an operator window, run as a timer-driven state
 // machine so the user interface never waits for more than one register
@@ -52,6 +59,10 @@ public:
     // Pause between turns while offline; online turns follow at once.
     void setOfflineTurnInterval(int ms) { m_offlineIntervalMs = ms; }
 
+    // The data in memory was replaced (New, Open): entries in progress end
+    // unwritten and the fields show the new values.
+    void dataReplaced() override;
+
 signals:
     // A register (or limit-switch query, empty address) was read by a pass.
     void passRead(const QString &address);
@@ -74,8 +85,12 @@ protected:
     void runOnlineLayout();
     void runOfflineLayout();
     void applyLayoutForMode();
-    // The tab page changed: the running pass ends at its next page field.
-    void pageChanged() { m_pageChanged = true; }
+    // The tab page changed: the running pass ends at its next page field,
+    // and the focus is parked.
+    void pageChanged();
+    // The focus goes to "-", never to a command that acts on the machine;
+    // an entry the operator is typing keeps it.
+    void parkFocus();
 
     RSComm &comm() const;
     OperatorPrompt &prompt() const;

@@ -278,6 +278,8 @@ void frmData::applyOnlineLayout()
 void frmData::applyOfflineLayout()
 {
     const bool editing = m_util.gOfflineEditing;
+    // A change of offline editing after this layout is one it must follow.
+    m_lastOfflineEditing = editing;
     for (QWidget *w :
          std::initializer_list<QWidget *>{fraSpindleTrip, lblDescription[TripOffsetCaption],
                                           txtSpindleTripOffset, updSpindleTripOffset})
@@ -299,7 +301,10 @@ void frmData::buildOnlinePass(QList<PassRead> &reads)
         ValueLabel *label = lblData[i];
         reads.append({m_registers[i],
                       [label](const QString &t) { label->setText(DisplayText::countOf(t)); },
-                      PassRead::Kind::PageField});
+                      PassRead::Kind::PageField,
+                      {},
+                      {},
+                      staleMark(label)});
         if (i == 0) {
             NumericEntryField *field = m_tripOffset;
             reads.append({defaultAddress(Item::SpindleTripOffset),

@@ -177,7 +177,6 @@ void frmMain::applyOnlineLayout()
         else
             txtSpindleBlowoff->setText(text);
     }
-    cmdSingleBlowoff->setFocus(Qt::OtherFocusReason);
 }
 
 void frmMain::applyOfflineLayout()
@@ -210,11 +209,19 @@ void frmMain::buildOnlinePass(QList<PassRead> &reads)
     for (int i = 0; i < 6; ++i) {
         ValueLabel *label = lblDisplay[i];
         if (i < FirstCountPanel)
-            reads.append(
-                {m_registers[i], [label](const QString &t) { label->setText(t.trimmed()); }});
+            reads.append({m_registers[i],
+                          [label](const QString &t) { label->setText(t.trimmed()); },
+                          PassRead::Kind::Value,
+                          {},
+                          {},
+                          staleMark(label)});
         else
             reads.append({m_registers[i],
-                          [label](const QString &t) { label->setText(DisplayText::countOf(t)); }});
+                          [label](const QString &t) { label->setText(DisplayText::countOf(t)); },
+                          PassRead::Kind::Value,
+                          {},
+                          {},
+                          staleMark(label)});
     }
 }
 

@@ -265,12 +265,13 @@ void frmSetup::activated()
 void frmSetup::clearEditMarks()
 {
     for (NumericEntryField *f : m_fields)
-        f->BeingEdited = false;
+        f->clearEditMark();
 }
 
 void frmSetup::unloaded()
 {
-    clearEditMarks();
+    for (NumericEntryField *f : m_fields)
+        f->BeingEdited = false;
 }
 
 void frmSetup::store(int k, const QString &text)
@@ -310,6 +311,8 @@ void frmSetup::applyOfflineLayout()
 {
     clearEditMarks();
     const bool editing = m_util.gOfflineEditing;
+    // A change of offline editing after this layout is one it must follow.
+    m_lastOfflineEditing = editing;
     for (QWidget *w :
          std::initializer_list<QWidget *>{fraSpeedParameters, fraBlowoff[0], fraBlowoff[1],
                                           fraMachineTiming, lblLabel[0], lblLabel[1]})
@@ -347,10 +350,18 @@ void frmSetup::buildOnlinePass(QList<PassRead> &reads)
         if (k == 2) {
             ValueLabel *roll1 = lblDisplay[0];
             ValueLabel *roll2 = lblDisplay[1];
-            reads.append(
-                {LiveRegister::Appl1RollRPM, [roll1](const QString &t) { roll1->setText(t); }});
-            reads.append(
-                {LiveRegister::Appl2RollRPM, [roll2](const QString &t) { roll2->setText(t); }});
+            reads.append({LiveRegister::Appl1RollRPM,
+                          [roll1](const QString &t) { roll1->setText(t); },
+                          PassRead::Kind::Value,
+                          {},
+                          {},
+                          staleMark(roll1)});
+            reads.append({LiveRegister::Appl2RollRPM,
+                          [roll2](const QString &t) { roll2->setText(t); },
+                          PassRead::Kind::Value,
+                          {},
+                          {},
+                          staleMark(roll2)});
         }
         if (k == 15) {
             QPushButton *zero = cmdZeroResolver;
@@ -364,7 +375,11 @@ void frmSetup::buildOnlinePass(QList<PassRead> &reads)
                           {},
                           [](RSComm &link) { return link.PLSPos(); }});
             reads.append({LiveRegister::ResolverPosition,
-                          [machine](const QString &t) { machine->setText(machinePosition(t)); }});
+                          [machine](const QString &t) { machine->setText(machinePosition(t)); },
+                          PassRead::Kind::Value,
+                          {},
+                          {},
+                          staleMark(machine)});
         }
     }
 }

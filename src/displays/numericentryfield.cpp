@@ -10,7 +10,6 @@
 #include <QFocusEvent>
 #include <QKeyEvent>
 #include <QLineEdit>
-#include <QLocale>
 #include <QPushButton>
 
 QPushButton *makeFocusParkingButton(QWidget *parent)
@@ -20,20 +19,6 @@ QPushButton *makeFocusParkingButton(QWidget *parent)
     const int side = button->fontMetrics().height() + 6;
     button->setFixedSize(side, side);
     return button;
-}
-
-bool isNumericText(const QString &text, double *value)
-{
-    const QString trimmed = text.trimmed();
-    if (trimmed.isEmpty())
-        return false;
-    bool ok = false;
-    double number = QLocale::c().toDouble(trimmed, &ok);
-    if (!ok)
-        number = QLocale().toDouble(trimmed, &ok);
-    if (ok && value)
-        *value = number;
-    return ok;
 }
 
 NumericEntryField::NumericEntryField(QLineEdit *txt, UpDownSpinner *upd, EntryWindowState &window,
@@ -54,8 +39,12 @@ bool NumericEntryField::showValue(const QString &text)
 {
     if (BeingEdited)
         return false;
-    if (m_txt->text() != text)
+    if (m_txt->text() != text) {
         m_txt->setText(text);
+        // Esc in a field the operator looks at brings back what is shown.
+        if (m_inField)
+            ValueOnEntry = roundedTextValue(text);
+    }
     return true;
 }
 
@@ -68,9 +57,20 @@ QString NumericEntryField::rejectionMessage() const
 
 bool NumericEntryField::acceptable() const
 {
-    double value = 0;
-    return isNumericText(m_txt->text(), &value) && value >= m_upd->minimum() &&
-           value <= m_upd->maximum();
+    return wholeNumberIn(m_txt->text(), m_upd->minimum(), m_upd->maximum());
+}
+
+void NumericEntryField::clearEditMark()
+{
+    if (!holdsOperatorEntry())
+        BeingEdited = false;
+}
+
+void NumericEntryField::endEntry()
+{
+    m_changed = false;
+    BeingEdited = false;
+    m_window.PendingEsc = false;
 }
 
 NumericEntryField::Leaving NumericEntryField::leavingFor(Qt::FocusReason reason, bool keyLeave)
@@ -122,7 +122,7 @@ bool NumericEntryField::eventFilter(QObject *watched, QEvent *event)
             break;
         }
         m_inField = false;
-        if (!m_changed && !m_enterKey) {
+        if (!m_changed) {
             // Looked at, not changed: nothing to check or write.
             BeingEdited = false;
             return false;
@@ -149,10 +149,8 @@ bool NumericEntryField::eventFilter(QObject *watched, QEvent *event)
             m_window.PendingEsc = false;
             if (!m_inField)
                 enter(Selection::AsIs);
-            m_enterKey = true;
             QKeyEvent tab(QEvent::KeyPress, Qt::Key_Tab, Qt::NoModifier);
             QCoreApplication::sendEvent(m_txt, &tab);
-            m_enterKey = false;
             return true;
         }
         if (key->key() == Qt::Key_Escape) {
@@ -162,6 +160,13 @@ bool NumericEntryField::eventFilter(QObject *watched, QEvent *event)
             return true;
         }
         m_window.PendingEsc = false;
+        if ((key->key() == Qt::Key_Up || key->key() == Qt::Key_Down) &&
+            key->modifiers() == Qt::NoModifier) {
+            if (m_upd->isEnabled())
+                m_upd->step(key->key() == Qt::Key_Up ? UpDownSpinner::Direction::Up
+                                                     : UpDownSpinner::Direction::Down);
+            return true;
+        }
         if (key->key() == Qt::Key_Tab || key->key() == Qt::Key_Backtab) {
             // The operator's Tab: the focus change it makes is a leave.
             m_keyLeave = true;

@@ -59,8 +59,16 @@ public:
     bool showValue(const QString &text);
     // "Only a Number Between <min> and <max> can be Entered".
     QString rejectionMessage() const;
-    // True when the text is a number within the spinner's limits.
+    // True when the text is a whole number within the spinner's limits.
     bool acceptable() const;
+    // The operator changed the text and has not left the field yet.
+    bool holdsOperatorEntry() const { return m_inField && m_changed; }
+    // A layout's reset of the mark: an entry the operator is still typing
+    // keeps it, so what was typed is what is written when the field is left.
+    void clearEditMark();
+    // The data behind the field was replaced (New, Open): the entry in
+    // progress ends unwritten and the next pass shows the new value.
+    void endEntry();
 
 protected:
     bool eventFilter(QObject *watched, QEvent *event) override;
@@ -88,14 +96,9 @@ private:
     Action m_step;
     bool m_inField = false;    // the operator entered the field and has not left it
     bool m_changed = false;    // the operator changed the text since entering
-    bool m_enterKey = false;   // the focus leaves because Enter was pressed
     bool m_keyLeave = false;   // a Tab key of the operator is moving the focus
     bool m_quietLeave = false; // the focus leaves without a check (park)
     bool m_refusing = false;   // the refusal message is up
     bool m_inRelease = false;
     bool m_inKey = false;
 };
-
-// The text is a number as the operator may type it: blanks around it, a
-// sign, a fraction or an exponent.
-bool isNumericText(const QString &text, double *value = nullptr);

@@ -13,10 +13,30 @@ ValueLabel::ValueLabel(const QString &text, const QString &widestText, QWidget *
 
 void ValueLabel::setText(const QString &text)
 {
-    if (text == m_text)
+    m_lastGood = QTime::currentTime();
+    if (m_stale) {
+        m_stale = false;
+        setToolTip(QString());
+    } else if (text == m_text) {
         return;
+    }
     m_text = text;
     update(contentsRect());
+}
+
+void ValueLabel::markStale()
+{
+    if (m_stale)
+        return;
+    m_stale = true;
+    setToolTip(QStringLiteral("Not Read Since ") + staleTime());
+    update(contentsRect());
+}
+
+QString ValueLabel::staleTime() const
+{
+    return m_lastGood.isValid() ? m_lastGood.toString(QStringLiteral("HH:mm:ss"))
+                                : QStringLiteral("--:--:--");
 }
 
 void ValueLabel::setAlignment(Qt::Alignment alignment)
@@ -94,10 +114,22 @@ void ValueLabel::paintEvent(QPaintEvent *event)
     QPainter painter(this);
     const QRect rect = textRect();
     const Qt::Alignment align = QStyle::visualAlignment(layoutDirection(), m_alignment);
-    if (!isEnabled()) {
-        // The style's own disabled look; offline values are seldom painted.
-        style()->drawItemText(&painter, rect, int(align), palette(), false, m_text,
-                              foregroundRole());
+    if (!isEnabled() || m_stale) {
+        // The style's own disabled look; offline and stale values are seldom
+        // painted.
+        QPalette greyed = palette();
+        greyed.setCurrentColorGroup(QPalette::Disabled);
+        style()->drawItemText(&painter, rect, int(align), greyed, false, m_text, foregroundRole());
+        if (m_stale) {
+            // The time of the last good value, small, in the top corner.
+            QFont small = font();
+            small.setPointSizeF(qMax(6.0, small.pointSizeF() * 0.6));
+            small.setBold(false);
+            painter.setFont(small);
+            style()->drawItemText(&painter, contentsRect().adjusted(2, 1, -2, -1),
+                                  int(Qt::AlignRight | Qt::AlignTop), greyed, false, staleTime(),
+                                  foregroundRole());
+        }
         return;
     }
     // Drawn where QPainter::drawText would put it, without shaping the text

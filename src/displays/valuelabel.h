@@ -3,6 +3,7 @@
 #include <QFrame>
 #include <QString>
 #include <QTextLayout>
+#include <QTime>
 
 #include <array>
 #include <memory>
@@ -19,7 +20,13 @@ public:
     ValueLabel(const QString &text, const QString &widestText, QWidget *parent = nullptr);
 
     QString text() const { return m_text; }
+    // A value read: shown, and the label is current again.
     void setText(const QString &text);
+    // The read of a new value failed: the last good value stays, greyed, with
+    // the time it was read, never a made-up 0.
+    void markStale();
+    bool isStale() const { return m_stale; }
+    QTime lastGoodTime() const { return m_lastGood; }
     Qt::Alignment alignment() const { return m_alignment; }
     void setAlignment(Qt::Alignment alignment);
 
@@ -32,6 +39,7 @@ protected:
 
 private:
     int indent() const;
+    QString staleTime() const;
     QRect textRect() const;
     struct Shaped {
         std::unique_ptr<QTextLayout> layout;
@@ -46,4 +54,6 @@ private:
     std::size_t m_nextShaped = 0;
     QString m_widestText;
     Qt::Alignment m_alignment = Qt::AlignLeft | Qt::AlignVCenter;
+    bool m_stale = false;
+    QTime m_lastGood;
 };

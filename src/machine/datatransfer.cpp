@@ -135,3 +135,34 @@ TransferResult DataTransfer::ProcessTransfer(TransferMode mode, const TransferCa
     }
     return result;
 }
+
+QList<int> notMoved(TransferMode mode, const TransferResult &result)
+{
+    const QList<int> indexes = dataGroupIndexes(transferGroup(mode));
+    QList<int> left;
+    for (qsizetype i = 0; i < indexes.size(); ++i) {
+        if (i >= result.Transferred || result.Failed.contains(indexes[i]))
+            left << indexes[i];
+    }
+    return left;
+}
+
+QString shortfallText(TransferMode mode, const TransferResult &result, const DataSet &data)
+{
+    const QList<int> left = notMoved(mode, result);
+    if (left.isEmpty())
+        return QString();
+    const bool upload = transferDirection(mode) == TransferDirection::Upload;
+    QString text = (upload ? QStringLiteral("Registers Not Read: ")
+                           : QStringLiteral("Registers Not Written: ")) +
+                   QString::number(left.size()) + QStringLiteral(" of ") +
+                   QString::number(transferCount(mode)) + QStringLiteral("\r\n");
+    // Eight addresses to a line keep a long list inside a message box.
+    for (qsizetype i = 0; i < left.size(); ++i) {
+        text +=
+            (i % 8 == 0 ? QStringLiteral("\r\n") : QStringLiteral(", ")) + data.addressAt(left[i]);
+    }
+    if (upload)
+        text += QStringLiteral("\r\n\r\nData in Memory Not Fully Read from T6800");
+    return text;
+}

@@ -63,6 +63,14 @@ struct TransferResult {
     int moved() const { return Transferred - int(Failed.size()); }
 };
 
+// The items of the mode's group that did not move: the failed ones and those
+// not tried after a cancel or a link error, in group order.
+QList<int> notMoved(TransferMode mode, const TransferResult &result);
+// Names the registers that did not move, for the operator: how many of how
+// many and which ("Registers Not Read: 2 of 121" and the addresses); empty
+// when every register moved.
+QString shortfallText(TransferMode mode, const TransferResult &result, const DataSet &data);
+
 // Moves one data group between the board and a record, register by register
 // in group order, through the record's own address list. An upload stores
 // each value read, rounded to a whole number; a download writes each value

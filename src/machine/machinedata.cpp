@@ -2,6 +2,8 @@
 
 #include "sdtfile.h"
 
+#include <algorithm>
+
 MachineData::MachineData()
 {
     buildDefaults();
@@ -18,6 +20,22 @@ void MachineData::resetToDefaults()
 {
     gCurrentData = gDefaultData;
     gSavedData = gCurrentData;
+    NotRead.clear();
+}
+
+void MachineData::noteUpload(const QList<int> &tried, const QList<int> &notRead)
+{
+    QList<int> marked;
+    for (int index : std::as_const(NotRead)) {
+        if (!tried.contains(index))
+            marked << index;
+    }
+    for (int index : notRead) {
+        if (!marked.contains(index))
+            marked << index;
+    }
+    std::sort(marked.begin(), marked.end());
+    NotRead = marked;
 }
 
 void MachineData::applyLoadedFile()
@@ -25,6 +43,7 @@ void MachineData::applyLoadedFile()
     gFileData.fitToTable();
     gCurrentData = gFileData;
     gSavedData = gCurrentData;
+    NotRead.clear();
 }
 
 bool MachineData::hasUnsavedChanges() const

@@ -19,6 +19,9 @@ public:
     DataSet gSavedData;    // gCurrentData as last reset, opened or saved
     DataSet gFileData;     // a set-up file's record before it is applied
     int gSpindleCount = 0; // from "B52" at the first connection; 0 until then
+    // Items an upload did not read, ascending: their values in gCurrentData
+    // are not the board's. New, Open and an upload that reads them clear them.
+    QList<int> NotRead;
 
     // Fills gDefaultData and copies it to gCurrentData and gSavedData.
     void buildDefaults();
@@ -31,6 +34,10 @@ public:
     // differs from the snapshot, or the data carries another version tag.
     // Addresses are not compared.
     bool hasUnsavedChanges() const;
+    bool fullyRead() const { return NotRead.isEmpty(); }
+    // After an upload that tried these items: the ones not read are marked,
+    // the others are the board's again.
+    void noteUpload(const QList<int> &tried, const QList<int> &notRead);
     SpindleLimits limits() const { return spindleLimits(gSpindleCount); }
 
     // Reads a set-up file into gFileData; nothing changes when it fails.

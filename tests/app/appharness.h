@@ -23,6 +23,7 @@
 #include <QTest>
 #include <QTimer>
 
+#include <functional>
 #include <memory>
 #include <optional>
 
@@ -67,6 +68,9 @@ public:
 
     QByteArray sent;
     int openCount = 0;
+    // Sees each reply with the bytes sent so far and may change it (a
+    // corrupted byte on the cable).
+    std::function<int(const QByteArray &sent, int reply)> replyFilter;
 
     void setPortNumber(int number) override { m_inner.setPortNumber(number); }
     int portNumber() const override { return m_inner.portNumber(); }
@@ -85,7 +89,11 @@ public:
         return m_inner.sendByte(value);
     }
     int bytesWaiting() override { return m_inner.bytesWaiting(); }
-    int readByte() override { return m_inner.readByte(); }
+    int readByte() override
+    {
+        const int reply = m_inner.readByte();
+        return replyFilter && reply >= 0 ? replyFilter(sent, reply) : reply;
+    }
     void discardInput() override { m_inner.discardInput(); }
     bool waitForByte(qint64 deadlineMs) override { return m_inner.waitForByte(deadlineMs); }
     SerialError lastError() const override { return m_inner.lastError(); }
