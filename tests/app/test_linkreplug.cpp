@@ -20,7 +20,10 @@ QtMessageHandler previousHandler = nullptr;
 
 void countHangUps(QtMsgType type, const QMessageLogContext &context, const QString &message)
 {
-    if (message.contains(QLatin1String("device hung up")))
+    // The lost device is met by a wait (hung up) or by a send, whichever
+    // comes first.
+    if (message.contains(QLatin1String("device hung up")) ||
+        message.contains(QLatin1String("send failed")))
         ++hungUpWarnings;
     previousHandler(type, context, message);
 }
