@@ -107,6 +107,9 @@ public:
     QString PLSRpm() { return queryText(0x58); }
     static constexpr int QueryFailed = -9999;
     int Query(quint8 code);
+    // The word of a query that the board gave the same way twice (three
+    // times once it was seen to differ); QueryFailed when it never did.
+    int ConfirmedQuery(quint8 code);
 
     // Limit-switch channel programming (rscommpls.cpp). All return true on success.
     enum class ChannelClear { Keep, ClearFirst };
@@ -126,6 +129,9 @@ public:
     // The 19 values; zeros from where the read stopped. *ok tells whether it completed.
     QList<qint16> PLSConfigUpload(bool *ok = nullptr);
     PLSOutcome plsOutcome() const { return m_plsOutcome; }
+    // What the link did wrong in the last limit-switch operation; empty when
+    // nothing or the operator's value was the matter.
+    QString plsFault() const { return m_plsFault; }
 
     // Controller program download. DownloadFile selects a project (.pdx with
     // its .rev, .hex and for some boards .lcf) and checks it; DumpProgram
@@ -144,6 +150,12 @@ public:
     void setInUploadMode(bool on) { m_program.inUploadMode = on; }
     bool ReadingIdent() const { return m_program.readingIdent; }
     void UploadProgram();
+
+    // What stopped the last program transfer ("reading 4A30H: ..."); empty
+    // when it ended well or was declined.
+    QString programTransferFault() const { return m_program.fault; }
+    // Register reads the last upload took, verification included.
+    int programBytesRead() const { return m_program.bytesRead; }
 
     // Progress of the record stream of either direction.
     int programRecordsDone() const { return m_program.recordsDone; }
@@ -207,6 +219,7 @@ private:
     QString readByteAt(int address) { return readValue(QStringLiteral("B%1").arg(address)); }
     void dumpProgramSteps();
     void uploadProgramSteps();
+    bool readConfirmedBlock(int address, int count, QByteArray &out);
     // Runs the steps of a public procedure. A file failure among them is
     // shown in a box with the procedure's title and ends it; false then.
     bool runShowingFailure(const QString &title, const std::function<void()> &steps);
@@ -229,6 +242,8 @@ private:
         QString currentAdd = QStringLiteral(" ");
         int recordsDone = 0;
         int recordCount = 0;
+        QString fault;
+        int bytesRead = 0;
     };
 
     // Refuses a caller that came in while the link is held.
@@ -249,6 +264,7 @@ private:
     qint16 m_channelRecallPos = 0;
     qint16 m_channelRecallState = 0;
     PLSOutcome m_plsOutcome = PLSOutcome::Done;
+    QString m_plsFault;
 
     ProgramState m_program;
     std::function<void()> m_programYield;

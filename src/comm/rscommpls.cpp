@@ -6,6 +6,7 @@
 #include "clock.h"
 #include "commlog.h"
 #include "operatorprompt.h"
+#include "repeatedreads.h"
 
 namespace
 {
@@ -34,6 +35,21 @@ constexpr qint16 kConfigReadMode = 8;
 constexpr quint8 kConfigReadCode = 0x0C;
 
 const QString kTwoBreaks = QStringLiteral("\r\n\r\n");
+constexpr int kMostQueries = 8;
+
+QString queryName(quint8 code)
+{
+    switch (code) {
+    case kScaleFactorQuery:
+        return QStringLiteral("scale factor");
+    case kOffsetQuery:
+        return QStringLiteral("offset");
+    case kPositionQuery:
+        return QStringLiteral("position");
+    default:
+        return QStringLiteral("query %1").arg(code, 2, 16, QLatin1Char('0'));
+    }
+}
 
 QByteArray channelRecord(qint16 chan, int first, int second, int kind)
 {
@@ -56,6 +72,29 @@ QByteArray wordBytes(int value)
 }
 
 } // namespace
+
+int RSComm::ConfirmedQuery(quint8 code)
+{
+    RepeatedReads reads;
+    while (!reads.confirmed()) {
+        if (reads.reads() >= kMostQueries || CommError)
+            return QueryFailed;
+        const int value = Query(code);
+        reads.add(value == QueryFailed ? std::nullopt : std::optional<qint64>(value));
+    }
+    return int(*reads.confirmed());
+}
+
+// A value the operator's entry is judged against must have been read
+// cleanly; false (a link failure, named) when it was not.
+static bool confirmedOrFault(int value, quint8 code, RSComm::PLSOutcome &outcome, QString &fault)
+{
+    if (value != RSComm::QueryFailed)
+        return true;
+    outcome = RSComm::PLSOutcome::NoAnswer;
+    fault = QStringLiteral("the %1 could not be read cleanly").arg(queryName(code));
+    return false;
+}
 
 bool RSComm::plsRefuse(const QString &title, const QString &text, PromptIcon icon)
 {
@@ -131,15 +170,14 @@ bool RSComm::SingleSetpoint(qint16 chan, qint16 onSetpoint, qint16 offSetpoint,
                             ChannelClear clearChan)
 {
     m_plsOutcome = PLSOutcome::Done;
+    m_plsFault.clear();
     if (CommError) {
         m_plsOutcome = PLSOutcome::NoAnswer;
         return false;
     }
-    const int scale = Query(kScaleFactorQuery);
-    if (CommError || scale == QueryFailed) {
-        m_plsOutcome = PLSOutcome::NoAnswer;
+    const int scale = ConfirmedQuery(kScaleFactorQuery);
+    if (!confirmedOrFault(scale, kScaleFactorQuery, m_plsOutcome, m_plsFault))
         return false;
-    }
     const int largest = scale - 1;
     for (const qint16 setpoint : {onSetpoint, offSetpoint}) {
         if (setpoint > largest)
@@ -158,11 +196,10 @@ bool RSComm::SingleSetpoint(qint16 chan, qint16 onSetpoint, qint16 offSetpoint,
 bool RSComm::PulseTrain(qint16 chan, qint16 onDivision, qint16 offDivision, qint16 startDivision)
 {
     m_plsOutcome = PLSOutcome::Done;
-    const int scale = Query(kScaleFactorQuery);
-    if (CommError || scale == QueryFailed) {
-        m_plsOutcome = PLSOutcome::NoAnswer;
+    m_plsFault.clear();
+    const int scale = ConfirmedQuery(kScaleFactorQuery);
+    if (!confirmedOrFault(scale, kScaleFactorQuery, m_plsOutcome, m_plsFault))
         return false;
-    }
     const QString title = QStringLiteral("PLS Pulse Train");
     const QString notProgrammed =
         kTwoBreaks + QStringLiteral("PLS Channel will not be Programmed.");
@@ -245,12 +282,14 @@ bool RSComm::SetPLSOffset(qint16 position)
     m_plsOutcome = PLSOutcome::Done;
     int values[3] = {0, 0, 0};
     const quint8 codes[3] = {kOffsetQuery, kPositionQuery, kScaleFactorQuery};
+    m_plsFault.clear();
     for (int i = 0; i < 3; ++i) {
-        values[i] = Query(codes[i]);
-        if (CommError || values[i] == QueryFailed) {
-            m_plsOutcome = PLSOutcome::NoAnswer;
+        // The position moves with the machine: it cannot be read twice alike.
+        values[i] = codes[i] == kPositionQuery ? Query(codes[i]) : ConfirmedQuery(codes[i]);
+        if (CommError)
+            values[i] = QueryFailed;
+        if (!confirmedOrFault(values[i], codes[i], m_plsOutcome, m_plsFault))
             return false;
-        }
     }
     const int offset = values[0];
     const int current = values[1];
