@@ -9,6 +9,7 @@
 #include <QString>
 
 #include <functional>
+#include <optional>
 
 class Clock;
 class OperatorPrompt;
@@ -108,8 +109,9 @@ public:
     static constexpr int QueryFailed = -9999;
     int Query(quint8 code);
     // The word of a query that the board gave the same way twice (three
-    // times once it was seen to differ); QueryFailed when it never did.
-    int ConfirmedQuery(quint8 code);
+    // times once it was seen to differ), firstRead counted as one of them;
+    // QueryFailed when it never did.
+    int ConfirmedQuery(quint8 code, std::optional<int> firstRead = std::nullopt);
 
     // Limit-switch channel programming (rscommpls.cpp). All return true on success.
     enum class ChannelClear { Keep, ClearFirst };
@@ -202,7 +204,11 @@ private:
     QString queryText(quint8 code);
     bool programPLS(qint16 mode, quint8 modeByte, const QByteArray &bytes);
     bool plsReadyPoll();
+    bool plsHandshake(qint16 mode, quint8 modeByte, const QByteArray &bytes, qsizetype &next);
+    bool plsSettleDoubt(const QByteArray &bytes);
     bool plsRefuse(const QString &title, const QString &text, PromptIcon icon);
+    bool plsReadFailed(int value, quint8 code);
+    bool plsConfirmBeforeRefusing(int &value, quint8 code);
     bool checkValue(const QString &add, const QString &dataValue, DecodedAddress &decoded,
                     quint32 &value);
 

@@ -14,6 +14,7 @@ namespace
 constexpr int kReadyPoll = 0x38;
 constexpr qint64 kFirstReadyMs = 3000;
 constexpr qint64 kRetryReadyMs = 2000;
+constexpr qint64 kModeTimeoutMs = 2000;
 // A recalled position above this high byte is not a position the board holds.
 constexpr int kHighestRecallHighByte = 16;
 
@@ -73,9 +74,11 @@ QByteArray wordBytes(int value)
 
 } // namespace
 
-int RSComm::ConfirmedQuery(quint8 code)
+int RSComm::ConfirmedQuery(quint8 code, std::optional<int> firstRead)
 {
     RepeatedReads reads;
+    if (firstRead)
+        reads.add(*firstRead == QueryFailed ? std::nullopt : std::optional<qint64>(*firstRead));
     while (!reads.confirmed()) {
         if (reads.reads() >= kMostQueries || CommError)
             return QueryFailed;
@@ -85,15 +88,22 @@ int RSComm::ConfirmedQuery(quint8 code)
     return int(*reads.confirmed());
 }
 
-// A value the operator's entry is judged against must have been read
-// cleanly; false (a link failure, named) when it was not.
-static bool confirmedOrFault(int value, quint8 code, RSComm::PLSOutcome &outcome, QString &fault)
+bool RSComm::plsReadFailed(int value, quint8 code)
 {
-    if (value != RSComm::QueryFailed)
-        return true;
-    outcome = RSComm::PLSOutcome::NoAnswer;
-    fault = QStringLiteral("the %1 could not be read cleanly").arg(queryName(code));
-    return false;
+    if (value != QueryFailed && !CommError)
+        return false;
+    m_plsOutcome = PLSOutcome::NoAnswer;
+    m_plsFault = QStringLiteral("the %1 could not be read cleanly").arg(queryName(code));
+    return true;
+}
+
+// A query's word has no echo. Read once, as always; but before the
+// operator's value is refused for it, it is read again until it agrees with
+// itself: a corrupted word is a link fault, not the operator's mistake.
+bool RSComm::plsConfirmBeforeRefusing(int &value, quint8 code)
+{
+    value = ConfirmedQuery(code, value);
+    return !plsReadFailed(value, code);
 }
 
 bool RSComm::plsRefuse(const QString &title, const QString &text, PromptIcon icon)
@@ -103,7 +113,14 @@ bool RSComm::plsRefuse(const QString &title, const QString &text, PromptIcon ico
     return false;
 }
 
-// Modes 3, 5 and 7: the handshake, each byte acknowledged, then the ready poll.
+// Modes 3, 5 and 7: the handshake, each byte acknowledged, then the ready
+// poll. Inside the exchange every byte is the board's data, FF too, so after
+// the mode byte an FF may only follow once the board is known to be out of
+// the exchange: a mode byte answered neither 55 nor refused is settled by
+// the record's first byte, which a board that refused the mode echoes
+// harmlessly. A setpoint record answered with something else than 55 is
+// sent to its end (unless an FF is left in it) and what the channel then
+// holds is read back: line noise is not the board's refusal.
 bool RSComm::programPLS(qint16 mode, quint8 modeByte, const QByteArray &bytes)
 {
     if (refusedWhileBusy("limit-switch programming")) {
@@ -111,31 +128,131 @@ bool RSComm::programPLS(qint16 mode, quint8 modeByte, const QByteArray &bytes)
         return false;
     }
     m_currentMode = 0;
-    bool result = false;
-    if (SetPLCMode(mode, modeByte) && !CommError) {
-        result = true;
-        for (const char byte : bytes) {
-            const int reply = ExchangeByte(quint8(byte), ReplyWait::Await, InputFlush::Keep);
-            if (reply != Acknowledge) {
-                m_plsOutcome = reply == NoReply ? PLSOutcome::NoAnswer : PLSOutcome::BoardRefused;
-                qCInfo(lcComm, "limit switch mode %02X: byte %02X answered %d", modeByte,
-                       quint8(byte), reply);
-                result = false;
-                break;
+    const bool setpoint = modeByte == kSetpointCode && bytes.size() == 6 && bytes[5] == 1;
+    bool doubt = false;
+    const bool result = [&] {
+        qsizetype next = 0;
+        if (!plsHandshake(mode, modeByte, bytes, next))
+            return false;
+        for (; next < bytes.size(); ++next) {
+            const int reply = ExchangeByte(quint8(bytes[next]), ReplyWait::Await, InputFlush::Keep);
+            if (reply == NoReply)
+                return false;
+            if (reply == Acknowledge)
+                continue;
+            qCInfo(lcComm, "limit switch mode %02X: byte %02X answered %d", modeByte,
+                   quint8(bytes[next]), reply);
+            if (!setpoint || bytes.mid(next + 1).contains(char(Attention))) {
+                m_plsOutcome = PLSOutcome::BoardRefused;
+                return false;
             }
+            doubt = true;
         }
-        if (result)
-            result = !CommError && plsReadyPoll();
-    }
-    if (CommError && m_plsOutcome == PLSOutcome::Done)
-        m_plsOutcome = PLSOutcome::NoAnswer;
+        if (CommError)
+            return false;
+        if (plsReadyPoll())
+            return true;
+        // A board out of the exchange answers the poll with echoes.
+        if (!CommError && setpoint)
+            doubt = true;
+        else if (!CommError)
+            m_plsOutcome = PLSOutcome::BoardRefused;
+        return false;
+    }();
     m_currentMode = 0;
-    return result;
+    if (result && !doubt)
+        return true;
+    if (CommError) {
+        if (m_plsOutcome == PLSOutcome::Done)
+            m_plsOutcome = PLSOutcome::NoAnswer;
+        return false;
+    }
+    if (doubt)
+        return plsSettleDoubt(bytes);
+    if (m_plsOutcome == PLSOutcome::Done)
+        m_plsOutcome = PLSOutcome::NoAnswer;
+    return false;
+}
+
+// FF -> 55 and the mode byte -> 55, in time, as SetPLCMode; next is how many
+// bytes of the record the board has already taken.
+bool RSComm::plsHandshake(qint16 mode, quint8 modeByte, const QByteArray &bytes, qsizetype &next)
+{
+    next = 0;
+    qint64 deadline = m_clock.nowMs() + kModeTimeoutMs;
+    for (;;) {
+        if (m_clock.nowMs() > deadline) {
+            const PromptAnswer answer = m_prompt.ask(
+                QStringLiteral("WARNING - Communication Error!"),
+                QStringLiteral("Cannot Set PLC Mode Within Target Board."), PromptIcon::Critical,
+                PromptButtons::RetryCancel);
+            if (answer != PromptAnswer::Retry) {
+                CommError = true;
+                OnlineMode = false;
+                CloseRSComm();
+                m_plsOutcome = PLSOutcome::NoAnswer;
+                return false;
+            }
+            deadline = m_clock.nowMs() + kModeTimeoutMs;
+        }
+        int reply = ExchangeByte(Attention, ReplyWait::Await, InputFlush::FlushFirst);
+        if (reply == NoReply)
+            return false;
+        if (reply != Acknowledge)
+            continue;
+        reply = ExchangeByte(modeByte, ReplyWait::Await, InputFlush::Keep);
+        if (reply == NoReply)
+            return false;
+        if (reply == Acknowledge)
+            break;
+        if (bytes.isEmpty() || quint8(bytes[0]) == Attention) {
+            m_plsFault = QStringLiteral("the limit switch did not confirm mode %1")
+                             .arg(modeByte, 2, 16, QLatin1Char('0'))
+                             .toUpper();
+            m_plsOutcome = PLSOutcome::NoAnswer;
+            return false;
+        }
+        reply = ExchangeByte(quint8(bytes[0]), ReplyWait::Await, InputFlush::Keep);
+        if (reply == NoReply)
+            return false;
+        if (reply == Acknowledge) {
+            next = 1;
+            break;
+        }
+        // The board had refused the mode and echoed the byte: ask again.
+    }
+    m_currentMode = mode;
+    return true;
+}
+
+// Read back what a channel holds after a setpoint exchange whose answers
+// were garbled: the setpoint as asked is success, anything else the board's
+// refusal; a read-back that fails leaves it unknown, a link fault.
+bool RSComm::plsSettleDoubt(const QByteArray &bytes)
+{
+    const qint16 chan = qint16(quint8(bytes[0]));
+    const int on = quint8(bytes[1]) | (quint8(bytes[2]) << 8);
+    // The recall's answers have no echo either: they must agree with themselves.
+    RepeatedReads reads;
+    while (!reads.confirmed() && reads.reads() < kMostQueries && !CommError)
+        reads.add(RecallChannel(chan) ? std::optional<qint64>(m_channelRecallState * 65536 +
+                                                             m_channelRecallPos)
+                                      : std::nullopt);
+    if (!reads.confirmed()) {
+        m_plsOutcome = PLSOutcome::NoAnswer;
+        m_plsFault = QStringLiteral("channel %1: the answers were garbled and the channel could "
+                                    "not be read back")
+                         .arg(chan);
+        return false;
+    }
+    m_plsOutcome = *reads.confirmed() == 65536 + on ? PLSOutcome::Done : PLSOutcome::BoardRefused;
+    return m_plsOutcome == PLSOutcome::Done;
 }
 
 bool RSComm::plsReadyPoll()
 {
     qint64 deadline = m_clock.nowMs() + kFirstReadyMs;
+    int strange = 0;
     for (;;) {
         if (m_clock.nowMs() > deadline) {
             const PromptAnswer answer =
@@ -152,8 +269,13 @@ bool RSComm::plsReadyPoll()
         int reply = ExchangeByte(kReadyPoll, ReplyWait::Await, InputFlush::Keep);
         if (CommError)
             return false;
-        if (reply != Acknowledge)
+        if (reply != Acknowledge) {
+            // A board out of the exchange echoes the poll: no use asking on.
+            if (++strange == 3)
+                return false;
             continue;
+        }
+        strange = 0;
         reply = ExchangeByte(Acknowledge, ReplyWait::Await, InputFlush::Keep);
         if (CommError)
             return false;
@@ -175,12 +297,13 @@ bool RSComm::SingleSetpoint(qint16 chan, qint16 onSetpoint, qint16 offSetpoint,
         m_plsOutcome = PLSOutcome::NoAnswer;
         return false;
     }
-    const int scale = ConfirmedQuery(kScaleFactorQuery);
-    if (!confirmedOrFault(scale, kScaleFactorQuery, m_plsOutcome, m_plsFault))
+    int scale = Query(kScaleFactorQuery);
+    if (plsReadFailed(scale, kScaleFactorQuery))
         return false;
-    const int largest = scale - 1;
     for (const qint16 setpoint : {onSetpoint, offSetpoint}) {
-        if (setpoint > largest)
+        if (setpoint > scale - 1 && !plsConfirmBeforeRefusing(scale, kScaleFactorQuery))
+            return false;
+        if (setpoint > scale - 1)
             return plsRefuse(
                 QStringLiteral("PLS Single Setpoint"),
                 QStringLiteral("Setpoint setting %1 is greater than scale factor.").arg(setpoint) +
@@ -197,8 +320,12 @@ bool RSComm::PulseTrain(qint16 chan, qint16 onDivision, qint16 offDivision, qint
 {
     m_plsOutcome = PLSOutcome::Done;
     m_plsFault.clear();
-    const int scale = ConfirmedQuery(kScaleFactorQuery);
-    if (!confirmedOrFault(scale, kScaleFactorQuery, m_plsOutcome, m_plsFault))
+    int scale = Query(kScaleFactorQuery);
+    if (plsReadFailed(scale, kScaleFactorQuery))
+        return false;
+    if (onDivision > 0 && offDivision > 0 &&
+        (scale % (onDivision + offDivision) != 0 || startDivision > scale - 1) &&
+        !plsConfirmBeforeRefusing(scale, kScaleFactorQuery))
         return false;
     const QString title = QStringLiteral("PLS Pulse Train");
     const QString notProgrammed =
@@ -241,12 +368,14 @@ bool RSComm::PulseTrain(qint16 chan, qint16 onDivision, qint16 offDivision, qint
 bool RSComm::ClearPLSChan(qint16 chan)
 {
     m_plsOutcome = PLSOutcome::Done;
+    m_plsFault.clear();
     return programPLS(kChannelMode, kSetpointCode, channelRecord(chan, 0, 0, 0));
 }
 
 bool RSComm::RecallChannel(qint16 chan)
 {
     m_plsOutcome = PLSOutcome::Done;
+    m_plsFault.clear();
     auto fail = [this](qint16 state, PLSOutcome outcome) {
         m_channelRecallPos = 0;
         m_channelRecallState = state;
@@ -284,16 +413,15 @@ bool RSComm::SetPLSOffset(qint16 position)
     const quint8 codes[3] = {kOffsetQuery, kPositionQuery, kScaleFactorQuery};
     m_plsFault.clear();
     for (int i = 0; i < 3; ++i) {
-        // The position moves with the machine: it cannot be read twice alike.
-        values[i] = codes[i] == kPositionQuery ? Query(codes[i]) : ConfirmedQuery(codes[i]);
-        if (CommError)
-            values[i] = QueryFailed;
-        if (!confirmedOrFault(values[i], codes[i], m_plsOutcome, m_plsFault))
+        values[i] = Query(codes[i]);
+        if (plsReadFailed(values[i], codes[i]))
             return false;
     }
     const int offset = values[0];
     const int current = values[1];
-    const int scale = values[2];
+    int scale = values[2];
+    if ((position > scale || scale <= 0) && !plsConfirmBeforeRefusing(scale, kScaleFactorQuery))
+        return false;
     if (position > scale)
         return plsRefuse(QStringLiteral("Set PLS Offset"),
                          QStringLiteral("Desired Position cannot be greater than Scale Factor of "
@@ -313,6 +441,7 @@ bool RSComm::SetPLSOffset(qint16 position)
 bool RSComm::PLSConfigDownload(const QList<qint16> &cfgParam, qint16 scaleFactor)
 {
     m_plsOutcome = PLSOutcome::Done;
+    m_plsFault.clear();
     // One byte a value: anything else would arrive on the board as another number.
     const QString title = QStringLiteral("ENTRY ALERT");
     if (cfgParam.size() != PLSConfigDownloadCount)
@@ -349,6 +478,7 @@ bool RSComm::PLSConfigDownload(const QList<qint16> &cfgParam, qint16 scaleFactor
 QList<qint16> RSComm::PLSConfigUpload(bool *ok)
 {
     m_plsOutcome = PLSOutcome::Done;
+    m_plsFault.clear();
     QList<qint16> values(PLSConfigUploadCount, 0);
     if (refusedWhileBusy("limit-switch configuration upload")) {
         m_plsOutcome = PLSOutcome::NoAnswer;
