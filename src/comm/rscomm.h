@@ -196,6 +196,8 @@ public:
     void setCurrentMode(qint16 mode) { m_currentMode = mode; }
     bool writeFailed() const { return m_writeFailed; }
     bool setupFailed() const { return m_setupFailed; }
+    // Why the settings could not be used, as the operator was told.
+    QString setupFailure() const { return m_setupFailure; }
     SerialPort *port() const { return m_commObj; }
     Clock &clock() const { return m_clock; }
     OperatorPrompt &prompt() { return m_prompt; }
@@ -265,6 +267,7 @@ private:
     bool m_writeDone = false; // every byte of the last WriteRegister echoed
     bool m_transactionFailed = false;
     bool m_setupFailed = false;
+    QString m_setupFailure;
     QString m_lastReadAddress;
     DecodedAddress m_decoded;
     qint16 m_channelRecallPos = 0;

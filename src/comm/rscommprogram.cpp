@@ -292,10 +292,16 @@ void RSComm::dumpProgramSteps()
     QString boardChecksum = QStringLiteral("0");
     QString boardRevision = QStringLiteral("0");
     for (int i = 0; i < 10 && !CommError; ++i) {
-        const QString value = readByteAt(kIdentAddress + i);
+        QString value = readByteAt(kIdentAddress + i);
         if (CommError)
             break;
-        if (i < 8) {
+        // For the operator to compare: a byte that could not be read is shown
+        // as unknown, not as 0.
+        if (m_transactionFailed)
+            value = QStringLiteral("?");
+        if (i < 8 && value == u"?") {
+            boardIdent.append(QLatin1Char('?'));
+        } else if (i < 8) {
             const int code = value.toInt();
             if (code > 31)
                 boardIdent.append(QChar(code));

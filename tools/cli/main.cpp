@@ -247,7 +247,17 @@ int main(int argc, char *argv[])
 
     CliContext ctx{comm, prompt, out, err, bool(::isatty(STDOUT_FILENO)), [&]() {
                        comm.OpenRSComm(port);
-                       if (!comm.OnlineMode && !port.isOpen())
+                       // Settings that could not be read leave the port unset:
+                       // its device and error would name nothing real.
+                       if (comm.setupFailed())
+                           err << "kestro-cli: cannot use "
+                               << (portOverride > 0
+                                       ? QStringLiteral("port %1 (%2)").arg(portOverride).arg(
+                                             PosixSerialPort::resolvedDevice(portOverride,
+                                                                             programDir))
+                                       : QStringLiteral("the port"))
+                               << ": " << comm.setupFailure() << Qt::endl;
+                       else if (!comm.OnlineMode && !port.isOpen())
                            err << "kestro-cli: cannot use " << port.deviceName() << ": "
                                << serialErrorText(port.lastError()) << Qt::endl;
                        else if (!comm.OnlineMode)
