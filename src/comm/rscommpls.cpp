@@ -234,10 +234,16 @@ bool RSComm::plsSettleDoubt(const QByteArray &bytes)
     const int on = quint8(bytes[1]) | (quint8(bytes[2]) << 8);
     // The recall's answers have no echo either: they must agree with themselves.
     RepeatedReads reads;
-    while (!reads.confirmed() && reads.reads() < kMostQueries && !CommError)
-        reads.add(RecallChannel(chan) ? std::optional<qint64>(m_channelRecallState * 65536 +
-                                                             m_channelRecallPos)
-                                      : std::nullopt);
+    // A channel the board refuses to recall is one it does not have.
+    constexpr qint64 kNoSuchChannel = -1;
+    while (!reads.confirmed() && reads.reads() < kMostQueries && !CommError) {
+        if (RecallChannel(chan))
+            reads.add(m_channelRecallState * 65536 + m_channelRecallPos);
+        else if (m_plsOutcome == PLSOutcome::BoardRefused && !CommError)
+            reads.add(kNoSuchChannel);
+        else
+            reads.add(std::nullopt);
+    }
     if (!reads.confirmed()) {
         m_plsOutcome = PLSOutcome::NoAnswer;
         m_plsFault = QStringLiteral("channel %1: the answers were garbled and the channel could "
