@@ -228,7 +228,9 @@ int configDownloadCommand(const QStringList &args, CliContext &ctx)
     if (!ctx.goOnline())
         return CliExit::CommFailure;
     if (!scale) {
-        const int current = ctx.comm.ConfirmedQuery(0x18);
+        // Written back with the configuration: it must be the board's own.
+        constexpr quint8 scaleFactorQuery = 0x18;
+        const int current = ctx.comm.ConfirmedQuery(scaleFactorQuery);
         if (ctx.comm.CommError || current <= 0 || current > MaxInteger) {
             ctx.err << "kestro-cli: reading the scale factor failed" << Qt::endl;
             return CliExit::CommFailure;
