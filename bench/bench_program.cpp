@@ -173,8 +173,8 @@ int main(int argc, char *argv[])
     up.tick();
     const double upStream = up.lastWall - up.firstWall;
     const double upBound = 32768 * 4 * bitTime;
-    out << "  upload" << (garbage > 0 ? QStringLiteral(" (every %1th answer garbage)").arg(garbage)
-                                      : QString())
+    out << "  upload"
+        << (garbage > 0 ? QStringLiteral(" (every %1th answer garbage)").arg(garbage) : QString())
         << ": " << prompt.last << Qt::endl;
     const int reads = comm.programBytesRead();
     out << QStringLiteral("    register reads %1 for %2 bytes (%3 a byte, verification "

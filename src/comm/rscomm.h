@@ -274,6 +274,7 @@ private:
     qint16 m_channelRecallState = 0;
     PLSOutcome m_plsOutcome = PLSOutcome::Done;
     QString m_plsFault;
+    qint64 m_recallRefusal = 0; // the answers of the last refused recall
 
     ProgramState m_program;
     std::function<void()> m_programYield;

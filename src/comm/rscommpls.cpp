@@ -182,10 +182,10 @@ bool RSComm::plsHandshake(qint16 mode, quint8 modeByte, const QByteArray &bytes,
     qint64 deadline = m_clock.nowMs() + kModeTimeoutMs;
     for (;;) {
         if (m_clock.nowMs() > deadline) {
-            const PromptAnswer answer = m_prompt.ask(
-                QStringLiteral("WARNING - Communication Error!"),
-                QStringLiteral("Cannot Set PLC Mode Within Target Board."), PromptIcon::Critical,
-                PromptButtons::RetryCancel);
+            const PromptAnswer answer =
+                m_prompt.ask(QStringLiteral("WARNING - Communication Error!"),
+                             QStringLiteral("Cannot Set PLC Mode Within Target Board."),
+                             PromptIcon::Critical, PromptButtons::RetryCancel);
             if (answer != PromptAnswer::Retry) {
                 CommError = true;
                 OnlineMode = false;
@@ -232,27 +232,45 @@ bool RSComm::plsSettleDoubt(const QByteArray &bytes)
 {
     const qint16 chan = qint16(quint8(bytes[0]));
     const int on = quint8(bytes[1]) | (quint8(bytes[2]) << 8);
-    // The recall's answers have no echo either: they must agree with themselves.
-    RepeatedReads reads;
-    // A channel the board refuses to recall is one it does not have.
-    constexpr qint64 kNoSuchChannel = -1;
-    while (!reads.confirmed() && reads.reads() < kMostQueries && !CommError) {
-        if (RecallChannel(chan))
-            reads.add(m_channelRecallState * 65536 + m_channelRecallPos);
-        else if (m_plsOutcome == PLSOutcome::BoardRefused && !CommError)
-            reads.add(kNoSuchChannel);
-        else
-            reads.add(std::nullopt);
+    // The recall's three answers have no echo either: each must agree with
+    // itself over repeated recalls. A recall the board refuses at the
+    // channel the same way each time (a channel it does not have) settles it
+    // too.
+    RepeatedReads answers[3];
+    RepeatedReads refusal;
+    auto settled = [&] {
+        return refusal.confirmed() ||
+               (answers[0].confirmed() && answers[1].confirmed() && answers[2].confirmed());
+    };
+    for (int recalls = 0; !settled() && recalls < 2 * kMostQueries && !CommError; ++recalls) {
+        const bool recalled = RecallChannel(chan);
+        const bool refused = !recalled && m_plsOutcome == PLSOutcome::BoardRefused;
+        if (refused && (m_recallRefusal >> 32) == 1) {
+            refusal.add(m_recallRefusal & 0xFF);
+            continue;
+        }
+        // Answered, or its position rejected: the three answers as they came.
+        const qint64 raw = recalled ? (qint64(m_channelRecallState & 0xFF) << 16) |
+                                          (m_channelRecallPos & 0xFF) << 8 |
+                                          ((m_channelRecallPos >> 8) & 0xFF)
+                           : refused ? m_recallRefusal & 0xFFFFFF
+                                     : -1;
+        for (int k = 0; k < 3; ++k)
+            answers[k].add(raw < 0 ? std::nullopt
+                                   : std::optional<qint64>((raw >> (16 - 8 * k)) & 0xFF));
     }
-    if (!reads.confirmed()) {
+    if (!settled()) {
         m_plsOutcome = PLSOutcome::NoAnswer;
         m_plsFault = QStringLiteral("channel %1: the answers were garbled and the channel could "
                                     "not be read back")
                          .arg(chan);
         return false;
     }
-    m_plsOutcome = *reads.confirmed() == 65536 + on ? PLSOutcome::Done : PLSOutcome::BoardRefused;
-    return m_plsOutcome == PLSOutcome::Done;
+    const bool asked = !refusal.confirmed() && *answers[0].confirmed() == 1 &&
+                       *answers[1].confirmed() == (on & 0xFF) &&
+                       *answers[2].confirmed() == (on >> 8);
+    m_plsOutcome = asked ? PLSOutcome::Done : PLSOutcome::BoardRefused;
+    return asked;
 }
 
 bool RSComm::plsReadyPoll()
@@ -397,6 +415,7 @@ bool RSComm::RecallChannel(qint16 chan)
     const int reply = ExchangeByte(quint8(chan & 0xFF), ReplyWait::Await, InputFlush::Keep);
     if (CommError)
         return fail(2, PLSOutcome::NoAnswer);
+    m_recallRefusal = (qint64(1) << 32) | reply;
     if (reply != Acknowledge)
         return fail(2, PLSOutcome::BoardRefused);
     int answers[3] = {0, 0, 0};
@@ -404,6 +423,7 @@ bool RSComm::RecallChannel(qint16 chan)
         answer = ExchangeByte(Acknowledge, ReplyWait::Await, InputFlush::Keep);
     if (CommError)
         return fail(0, PLSOutcome::NoAnswer);
+    m_recallRefusal = (qint64(2) << 32) | (answers[0] << 16) | (answers[1] << 8) | answers[2];
     if (answers[2] > kHighestRecallHighByte)
         return fail(2, PLSOutcome::BoardRefused);
     m_channelRecallState = qint16(answers[0]);

@@ -373,7 +373,7 @@ void RSComm::dumpProgramSteps()
             m_program.fault = what;
         qCWarning(lcComm) << "program download stopped:" << m_program.fault;
         m_prompt.ask(kDownloadTitle, QStringLiteral("Program Download Not Complete!"),
-                         PromptIcon::Critical, PromptButtons::Ok);
+                     PromptIcon::Critical, PromptButtons::Ok);
         OnlineMode = false;
         m_currentMode = 0;
     };

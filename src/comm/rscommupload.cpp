@@ -94,12 +94,12 @@ bool RSComm::readConfirmedBlock(int address, int count, QByteArray &out)
         ++m_program.bytesRead;
         if (CommError)
             return false;
-        reads[i].add(m_transactionFailed ? std::nullopt
-                                         : std::optional<qint64>(text.toLongLong()));
+        reads[i].add(m_transactionFailed ? std::nullopt : std::optional<qint64>(text.toLongLong()));
         return true;
     };
     auto linkLost = [&](int i) {
-        m_program.fault = QStringLiteral("reading %1: the link failed").arg(addressText(address + i));
+        m_program.fault =
+            QStringLiteral("reading %1: the link failed").arg(addressText(address + i));
         return false;
     };
     for (int pass = 0; pass < 2; ++pass)
@@ -115,10 +115,9 @@ bool RSComm::readConfirmedBlock(int address, int count, QByteArray &out)
             reads[i].markNoisy();
         while (!reads[i].confirmed()) {
             if (reads[i].reads() >= kMostReadsOfOneByte) {
-                m_program.fault =
-                    QStringLiteral("reading %1: %2 reads did not agree")
-                        .arg(addressText(address + i))
-                        .arg(reads[i].reads());
+                m_program.fault = QStringLiteral("reading %1: %2 reads did not agree")
+                                      .arg(addressText(address + i))
+                                      .arg(reads[i].reads());
                 return false;
             }
             if (!readOnce(i))

@@ -168,7 +168,8 @@ QString assign(const QString &programDir, int portNumber, const QString &device,
     }
     // Only a character device can be a serial line; anything else (a file,
     // a folder) would be "opened" and written to as one.
-    struct stat info {};
+    struct stat info {
+    };
     if (::stat(QFile::encodeName(target.absoluteFilePath()).constData(), &info) != 0 ||
         !S_ISCHR(info.st_mode)) {
         error = QStringLiteral("%1 is not a character device, so not a serial port").arg(device);

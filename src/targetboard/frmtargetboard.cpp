@@ -530,31 +530,30 @@ void frmTargetBoard::addFirstPass()
                         return int(Continue);
                     }});
     for (int i = 0; i < TB::FaultRegisterCount; ++i) {
-        m_steps.append(
-            {Group::FirstPass, [this, i] {
-                 int flags = Continue;
-                 QString value;
-                 bool unread = m_comm.CommError;
-                 if (!m_comm.CommError) {
-                     value = m_comm.RSRead(TB::faultRegister(i));
-                     ++m_readCount;
-                     flags = Exchanged;
-                     unread = m_comm.CommError || m_comm.lastTransactionFailed();
-                 }
-                 const QString code =
-                     unread ? TB::commErrorCodeText() : TB::codeText(value.toLongLong());
-                 m_faultCodes[i] = code;
-                 if (i != TB::CoCpuSlotIndex && !unread && TB::codeValue(code) != 0)
-                     cmdResetFaults->setEnabled(true);
-                 if (i == TB::CoCpuSlotIndex) {
-                     if (!lblTargetBoard[i]->isHidden())
-                         lblTargetBoard[i]->setText(
-                             TB::faultRowCaption(i, code, QString::number(TB::codeValue(code))));
-                 } else if (i != TB::CorrectiveActionIndex) {
-                     lblTargetBoard[i]->setText(TB::faultRowCaption(i, code));
-                 }
-                 return flags;
-             }});
+        m_steps.append({Group::FirstPass, [this, i] {
+                            int flags = Continue;
+                            QString value;
+                            bool unread = m_comm.CommError;
+                            if (!m_comm.CommError) {
+                                value = m_comm.RSRead(TB::faultRegister(i));
+                                ++m_readCount;
+                                flags = Exchanged;
+                                unread = m_comm.CommError || m_comm.lastTransactionFailed();
+                            }
+                            const QString code =
+                                unread ? TB::commErrorCodeText() : TB::codeText(value.toLongLong());
+                            m_faultCodes[i] = code;
+                            if (i != TB::CoCpuSlotIndex && !unread && TB::codeValue(code) != 0)
+                                cmdResetFaults->setEnabled(true);
+                            if (i == TB::CoCpuSlotIndex) {
+                                if (!lblTargetBoard[i]->isHidden())
+                                    lblTargetBoard[i]->setText(TB::faultRowCaption(
+                                        i, code, QString::number(TB::codeValue(code))));
+                            } else if (i != TB::CorrectiveActionIndex) {
+                                lblTargetBoard[i]->setText(TB::faultRowCaption(i, code));
+                            }
+                            return flags;
+                        }});
     }
     m_steps.append({Group::FirstPass, [this] {
                         const QString dir = m_util.programDir();

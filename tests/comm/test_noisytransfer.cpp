@@ -85,7 +85,10 @@ struct ModelLink {
         writeFile(file(QStringLiteral("prog.hex")), hex);
         return file(QStringLiteral("prog.pdx"));
     }
-    QString lastText() const { return prompt.asked.isEmpty() ? QString() : prompt.asked.last().text; }
+    QString lastText() const
+    {
+        return prompt.asked.isEmpty() ? QString() : prompt.asked.last().text;
+    }
     // Exchange n counted from now, of the bytes a clean run sends: the
     // position of marker in them plus offset.
     static int exchangeOf(const QByteArray &sent, const QByteArray &marker, int offset)
@@ -146,13 +149,15 @@ private slots:
         if (complete) {
             QCOMPARE(link.lastText(), QStringLiteral("Program Upload Complete!"));
             QVERIFY(hex == hexImage(0x4000, m_program));
-            QCOMPARE(fileBytes(link.file(QStringLiteral("prog.rev"))), QByteArray("PROGID12<=05\r\n"));
+            QCOMPARE(fileBytes(link.file(QStringLiteral("prog.rev"))),
+                     QByteArray("PROGID12<=05\r\n"));
             QVERIFY(link.comm.programTransferFault().isEmpty());
         } else {
             QCOMPARE(link.lastText(),
                      QStringLiteral("Program Upload Not Complete!\r\n\r\nHEX file not created."));
             QCOMPARE(hex, QByteArray("old image\r\n"));
-            QCOMPARE(fileBytes(link.file(QStringLiteral("prog.rev"))), QByteArray("old revision\r\n"));
+            QCOMPARE(fileBytes(link.file(QStringLiteral("prog.rev"))),
+                     QByteArray("old revision\r\n"));
             QVERIFY(link.comm.programTransferFault().contains(QStringLiteral("link failed")));
             QCOMPARE(QDir(link.dir.path()).entryList(QDir::Files).size(), 3); // no leftovers
         }
@@ -195,14 +200,14 @@ private slots:
         QTest::addColumn<QString>("named");
         const QString complete = QStringLiteral("Program Download Complete!");
         const QString incomplete = QStringLiteral("Program Download Not Complete!");
-        QTest::newRow("03 answered wrongly") << "wrong" << QByteArray::fromHex("ff03") << 1
-                                             << incomplete << "program-load mode";
+        QTest::newRow("03 answered wrongly")
+            << "wrong" << QByteArray::fromHex("ff03") << 1 << incomplete << "program-load mode";
         QTest::newRow("FF before 03 answered wrongly, said again")
             << "wrong" << QByteArray::fromHex("ff03") << 0 << complete << "";
-        QTest::newRow("device gone writing B8181") << "hang-up" << QByteArray::fromHex("1ff556")
-                                                   << 2 << incomplete << "B8181";
-        QTest::newRow("device gone in a record") << "hang-up" << QByteArray::fromHex("104100")
-                                                 << 0 << incomplete << "4100H";
+        QTest::newRow("device gone writing B8181")
+            << "hang-up" << QByteArray::fromHex("1ff556") << 2 << incomplete << "B8181";
+        QTest::newRow("device gone in a record")
+            << "hang-up" << QByteArray::fromHex("104100") << 0 << incomplete << "4100H";
     }
     void downloadPreambleChecked()
     {
@@ -285,14 +290,17 @@ private slots:
         QVERIFY(!done || programmed);
         const RSComm::PLSOutcome outcome = link.comm.plsOutcome();
         QVERIFY2(outcome == RSComm::PLSOutcome::Done || outcome == RSComm::PLSOutcome::NoAnswer,
-                 qPrintable(QStringLiteral("outcome %1: %2 %3").arg(int(outcome)).arg(link.comm.plsFault(), QString::fromLatin1(link.port.sentBytes().toHex(' ')))));
+                 qPrintable(QStringLiteral("outcome %1: %2 %3")
+                                .arg(int(outcome))
+                                .arg(link.comm.plsFault(),
+                                     QString::fromLatin1(link.port.sentBytes().toHex(' ')))));
         QVERIFY(done || !link.comm.plsFault().isEmpty());
         // The mode byte went out once for each record: never an FF inside one.
         if (done)
             QCOMPARE(link.port.sentBytes().count(QByteArray::fromHex("ff1b")), 1);
         for (int chan = 0; chan < PlsModel::ChannelCount; ++chan)
-            QVERIFY(chan == 3 || link.board.limitSwitch().channel(chan).kind ==
-                                     PlsModel::Channel::Kind::Clear);
+            QVERIFY(chan == 3 ||
+                    link.board.limitSwitch().channel(chan).kind == PlsModel::Channel::Kind::Clear);
     }
 };
 

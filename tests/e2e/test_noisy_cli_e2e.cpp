@@ -74,9 +74,9 @@ private slots:
         BoardSimProcess sim;
         QVERIFY(sim.start({QStringLiteral("--frozen"), QStringLiteral("--close-after=3000")}));
         QVERIFY(sim.linkAsPort(BoardSimProcess::binDir(), 92));
-        const ProgramRun down = ProgramRun::cli(
-            92, {QStringLiteral("program-download"), dir.filePath(QStringLiteral("SAMPLE.pdx")),
-                 QStringLiteral("--yes")});
+        const ProgramRun down = ProgramRun::cli(92, {QStringLiteral("program-download"),
+                                                     dir.filePath(QStringLiteral("SAMPLE.pdx")),
+                                                     QStringLiteral("--yes")});
         QFile::remove(QDir(BoardSimProcess::binDir()).filePath(QStringLiteral("Support/COM92")));
         QCOMPARE(down.exitCode, 3);
         QVERIFY2(!down.err.contains(QStringLiteral("Checksum Error")), qPrintable(down.err));
@@ -99,9 +99,9 @@ private slots:
         QVERIFY(sim.start({QStringLiteral("--frozen"), fault}));
         QCOMPARE(sim.command(QStringLiteral("set W186 360")), QStringLiteral("ok"));
         QVERIFY(sim.linkAsPort(BoardSimProcess::binDir(), 93));
-        const ProgramRun r = ProgramRun::cli(
-            93, {QStringLiteral("pls"), QStringLiteral("setpoint"), QStringLiteral("3"),
-                 QStringLiteral("100"), QStringLiteral("200")});
+        const ProgramRun r = ProgramRun::cli(93, {QStringLiteral("pls"), QStringLiteral("setpoint"),
+                                                  QStringLiteral("3"), QStringLiteral("100"),
+                                                  QStringLiteral("200")});
         QFile::remove(QDir(BoardSimProcess::binDir()).filePath(QStringLiteral("Support/COM93")));
         const QString channel = sim.command(QStringLiteral("pls channel 3"));
         QVERIFY2(r.exitCode == 0 || r.exitCode == 3, qPrintable(r.err));
@@ -118,10 +118,9 @@ private slots:
 
     void assignTakesOnlyCharacterDevices()
     {
-        const ProgramRun r = ProgramRun::run(
-            QStringLiteral("kestro-cli"),
-            {QStringLiteral("ports"), QStringLiteral("--assign"), QStringLiteral("62"),
-             QStringLiteral("/etc/passwd")});
+        const ProgramRun r = ProgramRun::run(QStringLiteral("kestro-cli"),
+                                             {QStringLiteral("ports"), QStringLiteral("--assign"),
+                                              QStringLiteral("62"), QStringLiteral("/etc/passwd")});
         QCOMPARE(r.exitCode, 5);
         QVERIFY2(r.err.contains(QStringLiteral("/etc/passwd is not a character device")),
                  qPrintable(r.err));
