@@ -80,6 +80,11 @@ int main(int argc, char *argv[])
     const qsizetype at = args.indexOf(QStringLiteral("--pace"));
     if (at > 0 && at + 1 < args.size())
         pace = args.at(at + 1).toInt();
+    // Line noise during the read-back: every Nth answer of the board garbage.
+    int garbage = 0;
+    const qsizetype g = args.indexOf(QStringLiteral("--garbage-every"));
+    if (g > 0 && g + 1 < args.size())
+        garbage = args.at(g + 1).toInt();
     const int baud = pace > 0 ? pace : 9600;
 
     QTemporaryDir dir;
@@ -156,7 +161,10 @@ int main(int argc, char *argv[])
                .arg(100 * (down.lastCpu - down.firstCpu) / qMax(downStream, 1e-9), 0, 'f', 1)
         << Qt::flush;
 
-    // Upload: every byte is a register read, two one-byte round trips.
+    // Upload: every byte is a register read, two one-byte round trips, and
+    // every byte is read at least twice to confirm it.
+    if (garbage > 0)
+        sim.command(QStringLiteral("garbage %1").arg(garbage));
     comm.UploadFile(back.fileName());
     comm.setInUploadMode(true);
     StreamClock up;
@@ -165,7 +173,15 @@ int main(int argc, char *argv[])
     up.tick();
     const double upStream = up.lastWall - up.firstWall;
     const double upBound = 32768 * 4 * bitTime;
-    out << "  upload: " << prompt.last << Qt::endl;
+    out << "  upload"
+        << (garbage > 0 ? QStringLiteral(" (every %1th answer garbage)").arg(garbage) : QString())
+        << ": " << prompt.last << Qt::endl;
+    const int reads = comm.programBytesRead();
+    out << QStringLiteral("    register reads %1 for %2 bytes (%3 a byte, verification "
+                          "included); one read a byte would be the bound below\n")
+               .arg(reads)
+               .arg(32768 + 10)
+               .arg(double(reads) / (32768 + 10), 0, 'f', 3);
     out << QStringLiteral("    read-back %1 s, per record %2 ms, per byte %3 us; wire bound "
                           "at %4 baud %5 s, ratio %6\n")
                .arg(upStream, 0, 'f', 3)

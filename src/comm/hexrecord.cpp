@@ -76,3 +76,54 @@ quint8 HexRecord::sum() const
         total += quint8(b);
     return quint8(total & 0xFF);
 }
+
+int HexRecord::firstUnsoundLine(const QStringList &lines, QString *why)
+{
+    auto unsound = [why](qsizetype at, const QString &reason) {
+        if (why)
+            *why = QStringLiteral("line %1: %2").arg(at + 1).arg(reason);
+        return int(at);
+    };
+    for (qsizetype at = 0; at < lines.size(); ++at) {
+        const QString &line = lines.at(at);
+        const HexRecord r = parse(line);
+        switch (r.status()) {
+        case Status::NoColon:
+            return unsound(at, line.isEmpty() ? QStringLiteral("empty")
+                                              : QStringLiteral("does not begin with \":\""));
+        case Status::BadDigits:
+            return unsound(at, QStringLiteral("not hexadecimal"));
+        case Status::Truncated:
+            return unsound(at, QStringLiteral("shorter than its record"));
+        case Status::Ok:
+            break;
+        }
+        const qsizetype size = 11 + 2 * qsizetype(r.length());
+        if (line.size() < size)
+            return unsound(at, QStringLiteral("shorter than its record"));
+        if (line.size() > size)
+            return unsound(at, QStringLiteral("longer than its record"));
+        int total = 0;
+        for (qsizetype pos = 2; pos + 1 <= size; pos += 2) {
+            const int b = byteAt(line, int(pos));
+            if (b < 0)
+                return unsound(at, QStringLiteral("not hexadecimal"));
+            total += b;
+        }
+        if (total % 256 != 0)
+            return unsound(at, QStringLiteral("checksum wrong"));
+        const int type = byteAt(line, 8);
+        const int address = byteAt(line, 4) * 256 + byteAt(line, 6);
+        if (type == 1) {
+            if (r.length() != 0)
+                return unsound(at, QStringLiteral("end record with data"));
+            if (at != lines.size() - 1)
+                return unsound(at + 1, QStringLiteral("after the end record"));
+        } else if (type != 0) {
+            return unsound(at, QStringLiteral("record type %1 not taken").arg(type));
+        } else if (address + r.length() > 0x10000) {
+            return unsound(at, QStringLiteral("runs past FFFFH"));
+        }
+    }
+    return -1;
+}

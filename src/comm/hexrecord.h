@@ -2,6 +2,7 @@
 
 #include <QByteArray>
 #include <QString>
+#include <QStringList>
 
 // One line of an Intel HEX program image, read only as far as the line goes.
 // A line is refused (and nothing of it may go to the board) when it does not
@@ -13,6 +14,12 @@ public:
     enum class Status { Ok, NoColon, BadDigits, Truncated };
 
     static HexRecord parse(const QString &line);
+    // A whole image, looked at before any of it goes out: every line a
+    // record whose characters end with it, of type 00 (data) or 01 (end,
+    // empty, and the last line), within 64 KiB, with the right checksum.
+    // The 0-based number of the first line that is not, -1 when all are;
+    // why names what is wrong with it.
+    static int firstUnsoundLine(const QStringList &lines, QString *why = nullptr);
 
     Status status() const { return m_status; }
     bool ok() const { return m_status == Status::Ok; }

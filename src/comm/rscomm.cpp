@@ -78,6 +78,7 @@ bool RSComm::InitializeRSComm(SerialPort &commObj)
         if (answer != PromptAnswer::Retry) {
             OnlineMode = false;
             m_setupFailed = true;
+            m_setupFailure = QStringLiteral("%1: %2").arg(path, failure->description);
             return false;
         }
     }

@@ -11,6 +11,7 @@
 
 #include <functional>
 #include <utility>
+#include <optional>
 
 class BoardPlace;
 class Clock;
@@ -126,6 +127,10 @@ public:
     QString PLSRpm() { return queryText(0x58); }
     static constexpr int QueryFailed = -9999;
     int Query(quint8 code);
+    // The word of a query that the board gave the same way twice (three
+    // times once it was seen to differ), firstRead counted as one of them;
+    // QueryFailed when it never did.
+    int ConfirmedQuery(quint8 code, std::optional<int> firstRead = std::nullopt);
 
     // Limit-switch channel programming (rscommpls.cpp). All return true on success.
     enum class ChannelClear { Keep, ClearFirst };
@@ -145,6 +150,9 @@ public:
     // The 19 values; zeros from where the read stopped. *ok tells whether it completed.
     QList<qint16> PLSConfigUpload(bool *ok = nullptr);
     PLSOutcome plsOutcome() const { return m_plsOutcome; }
+    // What the link did wrong in the last limit-switch operation; empty when
+    // nothing or the operator's value was the matter.
+    QString plsFault() const { return m_plsFault; }
 
     // Controller program download. DownloadFile selects a project (.pdx with
     // its .rev, .hex and for some boards .lcf) and checks it; DumpProgram
@@ -163,6 +171,12 @@ public:
     void setInUploadMode(bool on) { m_program.inUploadMode = on; }
     bool ReadingIdent() const { return m_program.readingIdent; }
     void UploadProgram();
+
+    // What stopped the last program transfer ("reading 4A30H: ..."); empty
+    // when it ended well or was declined.
+    QString programTransferFault() const { return m_program.fault; }
+    // Register reads the last upload took, verification included.
+    int programBytesRead() const { return m_program.bytesRead; }
 
     // Progress of the record stream of either direction.
     int programRecordsDone() const { return m_program.recordsDone; }
@@ -201,6 +215,8 @@ public:
     void setCurrentMode(qint16 mode) { m_currentMode = mode; }
     bool writeFailed() const { return m_writeFailed; }
     bool setupFailed() const { return m_setupFailed; }
+    // Why the settings could not be used, as the operator was told.
+    QString setupFailure() const { return m_setupFailure; }
     SerialPort *port() const { return m_commObj; }
     Clock &clock() const { return m_clock; }
     OperatorPrompt &prompt() { return m_prompt; }
@@ -209,7 +225,11 @@ private:
     QString queryText(quint8 code);
     bool programPLS(qint16 mode, quint8 modeByte, const QByteArray &bytes);
     bool plsReadyPoll();
+    bool plsHandshake(qint16 mode, quint8 modeByte, const QByteArray &bytes, qsizetype &next);
+    bool plsSettleDoubt(const QByteArray &bytes);
     bool plsRefuse(const QString &title, const QString &text, PromptIcon icon);
+    bool plsReadFailed(int value, quint8 code);
+    bool plsConfirmBeforeRefusing(int &value, quint8 code);
     bool checkValue(const QString &add, const QString &dataValue, DecodedAddress &decoded,
                     quint32 &value);
 
@@ -234,6 +254,7 @@ private:
     bool verifyWrite(const QString &add, const DecodedAddress &decoded, quint32 value);
     void dumpProgramSteps();
     void uploadProgramSteps();
+    bool readConfirmedBlock(int address, int count, QByteArray &out);
     // Runs the steps of a public procedure. A file failure among them is
     // shown in a box with the procedure's title and ends it; false then.
     bool runShowingFailure(const QString &title, const std::function<void()> &steps);
@@ -256,6 +277,8 @@ private:
         QString currentAdd = QStringLiteral(" ");
         int recordsDone = 0;
         int recordCount = 0;
+        QString fault;
+        int bytesRead = 0;
     };
 
     // Refuses a caller that came in while the link is held.
@@ -288,11 +311,14 @@ private:
     QList<WireByte> m_lastExchange;
     bool m_transactionFailed = false;
     bool m_setupFailed = false;
+    QString m_setupFailure;
     QString m_lastReadAddress;
     DecodedAddress m_decoded;
     qint16 m_channelRecallPos = 0;
     qint16 m_channelRecallState = 0;
     PLSOutcome m_plsOutcome = PLSOutcome::Done;
+    QString m_plsFault;
+    qint64 m_recallRefusal = 0; // the answers of the last refused recall
 
     ProgramState m_program;
     std::function<void()> m_programYield;

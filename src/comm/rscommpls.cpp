@@ -6,6 +6,7 @@
 #include "clock.h"
 #include "commlog.h"
 #include "operatorprompt.h"
+#include "repeatedreads.h"
 
 namespace
 {
@@ -13,6 +14,7 @@ namespace
 constexpr int kReadyPoll = 0x38;
 constexpr qint64 kFirstReadyMs = 3000;
 constexpr qint64 kRetryReadyMs = 2000;
+constexpr qint64 kModeTimeoutMs = 2000;
 // A recalled position above this high byte is not a position the board holds.
 constexpr int kHighestRecallHighByte = 16;
 
@@ -34,6 +36,21 @@ constexpr qint16 kConfigReadMode = 8;
 constexpr quint8 kConfigReadCode = 0x0C;
 
 const QString kTwoBreaks = QStringLiteral("\r\n\r\n");
+constexpr int kMostQueries = 8;
+
+QString queryName(quint8 code)
+{
+    switch (code) {
+    case kScaleFactorQuery:
+        return QStringLiteral("scale factor");
+    case kOffsetQuery:
+        return QStringLiteral("offset");
+    case kPositionQuery:
+        return QStringLiteral("position");
+    default:
+        return QStringLiteral("query %1").arg(code, 2, 16, QLatin1Char('0'));
+    }
+}
 
 QByteArray channelRecord(qint16 chan, int first, int second, int kind)
 {
@@ -57,6 +74,38 @@ QByteArray wordBytes(int value)
 
 } // namespace
 
+int RSComm::ConfirmedQuery(quint8 code, std::optional<int> firstRead)
+{
+    RepeatedReads reads;
+    if (firstRead)
+        reads.add(*firstRead == QueryFailed ? std::nullopt : std::optional<qint64>(*firstRead));
+    while (!reads.confirmed()) {
+        if (reads.reads() >= kMostQueries || CommError)
+            return QueryFailed;
+        const int value = Query(code);
+        reads.add(value == QueryFailed ? std::nullopt : std::optional<qint64>(value));
+    }
+    return int(*reads.confirmed());
+}
+
+bool RSComm::plsReadFailed(int value, quint8 code)
+{
+    if (value != QueryFailed && !CommError)
+        return false;
+    m_plsOutcome = PLSOutcome::NoAnswer;
+    m_plsFault = QStringLiteral("the %1 could not be read cleanly").arg(queryName(code));
+    return true;
+}
+
+// A query's word has no echo. Read once, as always; but before the
+// operator's value is refused for it, it is read again until it agrees with
+// itself: a corrupted word is a link fault, not the operator's mistake.
+bool RSComm::plsConfirmBeforeRefusing(int &value, quint8 code)
+{
+    value = ConfirmedQuery(code, value);
+    return !plsReadFailed(value, code);
+}
+
 bool RSComm::plsRefuse(const QString &title, const QString &text, PromptIcon icon)
 {
     m_prompt.ask(title, text, icon, PromptButtons::Ok);
@@ -64,7 +113,14 @@ bool RSComm::plsRefuse(const QString &title, const QString &text, PromptIcon ico
     return false;
 }
 
-// Modes 3, 5 and 7: the handshake, each byte acknowledged, then the ready poll.
+// Modes 3, 5 and 7: the handshake, each byte acknowledged, then the ready
+// poll. Inside the exchange every byte is the board's data, FF too, so after
+// the mode byte an FF may only follow once the board is known to be out of
+// the exchange: a mode byte answered neither 55 nor refused is settled by
+// the record's first byte, which a board that refused the mode echoes
+// harmlessly. A setpoint record answered with something else than 55 is
+// sent to its end (unless an FF is left in it) and what the channel then
+// holds is read back: line noise is not the board's refusal.
 bool RSComm::programPLS(qint16 mode, quint8 modeByte, const QByteArray &bytes)
 {
     if (refusedWhileBusy("limit-switch programming")) {
@@ -72,31 +128,155 @@ bool RSComm::programPLS(qint16 mode, quint8 modeByte, const QByteArray &bytes)
         return false;
     }
     m_currentMode = 0;
-    bool result = false;
-    if (SetPLCMode(mode, modeByte) && !CommError) {
-        result = true;
-        for (const char byte : bytes) {
-            const int reply = ExchangeByte(quint8(byte), ReplyWait::Await, InputFlush::Keep);
-            if (reply != Acknowledge) {
-                m_plsOutcome = reply == NoReply ? PLSOutcome::NoAnswer : PLSOutcome::BoardRefused;
-                qCInfo(lcComm, "limit switch mode %02X: byte %02X answered %d", modeByte,
-                       quint8(byte), reply);
-                result = false;
-                break;
+    const bool setpoint = modeByte == kSetpointCode && bytes.size() == 6 && bytes[5] == 1;
+    bool doubt = false;
+    const bool result = [&] {
+        qsizetype next = 0;
+        if (!plsHandshake(mode, modeByte, bytes, next))
+            return false;
+        for (; next < bytes.size(); ++next) {
+            const int reply = ExchangeByte(quint8(bytes[next]), ReplyWait::Await, InputFlush::Keep);
+            if (reply == NoReply)
+                return false;
+            if (reply == Acknowledge)
+                continue;
+            qCInfo(lcComm, "limit switch mode %02X: byte %02X answered %d", modeByte,
+                   quint8(bytes[next]), reply);
+            if (!setpoint || bytes.mid(next + 1).contains(char(Attention))) {
+                m_plsOutcome = PLSOutcome::BoardRefused;
+                return false;
             }
+            doubt = true;
         }
-        if (result)
-            result = !CommError && plsReadyPoll();
-    }
-    if (CommError && m_plsOutcome == PLSOutcome::Done)
-        m_plsOutcome = PLSOutcome::NoAnswer;
+        if (CommError)
+            return false;
+        if (plsReadyPoll())
+            return true;
+        // A board out of the exchange answers the poll with echoes.
+        if (!CommError && setpoint)
+            doubt = true;
+        else if (!CommError)
+            m_plsOutcome = PLSOutcome::BoardRefused;
+        return false;
+    }();
     m_currentMode = 0;
-    return result;
+    if (result && !doubt)
+        return true;
+    if (CommError) {
+        if (m_plsOutcome == PLSOutcome::Done)
+            m_plsOutcome = PLSOutcome::NoAnswer;
+        return false;
+    }
+    if (doubt)
+        return plsSettleDoubt(bytes);
+    if (m_plsOutcome == PLSOutcome::Done)
+        m_plsOutcome = PLSOutcome::NoAnswer;
+    return false;
+}
+
+// FF -> 55 and the mode byte -> 55, in time, as SetPLCMode; next is how many
+// bytes of the record the board has already taken.
+bool RSComm::plsHandshake(qint16 mode, quint8 modeByte, const QByteArray &bytes, qsizetype &next)
+{
+    next = 0;
+    qint64 deadline = m_clock.nowMs() + kModeTimeoutMs;
+    for (;;) {
+        if (m_clock.nowMs() > deadline) {
+            const PromptAnswer answer =
+                m_prompt.ask(QStringLiteral("WARNING - Communication Error!"),
+                             QStringLiteral("Cannot Set PLC Mode Within Target Board."),
+                             PromptIcon::Critical, PromptButtons::RetryCancel);
+            if (answer != PromptAnswer::Retry) {
+                CommError = true;
+                OnlineMode = false;
+                CloseRSComm();
+                m_plsOutcome = PLSOutcome::NoAnswer;
+                return false;
+            }
+            deadline = m_clock.nowMs() + kModeTimeoutMs;
+        }
+        int reply = ExchangeByte(Attention, ReplyWait::Await, InputFlush::FlushFirst);
+        if (reply == NoReply)
+            return false;
+        if (reply != Acknowledge)
+            continue;
+        reply = ExchangeByte(modeByte, ReplyWait::Await, InputFlush::Keep);
+        if (reply == NoReply)
+            return false;
+        if (reply == Acknowledge)
+            break;
+        if (bytes.isEmpty() || quint8(bytes[0]) == Attention) {
+            m_plsFault = QStringLiteral("the limit switch did not confirm mode %1")
+                             .arg(modeByte, 2, 16, QLatin1Char('0'))
+                             .toUpper();
+            m_plsOutcome = PLSOutcome::NoAnswer;
+            return false;
+        }
+        reply = ExchangeByte(quint8(bytes[0]), ReplyWait::Await, InputFlush::Keep);
+        if (reply == NoReply)
+            return false;
+        if (reply == Acknowledge) {
+            next = 1;
+            break;
+        }
+        // The board had refused the mode and echoed the byte: ask again.
+    }
+    m_currentMode = mode;
+    return true;
+}
+
+// Read back what a channel holds after a setpoint exchange whose answers
+// were garbled: the setpoint as asked is success, anything else the board's
+// refusal; a read-back that fails leaves it unknown, a link fault.
+bool RSComm::plsSettleDoubt(const QByteArray &bytes)
+{
+    const qint16 chan = qint16(quint8(bytes[0]));
+    const int on = quint8(bytes[1]) | (quint8(bytes[2]) << 8);
+    // The recall's three answers have no echo either: each must agree with
+    // itself over repeated recalls. A recall the board refuses at the
+    // channel the same way each time (a channel it does not have) settles it
+    // too.
+    RepeatedReads answers[3];
+    RepeatedReads refusal;
+    auto settled = [&] {
+        return refusal.confirmed() ||
+               (answers[0].confirmed() && answers[1].confirmed() && answers[2].confirmed());
+    };
+    for (int recalls = 0; !settled() && recalls < 2 * kMostQueries && !CommError; ++recalls) {
+        const bool recalled = RecallChannel(chan);
+        const bool refused = !recalled && m_plsOutcome == PLSOutcome::BoardRefused;
+        if (refused && (m_recallRefusal >> 32) == 1) {
+            refusal.add(m_recallRefusal & 0xFF);
+            continue;
+        }
+        // Answered, or its position rejected: the three answers as they came.
+        const qint64 raw = recalled ? (qint64(m_channelRecallState & 0xFF) << 16) |
+                                          (m_channelRecallPos & 0xFF) << 8 |
+                                          ((m_channelRecallPos >> 8) & 0xFF)
+                           : refused ? m_recallRefusal & 0xFFFFFF
+                                     : -1;
+        for (int k = 0; k < 3; ++k)
+            answers[k].add(raw < 0 ? std::nullopt
+                                   : std::optional<qint64>((raw >> (16 - 8 * k)) & 0xFF));
+    }
+    if (!settled()) {
+        m_plsOutcome = PLSOutcome::NoAnswer;
+        m_plsFault = QStringLiteral("channel %1: the answers were garbled and the channel could "
+                                    "not be read back")
+                         .arg(chan);
+        return false;
+    }
+    const bool asked = !refusal.confirmed() && *answers[0].confirmed() == 1 &&
+                       *answers[1].confirmed() == (on & 0xFF) &&
+                       *answers[2].confirmed() == (on >> 8);
+    m_plsOutcome = asked ? PLSOutcome::Done : PLSOutcome::BoardRefused;
+    return asked;
 }
 
 bool RSComm::plsReadyPoll()
 {
     qint64 deadline = m_clock.nowMs() + kFirstReadyMs;
+    int strange = 0;
     for (;;) {
         if (m_clock.nowMs() > deadline) {
             const PromptAnswer answer =
@@ -113,8 +293,13 @@ bool RSComm::plsReadyPoll()
         int reply = ExchangeByte(kReadyPoll, ReplyWait::Await, InputFlush::Keep);
         if (CommError)
             return false;
-        if (reply != Acknowledge)
+        if (reply != Acknowledge) {
+            // A board out of the exchange echoes the poll: no use asking on.
+            if (++strange == 3)
+                return false;
             continue;
+        }
+        strange = 0;
         reply = ExchangeByte(Acknowledge, ReplyWait::Await, InputFlush::Keep);
         if (CommError)
             return false;
@@ -131,18 +316,18 @@ bool RSComm::SingleSetpoint(qint16 chan, qint16 onSetpoint, qint16 offSetpoint,
                             ChannelClear clearChan)
 {
     m_plsOutcome = PLSOutcome::Done;
+    m_plsFault.clear();
     if (CommError) {
         m_plsOutcome = PLSOutcome::NoAnswer;
         return false;
     }
-    const int scale = Query(kScaleFactorQuery);
-    if (CommError || scale == QueryFailed) {
-        m_plsOutcome = PLSOutcome::NoAnswer;
+    int scale = Query(kScaleFactorQuery);
+    if (plsReadFailed(scale, kScaleFactorQuery))
         return false;
-    }
-    const int largest = scale - 1;
     for (const qint16 setpoint : {onSetpoint, offSetpoint}) {
-        if (setpoint > largest)
+        if (setpoint > scale - 1 && !plsConfirmBeforeRefusing(scale, kScaleFactorQuery))
+            return false;
+        if (setpoint > scale - 1)
             return plsRefuse(
                 QStringLiteral("PLS Single Setpoint"),
                 QStringLiteral("Setpoint setting %1 is greater than scale factor.").arg(setpoint) +
@@ -158,11 +343,14 @@ bool RSComm::SingleSetpoint(qint16 chan, qint16 onSetpoint, qint16 offSetpoint,
 bool RSComm::PulseTrain(qint16 chan, qint16 onDivision, qint16 offDivision, qint16 startDivision)
 {
     m_plsOutcome = PLSOutcome::Done;
-    const int scale = Query(kScaleFactorQuery);
-    if (CommError || scale == QueryFailed) {
-        m_plsOutcome = PLSOutcome::NoAnswer;
+    m_plsFault.clear();
+    int scale = Query(kScaleFactorQuery);
+    if (plsReadFailed(scale, kScaleFactorQuery))
         return false;
-    }
+    if (onDivision > 0 && offDivision > 0 &&
+        (scale % (onDivision + offDivision) != 0 || startDivision > scale - 1) &&
+        !plsConfirmBeforeRefusing(scale, kScaleFactorQuery))
+        return false;
     const QString title = QStringLiteral("PLS Pulse Train");
     const QString notProgrammed =
         kTwoBreaks + QStringLiteral("PLS Channel will not be Programmed.");
@@ -204,12 +392,14 @@ bool RSComm::PulseTrain(qint16 chan, qint16 onDivision, qint16 offDivision, qint
 bool RSComm::ClearPLSChan(qint16 chan)
 {
     m_plsOutcome = PLSOutcome::Done;
+    m_plsFault.clear();
     return programPLS(kChannelMode, kSetpointCode, channelRecord(chan, 0, 0, 0));
 }
 
 bool RSComm::RecallChannel(qint16 chan)
 {
     m_plsOutcome = PLSOutcome::Done;
+    m_plsFault.clear();
     auto fail = [this](qint16 state, PLSOutcome outcome) {
         m_channelRecallPos = 0;
         m_channelRecallState = state;
@@ -225,6 +415,7 @@ bool RSComm::RecallChannel(qint16 chan)
     const int reply = ExchangeByte(quint8(chan & 0xFF), ReplyWait::Await, InputFlush::Keep);
     if (CommError)
         return fail(2, PLSOutcome::NoAnswer);
+    m_recallRefusal = (qint64(1) << 32) | reply;
     if (reply != Acknowledge)
         return fail(2, PLSOutcome::BoardRefused);
     int answers[3] = {0, 0, 0};
@@ -232,6 +423,7 @@ bool RSComm::RecallChannel(qint16 chan)
         answer = ExchangeByte(Acknowledge, ReplyWait::Await, InputFlush::Keep);
     if (CommError)
         return fail(0, PLSOutcome::NoAnswer);
+    m_recallRefusal = (qint64(2) << 32) | (answers[0] << 16) | (answers[1] << 8) | answers[2];
     if (answers[2] > kHighestRecallHighByte)
         return fail(2, PLSOutcome::BoardRefused);
     m_channelRecallState = qint16(answers[0]);
@@ -245,16 +437,17 @@ bool RSComm::SetPLSOffset(qint16 position)
     m_plsOutcome = PLSOutcome::Done;
     int values[3] = {0, 0, 0};
     const quint8 codes[3] = {kOffsetQuery, kPositionQuery, kScaleFactorQuery};
+    m_plsFault.clear();
     for (int i = 0; i < 3; ++i) {
         values[i] = Query(codes[i]);
-        if (CommError || values[i] == QueryFailed) {
-            m_plsOutcome = PLSOutcome::NoAnswer;
+        if (plsReadFailed(values[i], codes[i]))
             return false;
-        }
     }
     const int offset = values[0];
     const int current = values[1];
-    const int scale = values[2];
+    int scale = values[2];
+    if ((position > scale || scale <= 0) && !plsConfirmBeforeRefusing(scale, kScaleFactorQuery))
+        return false;
     if (position > scale)
         return plsRefuse(QStringLiteral("Set PLS Offset"),
                          QStringLiteral("Desired Position cannot be greater than Scale Factor of "
@@ -274,6 +467,7 @@ bool RSComm::SetPLSOffset(qint16 position)
 bool RSComm::PLSConfigDownload(const QList<qint16> &cfgParam, qint16 scaleFactor)
 {
     m_plsOutcome = PLSOutcome::Done;
+    m_plsFault.clear();
     // One byte a value: anything else would arrive on the board as another number.
     const QString title = QStringLiteral("ENTRY ALERT");
     if (cfgParam.size() != PLSConfigDownloadCount)
@@ -310,6 +504,7 @@ bool RSComm::PLSConfigDownload(const QList<qint16> &cfgParam, qint16 scaleFactor
 QList<qint16> RSComm::PLSConfigUpload(bool *ok)
 {
     m_plsOutcome = PLSOutcome::Done;
+    m_plsFault.clear();
     QList<qint16> values(PLSConfigUploadCount, 0);
     if (refusedWhileBusy("limit-switch configuration upload")) {
         m_plsOutcome = PLSOutcome::NoAnswer;

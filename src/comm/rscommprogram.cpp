@@ -276,6 +276,7 @@ void RSComm::dumpProgramSteps()
     p.currentAdd = QStringLiteral(" ");
     p.recordsDone = 0;
     p.recordCount = 0;
+    p.fault.clear();
 
     if (!OnlineMode) {
         m_prompt.ask(kDownloadTitle, kOfflineText, PromptIcon::Information, PromptButtons::Ok);
@@ -291,10 +292,16 @@ void RSComm::dumpProgramSteps()
     QString boardChecksum = QStringLiteral("0");
     QString boardRevision = QStringLiteral("0");
     for (int i = 0; i < 10 && !CommError; ++i) {
-        const QString value = readByteAt(kIdentAddress + i);
+        QString value = readByteAt(kIdentAddress + i);
         if (CommError)
             break;
-        if (i < 8) {
+        // For the operator to compare: a byte that could not be read is shown
+        // as unknown, not as 0.
+        if (m_transactionFailed)
+            value = QStringLiteral("?");
+        if (i < 8 && value == u"?") {
+            boardIdent.append(QLatin1Char('?'));
+        } else if (i < 8) {
             const int code = value.toInt();
             if (code > 31)
                 boardIdent.append(QChar(code));
@@ -345,54 +352,97 @@ void RSComm::dumpProgramSteps()
                      PromptIcon::Exclamation, PromptButtons::Ok);
         return;
     }
+    // The whole image is looked at before the board hears of it: a bad line
+    // found half-way would leave the board in program-load mode with half a
+    // program.
+    QString unsound;
+    if (HexRecord::firstUnsoundLine(image, &unsound) >= 0) {
+        p.fault = p.hexPath + QStringLiteral(" ") + unsound;
+        qCWarning(lcComm) << "image refused:" << p.fault;
+        m_prompt.ask(QStringLiteral("Program Dump"), kInvalidText, PromptIcon::Exclamation,
+                     PromptButtons::Ok);
+        p.valid = false;
+        return;
+    }
     p.recordCount = int(image.size());
 
-    if (!CommError)
-        writeValue(QStringLiteral("B8181"), QStringLiteral("86"));
-    if (!CommError)
-        writeValue(QStringLiteral("B8176"), QStringLiteral("0"));
-    if (!CommError) {
-        m_clock.sleepMs(100);
-        ExchangeByte(Attention, ReplyWait::Await, InputFlush::Keep);
+    // Nothing of the program goes out unless every step before it was
+    // answered as the board answers it.
+    auto stopBeforeRecords = [this](const QString &what) {
+        if (m_program.fault.isEmpty())
+            m_program.fault = what;
+        qCWarning(lcComm) << "program download stopped:" << m_program.fault;
+        m_prompt.ask(kDownloadTitle, QStringLiteral("Program Download Not Complete!"),
+                     PromptIcon::Critical, PromptButtons::Ok);
+        OnlineMode = false;
+        m_currentMode = 0;
+    };
+    auto write = [this](const QString &add, const QString &value) {
+        if (!CommError)
+            writeValue(add, value);
+        if (CommError || m_transactionFailed) {
+            m_program.fault = QStringLiteral("writing %1 = %2 failed").arg(add, value);
+            return false;
+        }
+        return true;
+    };
+    // FF at the start of a transaction only ever opens a handshake, so it may
+    // be said again when its answer was lost.
+    auto attention = [this] {
+        for (int tries = 0; tries < 3 && !CommError; ++tries)
+            if (ExchangeByte(Attention, ReplyWait::Await, InputFlush::Keep) == Acknowledge)
+                return true;
+        m_program.fault = QStringLiteral("the board did not acknowledge FF");
+        return false;
+    };
+
+    if (!write(QStringLiteral("B8181"), QStringLiteral("86")) ||
+        !write(QStringLiteral("B8176"), QStringLiteral("0"))) {
+        stopBeforeRecords({});
+        return;
+    }
+    m_clock.sleepMs(100);
+    if (!attention()) {
+        stopBeforeRecords({});
+        return;
     }
     m_currentMode = 0;
 
     if (takesConfiguration(p.boardType)) {
-        if (!CommError) {
-            const int v8188 = p.config8188 == 1 ? 5 : p.config8188 == 2 ? 10 : 20;
-            const int v8190 = p.config8190 == 1 ? 3 : p.config8190 == 2 ? 5 : 12;
-            writeValue(QStringLiteral("B8188"), QString::number(v8188));
-            if (!CommError)
-                writeValue(QStringLiteral("B8189"), QString::number(p.config8189));
-            if (!CommError)
-                writeValue(QStringLiteral("B8190"), QString::number(v8190));
-        }
-        if (CommError)
+        const int v8188 = p.config8188 == 1 ? 5 : p.config8188 == 2 ? 10 : 20;
+        const int v8190 = p.config8190 == 1 ? 3 : p.config8190 == 2 ? 5 : 12;
+        if (!write(QStringLiteral("B8188"), QString::number(v8188)) ||
+            !write(QStringLiteral("B8189"), QString::number(p.config8189)) ||
+            !write(QStringLiteral("B8190"), QString::number(v8190))) {
             m_prompt.ask(QStringLiteral("Program Config Download"),
                          QStringLiteral("Could Not Set Program Configuration in PLC!"),
                          PromptIcon::Critical, PromptButtons::Ok);
+            stopBeforeRecords({});
+            return;
+        }
     }
 
-    // Program-load mode takes its mode byte without the handshake's answer.
-    if (!CommError)
-        ExchangeByte(Attention, ReplyWait::Await, InputFlush::Keep);
+    if (!attention()) {
+        stopBeforeRecords({});
+        return;
+    }
     m_currentMode = 0;
-    if (!CommError)
-        ExchangeByte(kProgramLoadMode, ReplyWait::Await, InputFlush::Keep);
+    const int modeReply = ExchangeByte(kProgramLoadMode, ReplyWait::Await, InputFlush::Keep);
+    if (modeReply != Acknowledge) {
+        // Whether the board took 03 or not, FF where a record would start
+        // leaves program-load mode, and FF elsewhere opens a handshake that
+        // the next transaction starts again.
+        if (modeReply != NoReply)
+            ExchangeByte(Attention, ReplyWait::Await, InputFlush::Keep);
+        stopBeforeRecords(QStringLiteral("the board did not confirm program-load mode"));
+        return;
+    }
 
     for (const QString &line : image) {
         programYield();
         if (CommError)
             break;
         const HexRecord record = HexRecord::parse(line);
-        if (!record.ok()) {
-            qCWarning(lcComm) << "image line refused:" << line.left(80);
-            m_prompt.ask(QStringLiteral("Program Dump"), kInvalidText, PromptIcon::Exclamation,
-                         PromptButtons::Ok);
-            p.valid = false;
-            OnlineMode = false;
-            return;
-        }
         if (record.length() == 0) {
             ++p.recordsDone;
             continue;
@@ -407,12 +457,29 @@ void RSComm::dumpProgramSteps()
                 ExchangeByte(quint8(byte), ReplyWait::NoReply, InputFlush::Keep);
 
         int answer = -1;
-        if (m_commObj && m_commObj->isOpen() &&
+        if (!CommError && m_commObj && m_commObj->isOpen() &&
             m_commObj->waitForByte(m_clock.nowMs() + kRecordAnswerMs))
             answer = m_commObj->readByte();
+        if (CommError || !m_commObj || !m_commObj->isOpen()) {
+            // A device that went away is no checksum error.
+            CommError = true;
+            m_currentMode = 0;
+            p.fault = QStringLiteral("the link to %1 was lost at record %2")
+                          .arg(m_commObj ? m_commObj->deviceName() : QStringLiteral("the board"),
+                               p.currentAdd);
+            qCWarning(lcComm) << "program download:" << p.fault;
+            m_prompt.ask(kDownloadTitle,
+                         QStringLiteral("Program Download Not Complete!\r\n\r\n"
+                                        "Connection to the target board lost (%1).")
+                             .arg(m_commObj ? m_commObj->deviceName() : QString()),
+                         PromptIcon::Critical, PromptButtons::Ok);
+            OnlineMode = false;
+            return;
+        }
         if (answer != record.sum()) {
             qCInfo(lcComm) << "record at" << p.currentAdd << "answered" << answer << "expected"
                            << record.sum();
+            p.fault = QStringLiteral("record %1 was not acknowledged").arg(p.currentAdd);
             m_prompt.ask(kDownloadTitle, QStringLiteral("Checksum Error, Program Download Halted!"),
                          PromptIcon::Exclamation, PromptButtons::Ok);
             OnlineMode = false;
@@ -424,6 +491,7 @@ void RSComm::dumpProgramSteps()
     if (!CommError) {
         const int reply = ExchangeByte(Attention, ReplyWait::Await, InputFlush::Keep);
         if (reply != Acknowledge) {
+            p.fault = QStringLiteral("the board did not leave program-load mode");
             m_prompt.ask(kDownloadTitle, QStringLiteral("PLC did not Exit Program Mode!"),
                          PromptIcon::Critical, PromptButtons::Ok);
             OnlineMode = false;
@@ -433,6 +501,7 @@ void RSComm::dumpProgramSteps()
 
     m_clock.sleepMs(2000);
 
+    bool identFailed = false;
     if (!CommError) {
         p.writingIdent = true;
         const QString ident = trimBlanks(p.ident) + QString(8, QChar(0));
@@ -442,8 +511,8 @@ void RSComm::dumpProgramSteps()
         values.append(p.checksum);
         values.append(p.revision);
         for (int i = 0; i < values.size(); ++i) {
-            writeValue(QStringLiteral("B%1").arg(kIdentAddress + i), values.at(i));
-            if (CommError) {
+            if (!write(QStringLiteral("B%1").arg(kIdentAddress + i), values.at(i))) {
+                identFailed = true;
                 m_prompt.ask(kDownloadTitle,
                              QStringLiteral("Could Not Send Program Ident and Revision to PLC!"),
                              PromptIcon::Critical, PromptButtons::Ok);
@@ -456,7 +525,9 @@ void RSComm::dumpProgramSteps()
     p.valid = false;
     p.writingIdent = false;
 
-    if (CommError) {
+    if (CommError || identFailed) {
+        if (p.fault.isEmpty())
+            p.fault = QStringLiteral("the link failed");
         m_prompt.ask(kDownloadTitle, QStringLiteral("Program Download Not Complete!"),
                      PromptIcon::Critical, PromptButtons::Ok);
         OnlineMode = false;

@@ -2,8 +2,10 @@
 // selected project's revision, configuration and image files.
 #include "rscomm.h"
 
+#include "commlog.h"
 #include "operatorprompt.h"
 #include "programfiles.h"
+#include "repeatedreads.h"
 
 #include <QFileInfo>
 
@@ -11,6 +13,9 @@ namespace
 {
 
 constexpr int kIdentAddress = 61424;
+// Reads of one byte before it is given up as unconfirmable: enough for three
+// agreeing reads when one in three exchanges is corrupted.
+constexpr int kMostReadsOfOneByte = 16;
 const QString kUploadTitle = QStringLiteral("Program Upload");
 
 struct MemoryRange {
@@ -48,6 +53,11 @@ QString hexByte(int value)
     return QStringLiteral("%1").arg(value & 0xFF, 2, 16, QLatin1Char('0')).toUpper();
 }
 
+QString addressText(int address)
+{
+    return QStringLiteral("%1H").arg(address, 4, 16, QLatin1Char('0')).toUpper();
+}
+
 } // namespace
 
 void RSComm::UploadFile(const QString &pdxFileName)
@@ -72,6 +82,52 @@ void RSComm::UploadProgram()
     m_program.inUploadMode = false;
 }
 
+// A read's data byte comes back without an echo: line noise on it looks like
+// data. So every byte of a block is read in two passes and must agree with
+// itself (repeatedreads.h); what disagrees is read again, and a byte that
+// stays in doubt fails the upload rather than reach a file.
+bool RSComm::readConfirmedBlock(int address, int count, QByteArray &out)
+{
+    QList<RepeatedReads> reads(count);
+    auto readOnce = [&](int i) {
+        const QString text = readByteAt(address + i);
+        ++m_program.bytesRead;
+        if (CommError)
+            return false;
+        reads[i].add(m_transactionFailed ? std::nullopt : std::optional<qint64>(text.toLongLong()));
+        return true;
+    };
+    auto linkLost = [&](int i) {
+        m_program.fault =
+            QStringLiteral("reading %1: the link failed").arg(addressText(address + i));
+        return false;
+    };
+    for (int pass = 0; pass < 2; ++pass)
+        for (int i = 0; i < count; ++i)
+            if (!readOnce(i))
+                return linkLost(i);
+    bool noisy = false;
+    for (const RepeatedReads &r : std::as_const(reads))
+        noisy = noisy || r.noisy();
+    out.clear();
+    for (int i = 0; i < count; ++i) {
+        if (noisy)
+            reads[i].markNoisy();
+        while (!reads[i].confirmed()) {
+            if (reads[i].reads() >= kMostReadsOfOneByte) {
+                m_program.fault = QStringLiteral("reading %1: %2 reads did not agree")
+                                      .arg(addressText(address + i))
+                                      .arg(reads[i].reads());
+                return false;
+            }
+            if (!readOnce(i))
+                return linkLost(i);
+        }
+        out.append(char(*reads[i].confirmed()));
+    }
+    return true;
+}
+
 void RSComm::uploadProgramSteps()
 {
     ProgramState &p = m_program;
@@ -80,6 +136,8 @@ void RSComm::uploadProgramSteps()
         return;
     p.recordsDone = 0;
     p.recordCount = 0;
+    p.bytesRead = 0;
+    p.fault.clear();
     if (!OnlineMode) {
         m_prompt.ask(kUploadTitle,
                      QStringLiteral("Program is Currently OFFLINE.\r\n\r\n"
@@ -87,24 +145,31 @@ void RSComm::uploadProgramSteps()
                      PromptIcon::Information, PromptButtons::Ok);
         return;
     }
+    auto notComplete = [this] {
+        qCWarning(lcComm) << "program upload failed:" << m_program.fault;
+        m_prompt.ask(kUploadTitle,
+                     QStringLiteral("Program Upload Not Complete!\r\n\r\nHEX file not created."),
+                     PromptIcon::Critical, PromptButtons::Ok);
+        OnlineMode = false;
+    };
 
     // Every ident byte is kept, NUL and control characters too.
     p.readingIdent = true;
-    QByteArray revision;
-    for (int i = 0; i < 10; ++i) {
-        const int value = CommError ? 0 : readByteAt(kIdentAddress + i).toInt();
-        if (CommError)
-            return; // the link's own message has been shown
-        if (i < 8) {
-            revision.append(char(value));
-        } else {
-            QString digits = hexByte(value);
-            revision.append(HEX2MarkHEX(digits).toLatin1());
-        }
+    QByteArray identBytes;
+    if (!readConfirmedBlock(kIdentAddress, 10, identBytes)) {
+        if (!CommError) // a lost link has shown its own message
+            notComplete();
+        return;
     }
     p.readingIdent = false;
+    QByteArray revision = identBytes.left(8);
+    for (int i = 8; i < 10; ++i) {
+        QString digits = hexByte(quint8(identBytes.at(i)));
+        revision.append(HEX2MarkHEX(digits).toLatin1());
+    }
     revision.append("\r\n");
 
+    // Nothing reaches the files unless every one of them is complete.
     ProgramFiles::FileSetWriter files;
     files.add(p.revPath, revision);
 
@@ -114,21 +179,19 @@ void RSComm::uploadProgramSteps()
     p.boardType = qint16(field.at(0).unicode());
 
     if (p.boardType >= 56 && p.boardType <= 65) {
-        auto readConfig = [this](int address) {
-            return CommError ? -1 : readByteAt(address).toInt();
-        };
-        const int r8190 = readConfig(8190);
-        const int c8190 = r8190 == 3 ? 1 : r8190 == 5 ? 2 : 3;
-        const int r8189 = readConfig(8189);
-        const int c8189 = CommError ? 0 : r8189;
-        const int r8188 = readConfig(8188);
-        const int c8188 = r8188 == 5 ? 1 : r8188 == 10 ? 2 : 3;
-        p.config8190 = qint16(c8190);
-        p.config8189 = qint16(c8189);
-        p.config8188 = qint16(c8188);
+        QByteArray config; // 8188, 8189, 8190
+        if (!readConfirmedBlock(8188, 3, config)) {
+            notComplete();
+            return;
+        }
+        const int r8188 = quint8(config.at(0));
+        const int r8190 = quint8(config.at(2));
+        p.config8190 = qint16(r8190 == 3 ? 1 : r8190 == 5 ? 2 : 3);
+        p.config8189 = qint16(quint8(config.at(1)));
+        p.config8188 = qint16(r8188 == 5 ? 1 : r8188 == 10 ? 2 : 3);
         const QString line = LCFBoardIndex(p.boardType) + QString(34, QLatin1Char('0')) +
-                             QString::number(c8190) + QStringLiteral("00") +
-                             QString::number(c8189) + QString::number(c8188) +
+                             QString::number(p.config8190) + QStringLiteral("00") +
+                             QString::number(p.config8189) + QString::number(p.config8188) +
                              QStringLiteral("000%\r\n");
         files.add(p.lcfPath, line.toLatin1());
     }
@@ -137,36 +200,25 @@ void RSComm::uploadProgramSteps()
     p.currentAdd = QStringLiteral(" ");
     p.recordCount = range.bytes / 16;
     QByteArray image;
-    bool failed = false;
-    for (int offset = 0; offset < range.bytes && !failed; offset += 16) {
+    for (int offset = 0; offset < range.bytes; offset += 16) {
         const int address = range.start + offset;
-        p.currentAdd = QStringLiteral("%1H").arg(address, 4, 16, QLatin1Char('0')).toUpper();
+        p.currentAdd = addressText(address);
         programYield();
+        QByteArray data;
+        if (!readConfirmedBlock(address, 16, data)) {
+            notComplete();
+            return;
+        }
         QString record =
             QStringLiteral(":10") + hexByte(address >> 8) + hexByte(address) + QStringLiteral("00");
         int sum = 0x10 + (address >> 8) + (address & 0xFF);
-        for (int i = 0; i < 16; ++i) {
-            const int value = CommError ? 0 : readByteAt(address + i).toInt();
-            if (CommError) {
-                failed = true;
-                break;
-            }
-            record += hexByte(value);
-            sum += value;
+        for (const char byte : std::as_const(data)) {
+            record += hexByte(quint8(byte));
+            sum += quint8(byte);
         }
-        if (failed)
-            break;
         record += hexByte(-sum);
         image.append(record.toLatin1() + "\r\n");
         ++p.recordsDone;
-    }
-    if (failed) {
-        // Nothing of this read-back reaches the files.
-        m_prompt.ask(kUploadTitle,
-                     QStringLiteral("Program Upload Not Complete!\r\n\r\nHEX file not created."),
-                     PromptIcon::Critical, PromptButtons::Ok);
-        OnlineMode = false;
-        return;
     }
     image.append(":00000001FF\r\n");
     files.add(p.hexPath, image);

@@ -257,6 +257,15 @@ QString assign(const QString &programDir, int portNumber, const QString &device,
         error = QStringLiteral("%1 does not exist").arg(device);
         return {};
     }
+    // Only a character device can be a serial line; anything else (a file,
+    // a folder) would be "opened" and written to as one.
+    struct stat info {
+    };
+    if (::stat(QFile::encodeName(target.absoluteFilePath()).constData(), &info) != 0 ||
+        !S_ISCHR(info.st_mode)) {
+        error = QStringLiteral("%1 is not a character device, so not a serial port").arg(device);
+        return {};
+    }
     const StateFolder state(programDir);
     const QString dir = state.writeDir();
     if (!QDir().mkpath(dir)) {

@@ -530,29 +530,30 @@ void frmTargetBoard::addFirstPass()
                         return int(Continue);
                     }});
     for (int i = 0; i < TB::FaultRegisterCount; ++i) {
-        m_steps.append(
-            {Group::FirstPass, [this, i] {
-                 int flags = Continue;
-                 QString value;
-                 if (!m_comm.CommError) {
-                     value = m_comm.RSRead(TB::faultRegister(i));
-                     ++m_readCount;
-                     flags = Exchanged;
-                 }
-                 const QString code =
-                     m_comm.CommError ? TB::commErrorCodeText() : TB::codeText(value.toLongLong());
-                 m_faultCodes[i] = code;
-                 if (i != TB::CoCpuSlotIndex && !m_comm.CommError && TB::codeValue(code) != 0)
-                     cmdResetFaults->setEnabled(true);
-                 if (i == TB::CoCpuSlotIndex) {
-                     if (!lblTargetBoard[i]->isHidden())
-                         lblTargetBoard[i]->setText(
-                             TB::faultRowCaption(i, code, QString::number(TB::codeValue(code))));
-                 } else if (i != TB::CorrectiveActionIndex) {
-                     lblTargetBoard[i]->setText(TB::faultRowCaption(i, code));
-                 }
-                 return flags;
-             }});
+        m_steps.append({Group::FirstPass, [this, i] {
+                            int flags = Continue;
+                            QString value;
+                            bool unread = m_comm.CommError;
+                            if (!m_comm.CommError) {
+                                value = m_comm.RSRead(TB::faultRegister(i));
+                                ++m_readCount;
+                                flags = Exchanged;
+                                unread = m_comm.CommError || m_comm.lastTransactionFailed();
+                            }
+                            const QString code =
+                                unread ? TB::commErrorCodeText() : TB::codeText(value.toLongLong());
+                            m_faultCodes[i] = code;
+                            if (i != TB::CoCpuSlotIndex && !unread && TB::codeValue(code) != 0)
+                                cmdResetFaults->setEnabled(true);
+                            if (i == TB::CoCpuSlotIndex) {
+                                if (!lblTargetBoard[i]->isHidden())
+                                    lblTargetBoard[i]->setText(TB::faultRowCaption(
+                                        i, code, QString::number(TB::codeValue(code))));
+                            } else if (i != TB::CorrectiveActionIndex) {
+                                lblTargetBoard[i]->setText(TB::faultRowCaption(i, code));
+                            }
+                            return flags;
+                        }});
     }
     m_steps.append({Group::FirstPass, [this] {
                         const QString dir = m_util.programDir();
@@ -591,7 +592,13 @@ void frmTargetBoard::addFirstPass()
                             ++m_readCount;
                             if (m_comm.CommError)
                                 return int(Exchanged);
-                            const QChar c(ushort(v.toUInt()));
+                            // A failed read is shown as unknown, never as byte 0.
+                            const bool failed = m_comm.lastTransactionFailed();
+                            const QChar c = failed ? QLatin1Char('?') : QChar(ushort(v.toUInt()));
+                            if (failed && k >= 8) {
+                                lblRevIdentInPLC[k == 8 ? 2 : 1]->setText(QStringLiteral("?"));
+                                return int(Exchanged);
+                            }
                             if (k == 0)
                                 lblRevIdentInPLC[0]->setText(QString(c));
                             else if (k < 8)

@@ -212,8 +212,8 @@ private slots:
     {
         ProgramLink link;
         link.comm.DownloadFile(link.project("D", "ABC<=05\r\n",
-                                            ":0240000011223B\r\n:0240020033441B\r\n"
-                                            ":02400400556600\r\n:00000001FF\r\n"));
+                                            ":0240000011228B\r\n:02400200334445\r\n"
+                                            ":024004005566FF\r\n:00000001FF\r\n"));
         link.board.wrongSumOnRecord = 2;
         link.open();
         link.prompt.answers = {PromptAnswer::Yes};
@@ -233,7 +233,7 @@ private slots:
     {
         ProgramLink link;
         link.comm.DownloadFile(link.project("D", "ABC<=05\r\n",
-                                            ":0240000011223B\r\n:0240020033441B\r\n"
+                                            ":0240000011228B\r\n:02400200334445\r\n"
                                             ":00000001FF\r\n"));
         link.board.silentOnRecord = 1;
         link.open();
@@ -253,22 +253,24 @@ private slots:
         QTest::newRow("truncated") << QByteArray(":1040000000010203");
         QTest::newRow("bad digits") << QByteArray(":0240020033G41B");
         QTest::newRow("blank") << QByteArray("");
+        QTest::newRow("checksum wrong") << QByteArray(":02400200334446");
     }
     void refusedLines()
     {
         QFETCH(QByteArray, line);
         ProgramLink link;
         link.comm.DownloadFile(
-            link.project("D", "ABC<=05\r\n", ":0240000011223B\r\n" + line + "\r\n:00000001FF\r\n"));
+            link.project("D", "ABC<=05\r\n", ":0240000011228B\r\n" + line + "\r\n:00000001FF\r\n"));
         link.open();
+        const QByteArray before = link.board.memory;
         link.prompt.answers = {PromptAnswer::Yes};
         link.comm.DumpProgram();
         QCOMPARE(link.texts().last(), kInvalid);
         QCOMPARE(link.prompt.asked.last().title, QStringLiteral("Program Dump"));
         QVERIFY(!link.comm.ValidProgram());
-        QVERIFY(!link.comm.OnlineMode);
-        // Only the first record went out.
-        QCOMPARE(link.streamed(), QByteArray::fromHex("02400011 22"));
+        // The whole image is looked at first: the board heard nothing of it.
+        QVERIFY(link.board.memory == before);
+        QVERIFY(link.streamed().isEmpty());
     }
 
     void hexRecordReader()
@@ -345,7 +347,7 @@ private slots:
         ProgramLink second;
         second.write(QStringLiteral("prog.pdx"), "D,project\r\n");
         QFile::copy(link.file(QStringLiteral("prog.rev")), second.file(QStringLiteral("prog.rev")));
-        second.write(QStringLiteral("prog.hex"), ":0140000055AA\r\n:00000001FF\r\n");
+        second.write(QStringLiteral("prog.hex"), ":01400000556A\r\n:00000001FF\r\n");
         second.board.memory.replace(61424, 10, QByteArray("XXXXXXXX\x01\x01", 10));
         second.comm.DownloadFile(second.file(QStringLiteral("prog.pdx")));
         QVERIFY(second.comm.ValidProgram());
@@ -421,7 +423,7 @@ private slots:
     {
         ProgramLink link;
         link.comm.DownloadFile(
-            link.project("D", "ABC<=05\r\n", ":0240000011223B\r\n:00000001FF\r\n"));
+            link.project("D", "ABC<=05\r\n", ":0240000011228B\r\n:00000001FF\r\n"));
         link.open();
         link.prompt.answers = {PromptAnswer::Yes};
         QList<bool> busyAtYield;

@@ -64,9 +64,10 @@ private slots:
         QCOMPARE(state.settingsFile(), program.filePath(QStringLiteral("Support/RSPort.cfg")));
 
         QString error;
-        const QString link = SerialDevices::assign(program.path(), 4, f.fileName(), error);
+        const QString link =
+            SerialDevices::assign(program.path(), 4, QStringLiteral("/dev/null"), error);
         QCOMPARE(link, program.filePath(QStringLiteral("Support/COM4")));
-        QCOMPARE(QFileInfo(link).symLinkTarget(), f.fileName());
+        QCOMPARE(QFileInfo(link).symLinkTarget(), QStringLiteral("/dev/null"));
         QCOMPARE(PosixSerialPort::devicePathFor(4, program.path()), link);
     }
 
@@ -157,6 +158,11 @@ private slots:
                                       error)
                     .isEmpty());
         QVERIFY(error.contains(QStringLiteral("does not exist")));
+        // A plain file or a folder is no serial line.
+        for (const QString &notADevice : {QStringLiteral("/etc/passwd"), QStringLiteral("/tmp")}) {
+            QVERIFY(SerialDevices::assign(program.path(), 2, notADevice, error).isEmpty());
+            QVERIFY(error.contains(QStringLiteral("not a character device")));
+        }
         QVERIFY(!QFileInfo::exists(program.filePath(QStringLiteral("Support/COM2"))));
     }
 

@@ -27,7 +27,8 @@ bool readRegister(CliContext &ctx, const QString &address, QString &value)
     if (ctx.comm.CommError)
         return false;
     value = ctx.comm.RSRead(address);
-    if (ctx.comm.CommError) {
+    // A read whose exchange failed gives "0": never a value.
+    if (ctx.comm.CommError || ctx.comm.lastTransactionFailed()) {
         ctx.err << "kestro-cli: reading " << address << " failed" << Qt::endl;
         return false;
     }

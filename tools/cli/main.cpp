@@ -256,16 +256,26 @@ int main(int argc, char *argv[])
     FixedPort port(device, portOverride, speedOverride);
     RSComm comm(clock, prompt, programDir);
 
-    CliContext ctx{comm, prompt, out, err, bool(::isatty(STDOUT_FILENO)), [&]() {
-                       comm.OpenRSComm(port);
-                       if (!comm.OnlineMode && !port.isOpen())
-                           err << "kestro-cli: cannot use " << port.deviceName() << ": "
-                               << serialErrorText(port.lastError()) << Qt::endl;
-                       else if (!comm.OnlineMode)
-                           err << "kestro-cli: no answer from the board on " << port.deviceName()
-                               << Qt::endl;
-                       return comm.OnlineMode;
-                   }};
+    CliContext ctx{
+        comm, prompt, out, err, bool(::isatty(STDOUT_FILENO)), [&]() {
+            comm.OpenRSComm(port);
+            // Settings that could not be read leave the port unset:
+            // its device and error would name nothing real.
+            if (comm.setupFailed())
+                err << "kestro-cli: cannot use "
+                    << (portOverride > 0
+                            ? QStringLiteral("port %1 (%2)")
+                                  .arg(portOverride)
+                                  .arg(PosixSerialPort::resolvedDevice(portOverride, programDir))
+                            : QStringLiteral("the port"))
+                    << ": " << comm.setupFailure() << Qt::endl;
+            else if (!comm.OnlineMode && !port.isOpen())
+                err << "kestro-cli: cannot use " << port.deviceName() << ": "
+                    << serialErrorText(port.lastError()) << Qt::endl;
+            else if (!comm.OnlineMode)
+                err << "kestro-cli: no answer from the board on " << port.deviceName() << Qt::endl;
+            return comm.OnlineMode;
+        }};
 
     int code = CliExit::Usage;
     if (verb == u"read")

@@ -54,6 +54,10 @@ Argument numberArgument(CliContext &ctx, const QString &name, const QString &tex
 // Exit code and message for an operation of the limit switch that failed.
 int plsFailure(CliContext &ctx, const QString &what)
 {
+    if (!ctx.comm.plsFault().isEmpty()) {
+        ctx.err << "kestro-cli: " << what << ": " << ctx.comm.plsFault() << Qt::endl;
+        return CliExit::CommFailure;
+    }
     switch (ctx.comm.plsOutcome()) {
     case RSComm::PLSOutcome::ValueRefused:
         ctx.err << "kestro-cli: " << what << ": value refused, nothing sent" << Qt::endl;
@@ -224,7 +228,9 @@ int configDownloadCommand(const QStringList &args, CliContext &ctx)
     if (!ctx.goOnline())
         return CliExit::CommFailure;
     if (!scale) {
-        const int current = int(leadingNumber(ctx.comm.PLSScaleFactor()));
+        // Written back with the configuration: it must be the board's own.
+        constexpr quint8 scaleFactorQuery = 0x18;
+        const int current = ctx.comm.ConfirmedQuery(scaleFactorQuery);
         if (ctx.comm.CommError || current <= 0 || current > MaxInteger) {
             ctx.err << "kestro-cli: reading the scale factor failed" << Qt::endl;
             return CliExit::CommFailure;

@@ -102,6 +102,8 @@ int download(const QString &project, CliContext &ctx, ConsolePrompt &prompt)
     const QString last = prompt.lastText();
     if (last == u"Program Download Complete!")
         return CliExit::Ok;
+    if (!comm.programTransferFault().isEmpty())
+        ctx.err << "kestro-cli: program-download: " << comm.programTransferFault() << Qt::endl;
     if (prompt.lastTitle().startsWith(u"Program Download - ["))
         return kDeclined;
     if (last.startsWith(u"Currently Selected Program is Invalid") ||
@@ -121,6 +123,9 @@ int upload(const QString &project, CliContext &ctx, ConsolePrompt &prompt)
 
     if (prompt.lastText() == u"Program Upload Complete!")
         return CliExit::Ok;
+    if (!comm.programTransferFault().isEmpty())
+        ctx.err << "kestro-cli: program-upload: " << comm.programTransferFault()
+                << "; no file written" << Qt::endl;
     if (prompt.lastTitle() == u"RSComm-Upload Program" ||
         prompt.lastTitle() == u"RSComm UploadFile")
         return CliExit::FileError;

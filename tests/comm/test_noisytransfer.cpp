@@ -1,0 +1,308 @@
+// Program transfers and limit-switch reads against the simulator's own board
+// model, behind a fake port, with the faults it plays on the wire.
+#include "boardmodel.h"
+#include "comm/hexrecord.h"
+#include "comm/rscomm.h"
+#include "fakes/fakeclock.h"
+#include "fakes/fakeserialport.h"
+#include "fakes/scriptedprompt.h"
+
+#include <QRandomGenerator>
+#include <QTemporaryDir>
+#include <QtTest>
+
+namespace
+{
+
+QByteArray fileBytes(const QString &path)
+{
+    QFile f(path);
+    return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray("<missing>");
+}
+
+void writeFile(const QString &path, const QByteArray &content)
+{
+    QFile f(path);
+    QVERIFY(f.open(QIODevice::WriteOnly | QIODevice::Truncate));
+    f.write(content);
+}
+
+QByteArray memory(const BoardModel &board, int from, int count)
+{
+    QByteArray bytes;
+    for (int i = 0; i < count; ++i)
+        bytes.append(char(board.registers().byteAt(from + i)));
+    return bytes;
+}
+
+// An image of 16-byte records with their right checksums.
+QByteArray hexImage(int start, const QByteArray &data)
+{
+    QByteArray out;
+    for (int at = 0; at < data.size(); at += 16) {
+        const int address = start + at;
+        QByteArray record;
+        record.append(char(16)).append(char(address >> 8)).append(char(address)).append('\0');
+        record.append(data.mid(at, 16));
+        int sum = 0;
+        for (const char b : std::as_const(record))
+            sum += quint8(b);
+        record.append(char(-sum));
+        out += ':' + record.toHex().toUpper() + "\r\n";
+    }
+    return out + ":00000001FF\r\n";
+}
+
+} // namespace
+
+// A board model on a fake port in fake time, and a project folder.
+struct ModelLink {
+    QTemporaryDir dir;
+    FakeClock clock;
+    FakeSerialPort port{clock};
+    BoardModel board;
+    ScriptedPrompt prompt;
+    RSComm comm{clock, prompt, dir.path()};
+
+    ModelLink()
+    {
+        // Fake time stands still while nobody waits: a busy limit switch
+        // would stay busy.
+        board.limitSwitch().setClock([this] { return clock.nowMs(); });
+        board.limitSwitch().setBusyMs(0);
+        port.responder = [this](quint8 b, FakeSerialPort &p) {
+            if (const auto reply = board.feed(b))
+                p.reply(*reply);
+        };
+        comm.OpenRSComm(port);
+        port.sent.clear();
+    }
+    QString file(const QString &name) const { return dir.filePath(name); }
+    QString project(const QByteArray &hex)
+    {
+        writeFile(file(QStringLiteral("prog.pdx")), "D,project\r\n");
+        writeFile(file(QStringLiteral("prog.rev")), "NEWPROG1<=05\r\n");
+        writeFile(file(QStringLiteral("prog.hex")), hex);
+        return file(QStringLiteral("prog.pdx"));
+    }
+    QString lastText() const
+    {
+        return prompt.asked.isEmpty() ? QString() : prompt.asked.last().text;
+    }
+    // Exchange n counted from now, of the bytes a clean run sends: the
+    // position of marker in them plus offset.
+    static int exchangeOf(const QByteArray &sent, const QByteArray &marker, int offset)
+    {
+        const qsizetype at = sent.indexOf(marker);
+        return at < 0 ? -1 : int(at) + offset + 1;
+    }
+};
+
+class TestNoisyTransfer : public QObject
+{
+    Q_OBJECT
+
+    QByteArray m_program;
+
+private slots:
+    void initTestCase()
+    {
+        QRandomGenerator random(20);
+        for (int i = 0; i < 0x8000; ++i)
+            m_program.append(char(random.bounded(256)));
+    }
+
+    // Line noise on a read's data byte has no echo to show it: the file is
+    // either the board's program byte for byte, or not written at all.
+    void uploadIsConfirmedOrNothing_data()
+    {
+        QTest::addColumn<int>("garbageEvery");
+        QTest::addColumn<int>("hangUpAfter");
+        QTest::addColumn<bool>("complete");
+        QTest::newRow("quiet link") << 0 << -1 << true;
+        QTest::newRow("every 7th answer garbage") << 7 << -1 << true;
+        QTest::newRow("every 13th answer garbage") << 13 << -1 << true;
+        QTest::newRow("every 50th answer garbage") << 50 << -1 << true;
+        QTest::newRow("device gone half-way") << 0 << 40000 << false;
+    }
+    void uploadIsConfirmedOrNothing()
+    {
+        QFETCH(int, garbageEvery);
+        QFETCH(int, hangUpAfter);
+        QFETCH(bool, complete);
+        ModelLink link;
+        for (int i = 0; i < m_program.size(); ++i)
+            link.board.registers().setByte(0x4000 + i, quint8(m_program.at(i)));
+        const QByteArray ident("PROGID12\xCD\x05", 10);
+        for (int i = 0; i < ident.size(); ++i)
+            link.board.registers().setByte(61424 + i, quint8(ident.at(i)));
+        const QString pdx = link.project("old image\r\n");
+        writeFile(link.file(QStringLiteral("prog.rev")), "old revision\r\n");
+        link.board.setGarbageEvery(garbageEvery);
+        link.port.hangUpAfter = hangUpAfter;
+
+        link.comm.UploadFile(pdx);
+        link.comm.setInUploadMode(true);
+        link.comm.UploadProgram();
+
+        const QByteArray hex = fileBytes(link.file(QStringLiteral("prog.hex")));
+        if (complete) {
+            QCOMPARE(link.lastText(), QStringLiteral("Program Upload Complete!"));
+            QVERIFY(hex == hexImage(0x4000, m_program));
+            QCOMPARE(fileBytes(link.file(QStringLiteral("prog.rev"))),
+                     QByteArray("PROGID12<=05\r\n"));
+            QVERIFY(link.comm.programTransferFault().isEmpty());
+        } else {
+            QCOMPARE(link.lastText(),
+                     QStringLiteral("Program Upload Not Complete!\r\n\r\nHEX file not created."));
+            QCOMPARE(hex, QByteArray("old image\r\n"));
+            QCOMPARE(fileBytes(link.file(QStringLiteral("prog.rev"))),
+                     QByteArray("old revision\r\n"));
+            QVERIFY(link.comm.programTransferFault().contains(QStringLiteral("link failed")));
+            QCOMPARE(QDir(link.dir.path()).entryList(QDir::Files).size(), 3); // no leftovers
+        }
+    }
+
+    void imageCheckedWhole_data()
+    {
+        QTest::addColumn<QByteArray>("image");
+        QTest::addColumn<int>("badLine");
+        const QByteArray good = ":0300300002337A1E\r\n";
+        QTest::newRow("sound") << good + ":00000001FF\r\n" << -1;
+        QTest::newRow("no colon") << good + "0300300002337A1E\r\n" << 1;
+        QTest::newRow("not hexadecimal") << good + ":03003000G2337A1E\r\n" << 1;
+        QTest::newRow("short line") << good + ":0300300002337A\r\n" << 1;
+        QTest::newRow("characters after the record") << good + ":0300300002337A1E00\r\n" << 1;
+        QTest::newRow("checksum wrong") << good + ":0300300002337A1F\r\n" << 1;
+        QTest::newRow("trailing blank line") << good + ":00000001FF\r\n\r\n" << 2;
+        QTest::newRow("record after the end") << QByteArray(":00000001FF\r\n") + good << 1;
+        QTest::newRow("end record with data") << QByteArray(":0100000100FE\r\n") << 0;
+        QTest::newRow("extended address record") << QByteArray(":020000021000EC\r\n") << 0;
+        QTest::newRow("past FFFFH") << QByteArray(":02FFFF0000FF01\r\n") << 0;
+    }
+    void imageCheckedWhole()
+    {
+        QFETCH(QByteArray, image);
+        QFETCH(int, badLine);
+        QStringList lines = QString::fromLatin1(image).split(QStringLiteral("\r\n"));
+        lines.removeLast(); // what follows the last line end
+        QCOMPARE(HexRecord::firstUnsoundLine(lines), badLine);
+    }
+
+    // Each step before the first record must be answered as the board
+    // answers it; a step that is not stops the download there, named.
+    void downloadPreambleChecked_data()
+    {
+        QTest::addColumn<QString>("fault");
+        QTest::addColumn<QByteArray>("marker");
+        QTest::addColumn<int>("offset");
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<QString>("named");
+        const QString complete = QStringLiteral("Program Download Complete!");
+        const QString incomplete = QStringLiteral("Program Download Not Complete!");
+        QTest::newRow("03 answered wrongly")
+            << "wrong" << QByteArray::fromHex("ff03") << 1 << incomplete << "program-load mode";
+        QTest::newRow("FF before 03 answered wrongly, said again")
+            << "wrong" << QByteArray::fromHex("ff03") << 0 << complete << "";
+        QTest::newRow("device gone writing B8181")
+            << "hang-up" << QByteArray::fromHex("1ff556") << 2 << incomplete << "B8181";
+        QTest::newRow("device gone in a record")
+            << "hang-up" << QByteArray::fromHex("104100") << 0 << incomplete << "4100H";
+    }
+    void downloadPreambleChecked()
+    {
+        QFETCH(QString, fault);
+        QFETCH(QByteArray, marker);
+        QFETCH(int, offset);
+        QFETCH(QString, text);
+        QFETCH(QString, named);
+
+        // A clean run shows where the marked byte goes out.
+        QByteArray sent;
+        {
+            ModelLink clean;
+            clean.comm.DownloadFile(clean.project(hexImage(0x4000, m_program.left(4096))));
+            clean.prompt.answers = {PromptAnswer::Yes};
+            clean.comm.DumpProgram();
+            QCOMPARE(clean.lastText(), QStringLiteral("Program Download Complete!"));
+            sent = clean.port.sentBytes();
+        }
+        const int at = ModelLink::exchangeOf(sent, marker, offset);
+        QVERIFY(at > 0);
+
+        ModelLink link;
+        link.comm.DownloadFile(link.project(hexImage(0x4000, m_program.left(4096))));
+        link.prompt.answers = {PromptAnswer::Yes};
+        if (fault == u"wrong")
+            link.board.setWrongAnswerAt(link.board.exchanges() + at);
+        else
+            link.port.hangUpAfter = at - 1;
+        link.comm.DumpProgram();
+
+        QVERIFY2(link.lastText().startsWith(text), qPrintable(link.lastText()));
+        for (const auto &asked : std::as_const(link.prompt.asked))
+            QVERIFY(!asked.text.startsWith(QStringLiteral("Checksum Error")));
+        QVERIFY(link.comm.programTransferFault().contains(named));
+        if (text == u"Program Download Complete!") {
+            QVERIFY(memory(link.board, 0x4000, 4096) == m_program.left(4096));
+        } else if (named != u"4100H") {
+            QVERIFY(!link.board.inProgramLoad());
+            QCOMPARE(link.board.programMemory().recordsLoaded(), 0);
+            QVERIFY(!link.comm.OnlineMode);
+        }
+    }
+
+    // A setpoint under line noise: the operator's value is judged only
+    // against a scale read cleanly, the record goes to the channel asked
+    // for, and garbled answers are never called the board's refusal.
+    void setpointUnderNoise_data()
+    {
+        QTest::addColumn<int>("wrongAt");
+        QTest::addColumn<int>("garbageEvery");
+        QTest::addColumn<bool>("mustSucceed");
+        // After the opening probe: FF 18, the scale's low and high byte,
+        // then FF 1B and the record.
+        QTest::newRow("scale high byte corrupted (reads 104)") << 4 << 0 << true;
+        QTest::newRow("scale low byte corrupted") << 3 << 0 << true;
+        QTest::newRow("mode byte answered wrongly") << 6 << 0 << true;
+        QTest::newRow("channel byte answered wrongly") << 7 << 0 << true;
+        QTest::newRow("last record byte answered wrongly") << 12 << 0 << true;
+        QTest::newRow("every 4th answer garbage") << 0 << 4 << false;
+        QTest::newRow("every 7th answer garbage") << 0 << 7 << false;
+    }
+    void setpointUnderNoise()
+    {
+        QFETCH(int, wrongAt);
+        QFETCH(int, garbageEvery);
+        QFETCH(bool, mustSucceed);
+        ModelLink link;
+        link.board.registers().setWord(186, 360); // the resolver's scale
+        if (wrongAt > 0)
+            link.board.setWrongAnswerAt(link.board.exchanges() + wrongAt);
+        link.board.setGarbageEvery(garbageEvery);
+
+        const bool done = link.comm.SingleSetpoint(3, 100, 200);
+
+        const PlsModel::Channel &channel = link.board.limitSwitch().channel(3);
+        const bool programmed = channel.kind == PlsModel::Channel::Kind::Setpoint &&
+                                channel.first == 100 && channel.second == 200;
+        QVERIFY(done || !mustSucceed);
+        QVERIFY(!done || programmed);
+        const RSComm::PLSOutcome outcome = link.comm.plsOutcome();
+        QVERIFY2(outcome == RSComm::PLSOutcome::Done || outcome == RSComm::PLSOutcome::NoAnswer,
+                 qPrintable(QStringLiteral("outcome %1: %2 %3")
+                                .arg(int(outcome))
+                                .arg(link.comm.plsFault(),
+                                     QString::fromLatin1(link.port.sentBytes().toHex(' ')))));
+        QVERIFY(done || !link.comm.plsFault().isEmpty());
+        // The mode byte went out once for each record: never an FF inside one.
+        if (done)
+            QCOMPARE(link.port.sentBytes().count(QByteArray::fromHex("ff1b")), 1);
+        for (int chan = 0; chan < PlsModel::ChannelCount; ++chan)
+            QVERIFY(chan == 3 ||
+                    link.board.limitSwitch().channel(chan).kind == PlsModel::Channel::Kind::Clear);
+    }
+};
+
+QTEST_GUILESS_MAIN(TestNoisyTransfer)
+#include "test_noisytransfer.moc"
