@@ -163,6 +163,7 @@ signals:
 protected:
     void closeEvent(QCloseEvent *event) override;
     void changeEvent(QEvent *event) override;
+    void showEvent(QShowEvent *event) override;
     bool eventFilter(QObject *watched, QEvent *event) override;
 
 private:
@@ -170,8 +171,13 @@ private:
     void createToolbar();
     void createStatusBar();
     void showCaption();
+    // The caption the window should carry now: the file, and a maximised
+    // child's own caption after it.
+    QString wantedCaption() const;
     void activateChild();
     void updateDateTimePanels();
+    // What the status adds to a comm fault when the port's device is gone.
+    QString lostDeviceText() const;
     // The Save command's work; false when nothing was written.
     bool saveToFile();
     void fillTransferMenu(QMenu *menu, std::array<QAction *, 5> &items, bool upload);
@@ -189,5 +195,8 @@ private:
     bool m_startupDone = false;
     bool m_faultBoxOpen = false;
     bool m_shuttingDown = false;
+    bool m_settingCaption = false;
+    // No board has answered since the program started.
+    bool m_noBoardSeenYet = true;
     QTimer *m_clockTimer;
 };
