@@ -279,7 +279,22 @@ void TestScreensTrust::commPortCancelLeavesLinkAndSettingsAsTheyWere()
     QVERIFY(!settings.isEmpty());
     const QString link1 = QFileInfo(QDir(support).filePath(QStringLiteral("COM1"))).symLinkTarget();
 
+    // A device assigned to port 1, then Cancel: port 1 still leads to the board.
+    QString assigned;
+    whenModal<frmSetupComm>(this, [&](frmSetupComm *window) {
+        if (QTreeWidgetItem *row = window->lstDevices->topLevelItem(0)) {
+            assigned = row->text(0);
+            QTest::mouseClick(window->lstDevices->viewport(), Qt::LeftButton, {},
+                              window->lstDevices->visualItemRect(row).center());
+            QTest::mouseClick(window->cmdAssign, Qt::LeftButton);
+        }
+        QTest::mouseClick(window->cmdCancel, Qt::LeftButton);
+    });
+    QTest::keyClick(&w, Qt::Key_M, Qt::ControlModifier);
+    QCOMPARE(QFileInfo(QDir(support).filePath(QStringLiteral("COM1"))).symLinkTarget(), link1);
+
     // Port 2 (no answer), Save, which fails and keeps the window, then Cancel.
+    QVERIFY(backInFront(w));
     bool stayedOpen = false;
     whenModal<frmSetupComm>(this, [&](frmSetupComm *window) {
         window->txtCommPort->selectAll();
@@ -295,20 +310,6 @@ void TestScreensTrust::commPortCancelLeavesLinkAndSettingsAsTheyWere()
     QVERIFY(h.comm->OnlineMode);
     QCOMPARE(w.panelText(2), QStringLiteral("ONLINE"));
 
-    // A device assigned to port 1, then Cancel: port 1 still leads to the board.
-    QVERIFY(backInFront(w));
-    QString assigned;
-    whenModal<frmSetupComm>(this, [&](frmSetupComm *window) {
-        if (QTreeWidgetItem *row = window->lstDevices->topLevelItem(0)) {
-            assigned = row->text(0);
-            QTest::mouseClick(window->lstDevices->viewport(), Qt::LeftButton, {},
-                              window->lstDevices->visualItemRect(row).center());
-            QTest::mouseClick(window->cmdAssign, Qt::LeftButton);
-        }
-        QTest::mouseClick(window->cmdCancel, Qt::LeftButton);
-    });
-    QTest::keyClick(&w, Qt::Key_M, Qt::ControlModifier);
-    QCOMPARE(QFileInfo(QDir(support).filePath(QStringLiteral("COM1"))).symLinkTarget(), link1);
     if (assigned.isEmpty())
         QSKIP("this machine lists no serial device to assign");
 }
@@ -338,6 +339,7 @@ void TestScreensTrust::targetBoardBoxesFollowTheBoard()
     // No project chosen: F5 opens the window all the same.
     bool checked = false;
     whenModal<frmTargetBoard>(this, [&](frmTargetBoard *window) {
+        auto closed = qScopeGuard([window] { QTest::mouseClick(window->cmdOk, Qt::LeftButton); });
         auto box = [window](int i) {
             return window->findChild<QPlainTextEdit *>(QStringLiteral("txtTargetBoard%1").arg(i));
         };
@@ -372,7 +374,6 @@ void TestScreensTrust::targetBoardBoxesFollowTheBoard()
         for (int i : {0, 1})
             QVERIFY(box(i)->toPlainText() != faultText(QStringLiteral("45")));
         checked = true;
-        QTest::mouseClick(window->cmdOk, Qt::LeftButton);
     });
     QTest::keyClick(&w, Qt::Key_F5);
     QVERIFY(checked);
