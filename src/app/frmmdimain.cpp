@@ -19,6 +19,7 @@
 #include <QAction>
 #include <QApplication>
 #include <QCloseEvent>
+#include <QScreen>
 #include <QShowEvent>
 #include <QDateTime>
 #include <QDir>
@@ -85,6 +86,8 @@ frmMDIMain::frmMDIMain(const Collaborators &with, QWidget *parent)
     setWindowIcon(kestroIcon(QStringLiteral("kestro")));
     mdiArea = new QMdiArea(this);
     mdiArea->setBackground(palette().brush(QPalette::Dark));
+    mdiArea->setHorizontalScrollBarPolicy(Qt::ScrollBarAsNeeded);
+    mdiArea->setVerticalScrollBarPolicy(Qt::ScrollBarAsNeeded);
     setCentralWidget(mdiArea);
     createMenus();
     createToolbar();
@@ -108,6 +111,19 @@ frmMDIMain::frmMDIMain(const Collaborators &with, QWidget *parent)
     // The background cycle runs from the moment the window exists.
     tmrBackgroungUpdate->start();
     resize(900, 640);
+    // A desktop scaled up leaves fewer pixels than the window was laid out
+    // for: a window that would not fit opens filling the screen instead.
+    // Room is left for a window manager's frame; without one the window is
+    // still no larger than the screen.
+    if (const QScreen *shownOn = screen()) {
+        const QRect area = shownOn->availableGeometry();
+        const QSize room = area.size() - QSize(16, 48);
+        if (width() > room.width() || height() > room.height()) {
+            resize(size().boundedTo(room));
+            move(area.topLeft());
+            setWindowState(windowState() | Qt::WindowMaximized);
+        }
+    }
 }
 
 frmMDIMain::~frmMDIMain()
@@ -462,7 +478,13 @@ void frmMDIMain::mnuWindowForm_Click(int index)
     sub->setWindowIcon(windowIcon());
     m_childForms[index] = sub;
     m_currentWindow = index;
-    if (child->placement() == ChildForm::Placement::Maximised) {
+    // A child that cannot fit the area (a desktop scaled up) keeps its own
+    // size and the area scrolls to the rest of it, rather than being cut off.
+    const QSize room = mdiArea->viewport()->size();
+    const bool fits = !mdiArea->isVisible() ||
+                      (sub->minimumSizeHint().width() <= room.width() &&
+                       sub->minimumSizeHint().height() <= room.height());
+    if (child->placement() == ChildForm::Placement::Maximised && fits) {
         sub->showMaximized();
     } else {
         sub->resize(sub->sizeHint());
