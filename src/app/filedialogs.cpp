@@ -60,7 +60,7 @@ QString QtFileDialogs::filterSuffix(const QString &filter)
         return {};
     const QString suffix = pattern.mid(2);
     return suffix.contains(QLatin1Char('*')) || suffix.contains(QLatin1Char('?')) ? QString()
-                                                                                 : suffix;
+                                                                                  : suffix;
 }
 
 std::optional<QString> QtFileDialogs::saveFile(QWidget *parent, const QString &filter,

@@ -21,8 +21,7 @@ public:
                                             const QString &initialPath) = 0;
     // The same under a title that says what is being saved.
     virtual std::optional<QString> saveFileTitled(QWidget *parent, const QString &title,
-                                                  const QString &filter,
-                                                  const QString &initialPath)
+                                                  const QString &filter, const QString &initialPath)
     {
         Q_UNUSED(title);
         return saveFile(parent, filter, initialPath);

@@ -19,8 +19,6 @@
 #include <QAction>
 #include <QApplication>
 #include <QCloseEvent>
-#include <QScreen>
-#include <QShowEvent>
 #include <QDateTime>
 #include <QDir>
 #include <QFileInfo>
@@ -31,6 +29,8 @@
 #include <QMenu>
 #include <QMenuBar>
 #include <QMouseEvent>
+#include <QScreen>
+#include <QShowEvent>
 #include <QStatusBar>
 #include <QTimer>
 #include <QToolBar>
@@ -481,9 +481,8 @@ void frmMDIMain::mnuWindowForm_Click(int index)
     // A child that cannot fit the area (a desktop scaled up) keeps its own
     // size and the area scrolls to the rest of it, rather than being cut off.
     const QSize room = mdiArea->viewport()->size();
-    const bool fits = !mdiArea->isVisible() ||
-                      (sub->minimumSizeHint().width() <= room.width() &&
-                       sub->minimumSizeHint().height() <= room.height());
+    const bool fits = !mdiArea->isVisible() || (sub->minimumSizeHint().width() <= room.width() &&
+                                                sub->minimumSizeHint().height() <= room.height());
     if (child->placement() == ChildForm::Placement::Maximised && fits) {
         sub->showMaximized();
     } else {
@@ -759,8 +758,7 @@ void frmMDIMain::mnuFileOpen_Click()
             return;
         // A file that cannot be read as a data set ends the command with
         // nothing changed: the record is read whole before anything is used.
-        if (const MachineError error = m_util->gData.readFile(*path);
-            error != MachineError::None) {
+        if (const MachineError error = m_util->gData.readFile(*path); error != MachineError::None) {
             m_prompt.ask(QStringLiteral("KESTRO"),
                          QStringLiteral("The set-up file could not be opened:\r\n") + *path +
                              QStringLiteral("\r\n\r\n") + machineErrorText(error),

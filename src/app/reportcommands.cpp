@@ -45,8 +45,8 @@ void PrintReportCommand(frmMDIMain &main, PrinterDialog &dialog)
     bool printed = false;
     {
         frmWaitDisplay window(&main);
-        printed = window.GenerateReport(printer, util.gData.gCurrentData, options,
-                                        main.gFileNameCaption);
+        printed =
+            window.GenerateReport(printer, util.gData.gCurrentData, options, main.gFileNameCaption);
     }
     util.gWaitMode = 0;
 

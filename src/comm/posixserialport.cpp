@@ -98,7 +98,8 @@ QString PosixSerialPort::deviceName() const
         return device;
     // Without its link the port falls back to a built-in serial line: say
     // which link was looked for, so a technician knows what to restore.
-    const QString link = StateFolder(m_programDir).readPath(StateFolder::portLinkName(m_portNumber));
+    const QString link =
+        StateFolder(m_programDir).readPath(StateFolder::portLinkName(m_portNumber));
     const QString relative = QDir(m_programDir).relativeFilePath(link);
     return device + QStringLiteral(", no link ") +
            (relative.startsWith(QLatin1String("..")) ? link : relative);

@@ -11,9 +11,9 @@
 #include <QImage>
 #include <QMdiArea>
 #include <QMenu>
-#include <QScrollBar>
 #include <QProcess>
 #include <QScreen>
+#include <QScrollBar>
 #include <QTemporaryFile>
 #include <QTextStream>
 #include <QWindow>
@@ -136,8 +136,7 @@ private slots:
         run.start(QCoreApplication::applicationFilePath(), {});
         QVERIFY(run.waitForFinished(60000));
         const QString said = QString::fromLocal8Bit(run.readAll());
-        QVERIFY2(run.exitStatus() == QProcess::NormalExit && run.exitCode() == 0,
-                 qPrintable(said));
+        QVERIFY2(run.exitStatus() == QProcess::NormalExit && run.exitCode() == 0, qPrintable(said));
     }
 };
 

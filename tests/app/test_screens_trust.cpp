@@ -131,8 +131,11 @@ void TestScreensTrust::titleKeepsTheOpenFileAcrossChildWindows()
     QTest::keyClick(&w, Qt::Key_O, Qt::ControlModifier);
     QVERIFY(backInFront(w));
     QCOMPARE(w.windowTitle(), QStringLiteral("KESTRO - [line3.sdt] - [Main Display]"));
-    const QString shown[5] = {{}, QStringLiteral(" - [Main Display]"), QStringLiteral(" - [Set-Up]"),
-                              QStringLiteral(" - [Shift Data]"), QString()};
+    const QString shown[5] = {{},
+                              QStringLiteral(" - [Main Display]"),
+                              QStringLiteral(" - [Set-Up]"),
+                              QStringLiteral(" - [Shift Data]"),
+                              QString()};
     for (int n : {2, 3, 4, 1, 3}) {
         chooseWindow(w, n);
         QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
@@ -245,7 +248,8 @@ void TestScreensTrust::vanishedDeviceIsNamedWithItsPort()
 
     sim.command(QStringLiteral("close"));
     QTRY_VERIFY_WITH_TIMEOUT(!h.comm->OnlineMode, 20000);
-    QTRY_VERIFY(w.panelText(1).startsWith(QStringLiteral("System Message:  Comm Fault with T6800")));
+    QTRY_VERIFY(
+        w.panelText(1).startsWith(QStringLiteral("System Message:  Comm Fault with T6800")));
     const QString status = w.panelText(1);
     for (const QString &part : {QStringLiteral("went away"), QStringLiteral("port 71"),
                                 QStringLiteral("Support/COM71"), pty})
@@ -385,9 +389,13 @@ void TestScreensTrust::saveDialogsAddTheSuffixTheirFilterNames_data()
     QTest::addColumn<QString>("typed");
     QTest::addColumn<QString>("written");
     QTest::addColumn<QString>("title");
-    QTest::newRow("save as") << false << "line3" << "line3.sdt" << QString();
-    QTest::newRow("save as, suffix typed") << false << "line4.sdt" << "line4.sdt" << QString();
-    QTest::newRow("export") << true << "shift" << "shift.txt" << "Export Shift Data";
+    QTest::newRow("save as") << false << "line3"
+                             << "line3.sdt" << QString();
+    QTest::newRow("save as, suffix typed") << false << "line4.sdt"
+                                           << "line4.sdt" << QString();
+    QTest::newRow("export") << true << "shift"
+                            << "shift.txt"
+                            << "Export Shift Data";
 }
 
 void TestScreensTrust::saveDialogsAddTheSuffixTheirFilterNames()
