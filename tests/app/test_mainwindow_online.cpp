@@ -212,15 +212,15 @@ void TestMainWindowOnline::pullingTheBoardEndsInCommFault()
                               5000);
 
     sim.command(QStringLiteral("close"));
-    QTRY_COMPARE_WITH_TIMEOUT(w.panelText(1),
-                              QStringLiteral("System Message:  Comm Fault with T6800"), 20000);
+    const QString fault = QStringLiteral("System Message:  Comm Fault with T6800");
+    QTRY_VERIFY_WITH_TIMEOUT(w.panelText(1).startsWith(fault), 20000);
     QCOMPARE(w.panelText(2), QStringLiteral("OFFLINE"));
     QVERIFY(!h.comm->OnlineMode);
     QVERIFY(w.mnuViewOffline->isChecked());
     QCOMPARE(h.util().gSystemMessage, QStringLiteral("Set-up Program is Currently OFFLINE"));
     // Stays there: later ticks keep reporting the fault, the fault box never came.
     QTest::qWait(1200);
-    QCOMPARE(w.panelText(1), QStringLiteral("System Message:  Comm Fault with T6800"));
+    QVERIFY(w.panelText(1).startsWith(fault));
     QCOMPARE(h.timesAsked(FaultBox), 0);
 }
 
