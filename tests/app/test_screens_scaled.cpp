@@ -2,13 +2,13 @@
 // desktop uses. Qt reads the factor once per process, so each row runs this
 // program again as a probe with QT_SCALE_FACTOR set; the probe shows the
 // real window, opens each child window with the Window menu and reports
-// what does not fit or is not drawn.
+// what does not fit: the window on the screen, each value frame in the area
+// (or where the area scrolls to it).
 
 #include "app/childform.h"
 #include "appharness.h"
 #include "displays/valuelabel.h"
 
-#include <QImage>
 #include <QMdiArea>
 #include <QMenu>
 #include <QProcess>
@@ -22,15 +22,6 @@ namespace
 {
 
 const char *const ProbeVariable = "KESTRO_SCALED_PROBE";
-
-// The pixels of a widget as they are on the screen now, not painted afresh.
-QImage onScreen(frmMDIMain &w, QWidget *widget)
-{
-    const QPoint at = widget->mapTo(&w, QPoint(0, 0));
-    return w.screen()
-        ->grabWindow(w.winId(), at.x(), at.y(), widget->width(), widget->height())
-        .toImage();
-}
 
 int probe(int argc, char *argv[])
 {
@@ -67,9 +58,8 @@ int probe(int argc, char *argv[])
         QWidget *viewport = w.mdiArea->viewport();
         const QRect shown(viewport->mapTo(&w, QPoint(0, 0)), viewport->size());
         const QList<ValueLabel *> labels = w.currentChild()->findChildren<ValueLabel *>();
-        int looked = 0;
         for (ValueLabel *label : labels) {
-            if (!label->isVisible() || ++looked > 12)
+            if (!label->isVisible())
                 continue;
             const QRect at(label->mapTo(&w, QPoint(0, 0)), label->size());
             // Beyond the area only where the area scrolls to it.
@@ -78,24 +68,6 @@ int probe(int argc, char *argv[])
                 (at.bottom() <= shown.bottom() || w.mdiArea->verticalScrollBar()->isVisible());
             if (!reachable) {
                 fault(QStringLiteral("window %1: a value frame is cut off by the window").arg(n));
-                break;
-            }
-            // A new value repaints the contents alone; what is then on the
-            // screen must be what a full repaint gives, frame included.
-            const QImage before = onScreen(w, label);
-            label->setText(label->text() == QStringLiteral("4,321") ? QStringLiteral("1,234")
-                                                                    : QStringLiteral("4,321"));
-            QImage afterValue;
-            if (!QTest::qWaitFor(
-                    [&] {
-                        afterValue = onScreen(w, label);
-                        return afterValue != before;
-                    },
-                    300))
-                continue; // not on the screen: another page of the window
-            label->repaint();
-            if (onScreen(w, label) != afterValue) {
-                fault(QStringLiteral("window %1: a new value loses part of its frame").arg(n));
                 break;
             }
         }
