@@ -50,9 +50,36 @@ std::optional<QString> QtFileDialogs::openFile(QWidget *parent, const QString &f
         QFileDialog::getOpenFileName(parent, QString(), startPath(initialPath), qtFilter(filter)));
 }
 
+QString QtFileDialogs::filterSuffix(const QString &filter)
+{
+    const QStringList parts = filter.split(QLatin1Char('|'));
+    if (parts.size() < 2)
+        return {};
+    const QString pattern = parts.at(1).section(QLatin1Char(';'), 0, 0).trimmed();
+    if (!pattern.startsWith(QLatin1String("*.")))
+        return {};
+    const QString suffix = pattern.mid(2);
+    return suffix.contains(QLatin1Char('*')) || suffix.contains(QLatin1Char('?')) ? QString()
+                                                                                  : suffix;
+}
+
 std::optional<QString> QtFileDialogs::saveFile(QWidget *parent, const QString &filter,
                                                const QString &initialPath)
 {
-    return chosen(
-        QFileDialog::getSaveFileName(parent, QString(), startPath(initialPath), qtFilter(filter)));
+    return saveFileTitled(parent, QString(), filter, initialPath);
+}
+
+std::optional<QString> QtFileDialogs::saveFileTitled(QWidget *parent, const QString &title,
+                                                     const QString &filter,
+                                                     const QString &initialPath)
+{
+    // The dialog adds the suffix before it asks about overwriting, so the
+    // file it asks about is the one that is written.
+    QFileDialog dialog(parent, title, startPath(initialPath), qtFilter(filter));
+    dialog.setAcceptMode(QFileDialog::AcceptSave);
+    dialog.setFileMode(QFileDialog::AnyFile);
+    dialog.setDefaultSuffix(filterSuffix(filter));
+    if (dialog.exec() != QDialog::Accepted || dialog.selectedFiles().isEmpty())
+        return std::nullopt;
+    return chosen(dialog.selectedFiles().constFirst());
 }

@@ -19,6 +19,13 @@ public:
     // Asks before overwriting an existing file.
     virtual std::optional<QString> saveFile(QWidget *parent, const QString &filter,
                                             const QString &initialPath) = 0;
+    // The same under a title that says what is being saved.
+    virtual std::optional<QString> saveFileTitled(QWidget *parent, const QString &title,
+                                                  const QString &filter, const QString &initialPath)
+    {
+        Q_UNUSED(title);
+        return saveFile(parent, filter, initialPath);
+    }
 };
 
 class QtFileDialogs final : public FileDialogs
@@ -28,7 +35,14 @@ public:
                                     const QString &initialPath) override;
     std::optional<QString> saveFile(QWidget *parent, const QString &filter,
                                     const QString &initialPath) override;
+    // A name typed without a suffix gets the one the filter names.
+    std::optional<QString> saveFileTitled(QWidget *parent, const QString &title,
+                                          const QString &filter,
+                                          const QString &initialPath) override;
 
     // "Setup Files(*.sdt)|*.sdt|" -> "Setup Files(*.sdt) (*.sdt)"
     static QString qtFilter(const QString &filter);
+    // "sdt" for "Setup Files(*.sdt)|*.sdt|"; empty when the first pattern
+    // names no single suffix.
+    static QString filterSuffix(const QString &filter);
 };

@@ -5,6 +5,7 @@
 #include "comm/frmsetupcomm.h"
 #include "comm/operatorprompt.h"
 #include "comm/rscomm.h"
+#include "comm/serialport.h"
 #include "filedialogs.h"
 #include "frmprocessing.h"
 #include "helpcommands.h"
@@ -28,6 +29,8 @@
 #include <QMenu>
 #include <QMenuBar>
 #include <QMouseEvent>
+#include <QScreen>
+#include <QShowEvent>
 #include <QStatusBar>
 #include <QTimer>
 #include <QToolBar>
@@ -89,6 +92,8 @@ frmMDIMain::frmMDIMain(const Collaborators &with, QWidget *parent)
     setWindowIcon(kestroIcon(QStringLiteral("kestro")));
     mdiArea = new QMdiArea(this);
     mdiArea->setBackground(palette().brush(QPalette::Dark));
+    mdiArea->setHorizontalScrollBarPolicy(Qt::ScrollBarAsNeeded);
+    mdiArea->setVerticalScrollBarPolicy(Qt::ScrollBarAsNeeded);
     setCentralWidget(mdiArea);
     createMenus();
     createToolbar();
@@ -124,6 +129,19 @@ frmMDIMain::frmMDIMain(const Collaborators &with, QWidget *parent)
     // The background cycle runs from the moment the window exists.
     tmrBackgroungUpdate->start();
     resize(900, 640);
+    // A desktop scaled up leaves fewer pixels than the window was laid out
+    // for: a window that would not fit opens filling the screen instead.
+    // Room is left for a window manager's frame; without one the window is
+    // still no larger than the screen.
+    if (const QScreen *shownOn = screen()) {
+        const QRect area = shownOn->availableGeometry();
+        const QSize room = area.size() - QSize(16, 48);
+        if (width() > room.width() || height() > room.height()) {
+            resize(size().boundedTo(room));
+            move(area.topLeft());
+            setWindowState(windowState() | Qt::WindowMaximized);
+        }
+    }
 }
 
 frmMDIMain::~frmMDIMain()
@@ -400,16 +418,28 @@ QString frmMDIMain::panelText(int panel) const
     return panel >= 1 && panel <= 4 ? sbrMain[panel - 1]->text() : QString();
 }
 
+QString frmMDIMain::wantedCaption() const
+{
+    QString caption = QStringLiteral("KESTRO - ") + gFileNameCaption;
+    if (!m_util->gData.fullyRead())
+        caption += NotFullyReadMark;
+    const QMdiSubWindow *sub = m_childForms[m_currentWindow];
+    if (isVisible() && sub && sub->isMaximized() && !sub->windowTitle().isEmpty())
+        caption += QStringLiteral(" - [") + sub->windowTitle() + QLatin1Char(']');
+    return caption;
+}
+
 void frmMDIMain::showCaption()
 {
-    QString title = QStringLiteral("KESTRO - ") + gFileNameCaption;
-    if (!m_util->gData.fullyRead())
-        title += NotFullyReadMark;
-    setWindowTitle(title);
+    m_settingCaption = true;
+    setWindowTitle(wantedCaption());
+    m_settingCaption = false;
 }
 
 void frmMDIMain::showCommMode(bool online)
 {
+    if (online)
+        m_noBoardSeenYet = false;
     sbrMain[1]->setText(online ? QStringLiteral("ONLINE") : QStringLiteral("OFFLINE"));
     mnuViewOnline->setChecked(online);
     mnuViewOffline->setChecked(!online);
@@ -468,13 +498,19 @@ void frmMDIMain::mnuWindowForm_Click(int index)
     sub->setWindowIcon(windowIcon());
     m_childForms[index] = sub;
     m_currentWindow = index;
-    if (child->placement() == ChildForm::Placement::Maximised) {
+    // A child that cannot fit the area (a desktop scaled up) keeps its own
+    // size and the area scrolls to the rest of it, rather than being cut off.
+    const QSize room = mdiArea->viewport()->size();
+    const bool fits = !mdiArea->isVisible() || (sub->minimumSizeHint().width() <= room.width() &&
+                                                sub->minimumSizeHint().height() <= room.height());
+    if (child->placement() == ChildForm::Placement::Maximised && fits) {
         sub->showMaximized();
     } else {
         sub->resize(sub->sizeHint());
         sub->move(0, 0);
         sub->show();
     }
+    showCaption();
     if (isActiveWindow())
         activateChild();
 }
@@ -493,6 +529,18 @@ void frmMDIMain::changeEvent(QEvent *event)
     // The child's refresh cycle starts once the main window is in front.
     if (event->type() == QEvent::ActivationChange && isActiveWindow() && !m_shuttingDown)
         activateChild();
+    // A maximised child joins its caption to the one the window had when it
+    // was maximised, and puts that back when it goes: a file opened or saved
+    // in between would vanish from the title. The window keeps its own.
+    if (event->type() == QEvent::WindowTitleChange && !m_settingCaption &&
+        windowTitle() != wantedCaption())
+        showCaption();
+}
+
+void frmMDIMain::showEvent(QShowEvent *event)
+{
+    QMainWindow::showEvent(event);
+    showCaption();
 }
 
 // -------------------------------------------------------------- commands
@@ -741,8 +789,13 @@ void frmMDIMain::mnuFileOpen_Click()
             return;
         // A file that cannot be read as a data set ends the command with
         // nothing changed: the record is read whole before anything is used.
-        if (m_util->gData.readFile(*path) != MachineError::None)
+        if (const MachineError error = m_util->gData.readFile(*path); error != MachineError::None) {
+            m_prompt.ask(QStringLiteral("KESTRO"),
+                         QStringLiteral("The set-up file could not be opened:\r\n") + *path +
+                             QStringLiteral("\r\n\r\n") + machineErrorText(error),
+                         PromptIcon::Exclamation, PromptButtons::Ok);
             return;
+        }
         gUploadNOW = nowText();
 
         const QString version = m_util->gData.gFileData.Version;
@@ -828,7 +881,8 @@ void frmMDIMain::mnuFileExport_Click()
 {
     if (m_util->gRSComm->OnlineMode && AskUploadFirst())
         mnuFileUploadData_Click(31);
-    const std::optional<QString> path = m_fileDialogs.saveFile(this, ExportFilter, gFileExportPath);
+    const std::optional<QString> path = m_fileDialogs.saveFileTitled(
+        this, QStringLiteral("Export Shift Data"), ExportFilter, gFileExportPath);
     if (!path)
         return;
     QCoreApplication::processEvents();
@@ -897,6 +951,18 @@ void frmMDIMain::reportStrayWrites(RSComm &comm)
     m_strayBoxOpen = false;
 }
 
+QString frmMDIMain::lostDeviceText() const
+{
+    // A device that went away (an adapter pulled, a simulator stopped) is
+    // named with the port that was configured for it; a board that merely
+    // stopped answering says nothing more than the fault.
+    const SerialPort &port = *m_util->gCommPort;
+    if (port.lastError() != SerialError::HungUp)
+        return {};
+    return QStringLiteral(": the device of port ") + QString::number(port.portNumber()) +
+           QStringLiteral(" went away (") + port.deviceName() + QLatin1Char(')');
+}
+
 void frmMDIMain::tmrBackgroungUpdate_Timer()
 {
     RSComm &comm = *m_util->gRSComm;
@@ -907,9 +973,13 @@ void frmMDIMain::tmrBackgroungUpdate_Timer()
     reportStrayWrites(comm);
     if (!comm.OnlineMode) {
         m_util->gSystemMessage = QStringLiteral("Set-up Program is Currently OFFLINE");
-        sbrMain[0]->setText(StatusPrefix + (comm.CommError
-                                                ? QStringLiteral("Comm Fault with T6800")
-                                                : QStringLiteral("Program is Currently OFFLINE")));
+        QString status = QStringLiteral("Program is Currently OFFLINE");
+        if (comm.CommError)
+            status = QStringLiteral("Comm Fault with T6800") + lostDeviceText();
+        else if (m_noBoardSeenYet)
+            // A first start shows a grey window full of "-": say what brings it to life.
+            status += QStringLiteral(" - Press F3 (View > Online Data) to Go Online");
+        sbrMain[0]->setText(StatusPrefix + status);
         return;
     }
     // The window that met the error switches the program offline; the

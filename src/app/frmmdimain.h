@@ -164,6 +164,7 @@ signals:
 protected:
     void closeEvent(QCloseEvent *event) override;
     void changeEvent(QEvent *event) override;
+    void showEvent(QShowEvent *event) override;
     bool eventFilter(QObject *watched, QEvent *event) override;
 
 private:
@@ -175,8 +176,13 @@ private:
     // a second read before it changed.
     qint32 m_faultActedOn = 0;
     qint32 m_alarmActedOn = 0;
+    // The caption the window should carry now: the file, and a maximised
+    // child's own caption after it.
+    QString wantedCaption() const;
     void activateChild();
     void updateDateTimePanels();
+    // What the status adds to a comm fault when the port's device is gone.
+    QString lostDeviceText() const;
     // The Save command's work; false when nothing was written.
     bool saveToFile();
     void fillTransferMenu(QMenu *menu, std::array<QAction *, 5> &items, bool upload);
@@ -195,5 +201,8 @@ private:
     bool m_faultBoxOpen = false;
     bool m_strayBoxOpen = false;
     bool m_shuttingDown = false;
+    bool m_settingCaption = false;
+    // No board has answered since the program started.
+    bool m_noBoardSeenYet = true;
     QTimer *m_clockTimer;
 };

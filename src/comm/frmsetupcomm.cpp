@@ -7,6 +7,7 @@
 #include "posixserialport.h"
 #include "rscomm.h"
 #include "serialdevices.h"
+#include "statefolder.h"
 
 #include "app/modutility.h"
 #include "machine/linkbudget.h"
@@ -218,6 +219,12 @@ void frmSetupComm::showDevice()
         return;
     }
     const int port = int(value);
+    if (m_assigned.contains(port)) {
+        lblDevice->setText(QStringLiteral("Device: ") + pendingLinkPath(port) +
+                           QStringLiteral(" -> ") + m_assigned.value(port) +
+                           QStringLiteral(" (assigned: Save makes the link)"));
+        return;
+    }
     // The link and the device it leads to now: an adapter that came back
     // under another name shows its new name.
     const QString device = PosixSerialPort::resolvedDevice(port, m_programDir);
@@ -300,13 +307,49 @@ void frmSetupComm::cmdAssign_Click()
         return;
     double value = 0;
     numericText(txtCommPort->text(), value);
-    QString error;
-    if (SerialDevices::assign(m_programDir, CommSettings::limitedPort(value), item->text(0), error)
-            .isEmpty()) {
-        showFailure(QStringLiteral("SetupComm"), FileAccessError, error);
-        return;
-    }
+    // Nothing changes on the machine before Save: Cancel must find it untouched.
+    m_assigned.insert(CommSettings::limitedPort(value), item->text(0));
     showDevice();
+}
+
+QString frmSetupComm::pendingLinkPath(int port) const
+{
+    const QString link = StateFolder(m_programDir).writePath(StateFolder::portLinkName(port));
+    const QString relative = QDir(m_programDir).relativeFilePath(link);
+    return relative.startsWith(QLatin1String("..")) ? link : relative;
+}
+
+void frmSetupComm::keepBefore(const QString &path)
+{
+    if (m_before.contains(path))
+        return;
+    const QFileInfo info(path);
+    FileBefore before;
+    before.existed = info.exists() || info.isSymLink();
+    if (info.isSymLink()) {
+        before.linkTarget = info.symLinkTarget();
+    } else if (before.existed) {
+        QFile file(path);
+        if (file.open(QIODevice::ReadOnly))
+            before.content = file.readAll();
+    }
+    m_before.insert(path, before);
+}
+
+void frmSetupComm::putBackFiles()
+{
+    for (auto it = m_before.cbegin(); it != m_before.cend(); ++it) {
+        const QString &path = it.key();
+        QFile::remove(path);
+        if (!it->existed)
+            continue;
+        QString error;
+        if (!it->linkTarget.isEmpty())
+            QFile::link(it->linkTarget, path);
+        else
+            writeTextFile(path, it->content, error);
+    }
+    m_before.clear();
 }
 
 void frmSetupComm::updCommPort_Change(int step)
@@ -363,13 +406,27 @@ void frmSetupComm::cmdSave_Click()
     settings.baud = optPortSpeed[1]->isChecked() ? 19200 : 9600;
     const int port = settings.port;
 
+    QString error;
+    for (auto it = m_assigned.cbegin(); it != m_assigned.cend(); ++it) {
+        keepBefore(StateFolder(m_programDir).writePath(StateFolder::portLinkName(it.key())));
+        if (SerialDevices::assign(m_programDir, it.key(), it.value(), error).isEmpty()) {
+            showFailure(QStringLiteral("SetupComm"), FileAccessError, error);
+            return;
+        }
+    }
+    m_assigned.clear();
+    keepBefore(m_rsComm.CommSettingsSaveFile());
+    for (const QString &folder : std::as_const(m_toolFolders)) {
+        if (QFileInfo(folder).isDir())
+            keepBefore(QDir(folder).filePath(QStringLiteral("PRADEX.SFG")));
+    }
+
     // The speed is written as a printed number: a blank before and after.
     if (const auto failure = CommSettings::write(m_rsComm.CommSettingsSaveFile(), settings,
                                                  CommSettings::LineStyle::Printed)) {
         showFailure(QStringLiteral("SetupComm"), failure->number, failure->description);
         return;
     }
-    QString error;
     // The development tools count their ports from 0.
     for (const QString &folder : std::as_const(m_toolFolders)) {
         if (!QFileInfo(folder).isDir())
@@ -397,4 +454,16 @@ void frmSetupComm::cmdSave_Click()
 void frmSetupComm::cmdCancel_Click()
 {
     reject();
+}
+
+void frmSetupComm::reject()
+{
+    // After a Save that did not reach a board, Cancel (the close box and Esc
+    // too) puts the files back and the link where it was.
+    const bool saved = !m_before.isEmpty();
+    putBackFiles();
+    m_assigned.clear();
+    QDialog::reject();
+    if (saved && m_wasOnline && !m_rsComm.OnlineMode)
+        m_rsComm.OpenRSComm(m_commPort);
 }

@@ -3,6 +3,7 @@
 #include "commsettings.h"
 
 #include <QDialog>
+#include <QMap>
 #include <QStringList>
 
 class OperatorPrompt;
@@ -60,6 +61,7 @@ public:
     bool txtCommPort_Validate();
     void cmdSave_Click();
     void cmdCancel_Click();
+    void reject() override;
     void cmdAssign_Click();
     void ListDevices();
     void cmdTestLink_Click();
@@ -71,6 +73,16 @@ private:
     void focusChanged(QWidget *old, QWidget *now);
     void showFailure(const QString &title, int number, const QString &description);
 
+    // A file as it was before this window first changed it, put back by Cancel.
+    struct FileBefore {
+        bool existed = false;
+        QString linkTarget; // empty for a plain file
+        QByteArray content;
+    };
+    void keepBefore(const QString &path);
+    void putBackFiles();
+    QString pendingLinkPath(int port) const;
+
     RSComm &m_rsComm;
     SerialPort &m_commPort;
     OperatorPrompt &m_prompt;
@@ -79,4 +91,7 @@ private:
     bool m_validating = false;
     QStringList m_toolFolders;
     QMetaObject::Connection m_focusWatch;
+    // Devices assigned to ports, linked only by Save.
+    QMap<int, QString> m_assigned;
+    QMap<QString, FileBefore> m_before;
 };

@@ -92,7 +92,18 @@ QString PosixSerialPort::resolvedDevice(int portNumber, const QString &programDi
 
 QString PosixSerialPort::deviceName() const
 {
-    return m_fd >= 0 || m_hungUp ? m_device : resolvedDevice(m_portNumber, m_programDir);
+    if (m_fd >= 0 || m_hungUp)
+        return m_device;
+    const QString device = resolvedDevice(m_portNumber, m_programDir);
+    if (QFileInfo(devicePathFor(m_portNumber, m_programDir)).isSymLink())
+        return device;
+    // Without its link the port falls back to a built-in serial line: say
+    // which link was looked for, so a technician knows what to restore.
+    const QString link =
+        StateFolder(m_programDir).readPath(StateFolder::portLinkName(m_portNumber));
+    const QString relative = QDir(m_programDir).relativeFilePath(link);
+    return device + QStringLiteral(", no link ") +
+           (relative.startsWith(QLatin1String("..")) ? link : relative);
 }
 
 bool PosixSerialPort::open()
@@ -175,8 +186,10 @@ bool PosixSerialPort::open()
 
 void PosixSerialPort::close()
 {
-    m_hungUp = false;
+    // A port its device hung up on keeps naming that device until the next
+    // open: the operator is told which one went.
     if (m_fd >= 0) {
+        m_hungUp = false;
         // The last bytes (the goodbye probe, the end of a program) must
         // reach the board; only unread input is thrown away.
         drainOutput();

@@ -104,8 +104,9 @@ void RSComm::OpenRSComm(SerialPort &commObj)
                      QStringLiteral("Error Number = %1\r\nError Source = %2\r\n\r\n%3")
                          .arg(static_cast<int>(error))
                          .arg(QStringLiteral("KESTRO"))
-                         .arg(serialErrorText(error) + QStringLiteral(" (") + commObj.deviceName() +
-                              QLatin1Char(')')),
+                         .arg(serialErrorText(error) + QStringLiteral(" (port ") +
+                              QString::number(commObj.portNumber()) + QStringLiteral(": ") +
+                              commObj.deviceName() + QLatin1Char(')')),
                      PromptIcon::Critical, PromptButtons::Ok);
         return;
     }

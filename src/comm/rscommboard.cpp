@@ -36,7 +36,12 @@ QString RSComm::TargetboardName(qint16 boardType)
 {
     if (const BoardModel *m = boardModel(boardType))
         return QString::fromLatin1(m->name);
-    return QString(QChar(ushort(boardType))) + QStringLiteral(" Is Not Defined.");
+    // Without a project there is no code at all; a character that cannot be
+    // shown is not put on the screen.
+    const QChar code{ushort(boardType)};
+    if (!code.isPrint())
+        return QStringLiteral("Not Defined");
+    return QString(code) + QStringLiteral(" Is Not Defined.");
 }
 
 QString RSComm::LCFBoardIndex(qint16 boardType)

@@ -5,6 +5,8 @@
 #include <QPainter>
 #include <QStyle>
 
+#include <cmath>
+
 ValueLabel::ValueLabel(const QString &text, const QString &widestText, QWidget *parent)
     : QFrame(parent), m_text(text), m_widestText(widestText)
 {
@@ -107,7 +109,11 @@ void ValueLabel::paintEvent(QPaintEvent *event)
 {
     // A new value dirties the contents alone; the frame is drawn only when
     // it is part of what needs painting.
-    if (!contentsRect().contains(event->rect()))
+    // At a fractional scale the contents and the frame share the device
+    // pixels on their border, and repainting the contents clears them: the
+    // frame is drawn again too.
+    const qreal scale = devicePixelRatioF();
+    if (scale != std::floor(scale) || !contentsRect().contains(event->rect()))
         QFrame::paintEvent(event);
     if (m_text.isEmpty())
         return;

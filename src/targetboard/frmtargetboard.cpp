@@ -25,6 +25,8 @@ namespace
 {
 
 const QString CommLostText = QStringLiteral("Cannot Communicate with Target Board.");
+const QString FileNotFoundText = QStringLiteral("--- Fault File Not Found ---");
+const QString NoFaultText = QStringLiteral("None");
 
 QLabel *label(const QString &text, QWidget *parent, const QString &name = {})
 {
@@ -515,6 +517,7 @@ void frmTargetBoard::beginTurn()
                             return int(Continue);
                         }});
         addRefreshSetupFields();
+        addWatchCurrentFault();
     }
     m_steps.append({Group::Turn, [this] {
                         showPcClock();
@@ -568,11 +571,18 @@ void frmTargetBoard::addFirstPass()
                                             TB::CodeFileErrorNumber, TB::codeFileErrorText());
                                 return false;
                             }
-                            QString text;
+                            // Every box says what this pass found: a code
+                            // without a text never leaves the last one standing.
                             for (int i : rows) {
-                                if (file == TB::CodeFile::Read &&
-                                    TB::lookUpCode(content, m_faultCodes[i], text))
-                                    txtTargetBoard[i]->setPlainText(text);
+                                QString text;
+                                if (file == TB::CodeFile::Missing)
+                                    text = FileNotFoundText;
+                                else if (!TB::lookUpCode(content, m_faultCodes[i], text))
+                                    text = TB::codeValue(m_faultCodes[i]) == 0
+                                               ? NoFaultText
+                                               : QStringLiteral("Code ") + m_faultCodes[i] +
+                                                     QStringLiteral("H Is Not Defined.");
+                                txtTargetBoard[i]->setPlainText(text);
                             }
                             return true;
                         };
@@ -637,6 +647,22 @@ void frmTargetBoard::addRefreshSetupFields()
                             return int(Exchanged);
                         }});
     }
+}
+
+void frmTargetBoard::addWatchCurrentFault()
+{
+    // The fault page is read once per pass; a fault the board raises while
+    // the window is open brings the page up to date on the next turn.
+    m_steps.append({Group::Turn, [this] {
+                        if (!FirstPassDone || !m_comm.OnlineMode || m_comm.CommError)
+                            return int(Continue);
+                        const QString value = m_comm.RSRead(TB::faultRegister(0));
+                        ++m_readCount;
+                        if (!m_comm.CommError &&
+                            TB::codeText(value.toLongLong()) != m_faultCodes[0])
+                            FirstPassDone = false;
+                        return int(Exchanged);
+                    }});
 }
 
 void frmTargetBoard::showPcClock()

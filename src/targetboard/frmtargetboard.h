@@ -131,6 +131,7 @@ private:
     void beginTurn();
     void addFirstPass();
     void addRefreshSetupFields();
+    void addWatchCurrentFault();
     void ShowCommLost();
     void enableAfterOnline();
     void showPcClock();

@@ -294,7 +294,8 @@ void TestMainWindow::offlineBackgroundTexts()
     frmMDIMain &w = h.w();
     w.tmrBackgroungUpdate_Timer();
     QCOMPARE(h.util().gSystemMessage, QStringLiteral("Set-up Program is Currently OFFLINE"));
-    QCOMPARE(w.panelText(1), QStringLiteral("System Message:  Program is Currently OFFLINE"));
+    QCOMPARE(w.panelText(1), QStringLiteral("System Message:  Program is Currently OFFLINE - "
+                                            "Press F3 (View > Online Data) to Go Online"));
     h.comm->CommError = true;
     w.tmrBackgroungUpdate_Timer();
     QCOMPARE(h.util().gSystemMessage, QStringLiteral("Set-up Program is Currently OFFLINE"));

@@ -6,7 +6,6 @@
 #include "app/frmmdimain.h"
 #include "app/frmprocessing.h"
 #include "appharness.h"
-#include "comm/frmsetupcomm.h"
 #include "machine/registermap.h"
 #include "machine/sdtfile.h"
 
@@ -54,7 +53,6 @@ private slots:
     void exitWithChangesCancelKeepsRunningOnline();
     void saveOnlineUploadsEverythingFirstWhenAsked();
     void exportOnlineUploadsShiftDataFirstWhenAsked();
-    void commPortWindowWithNoBoardLeavesTheProgramOffline();
 
 private:
     // A started window online against a still simulator on port 1.
@@ -214,15 +212,15 @@ void TestMainWindowOnline::pullingTheBoardEndsInCommFault()
                               5000);
 
     sim.command(QStringLiteral("close"));
-    QTRY_COMPARE_WITH_TIMEOUT(w.panelText(1),
-                              QStringLiteral("System Message:  Comm Fault with T6800"), 20000);
+    const QString fault = QStringLiteral("System Message:  Comm Fault with T6800");
+    QTRY_VERIFY_WITH_TIMEOUT(w.panelText(1).startsWith(fault), 20000);
     QCOMPARE(w.panelText(2), QStringLiteral("OFFLINE"));
     QVERIFY(!h.comm->OnlineMode);
     QVERIFY(w.mnuViewOffline->isChecked());
     QCOMPARE(h.util().gSystemMessage, QStringLiteral("Set-up Program is Currently OFFLINE"));
     // Stays there: later ticks keep reporting the fault, the fault box never came.
     QTest::qWait(1200);
-    QCOMPARE(w.panelText(1), QStringLiteral("System Message:  Comm Fault with T6800"));
+    QVERIFY(w.panelText(1).startsWith(fault));
     QCOMPARE(h.timesAsked(FaultBox), 0);
 }
 
@@ -424,43 +422,6 @@ void TestMainWindowOnline::exportOnlineUploadsShiftDataFirstWhenAsked()
     QCOMPARE(lines[52], QStringLiteral(" 77"));
     // Only the shift data came up.
     QCOMPARE(h.data.gCurrentData.Value[Item::CanfeedEnableLowSpeed], 600);
-}
-
-void TestMainWindowOnline::commPortWindowWithNoBoardLeavesTheProgramOffline()
-{
-    AppHarness h;
-    BoardSimProcess sim;
-    BoardSimProcess silent;
-    QVERIFY(online(h, sim));
-    QVERIFY(silent.start({QStringLiteral("--silent")}));
-    QVERIFY(silent.linkAsPort(h.programDir(), 2));
-    frmMDIMain &w = h.w();
-    w.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&w));
-
-    // Inside the modal window: port 2 (no answer), Save, then Cancel.
-    bool saved = false;
-    bool stayedOpen = false;
-    QTimer::singleShot(0, this, [&] {
-        auto *window = w.findChild<frmSetupComm *>();
-        QVERIFY(window);
-        window->txtCommPort->setText(QStringLiteral("2"));
-        window->cmdSave_Click();
-        saved = true;
-        stayedOpen = window->isVisible();
-        window->cmdCancel_Click();
-    });
-    w.mnuEditCommPort_Click();
-    QVERIFY(saved);
-    QVERIFY(stayedOpen);
-    QVERIFY(!w.findChild<frmSetupComm *>());
-    QVERIFY(!h.comm->OnlineMode);
-    QCOMPARE(w.panelText(2), QStringLiteral("OFFLINE"));
-    QVERIFY(w.mnuViewOffline->isChecked());
-    QVERIFY(!w.mnuEditPasscode->isEnabled());
-    QCOMPARE(h.prompt.asked.first().title, QStringLiteral("WARNING - Communication Error!"));
-    w.tmrBackgroungUpdate_Timer();
-    QCOMPARE(w.panelText(1), QStringLiteral("System Message:  Comm Fault with T6800"));
 }
 
 QTEST_MAIN(TestMainWindowOnline)

@@ -85,7 +85,6 @@ private slots:
     void okTakesTheBoxes();
     void printToFileWithCopies();
     void printCancelledWritesNothing();
-    void bothPartsOffPrintsNothing();
     void onlyShiftPart();
 
 private:
@@ -186,7 +185,8 @@ void TestReportCommands::printToFileWithCopies()
         QCOMPARE(pdf.after(label)->text, QString::number((page - 1) % 3 + 1));
     }
     QCOMPARE(pdf.count(QStringLiteral("600")), 2);
-    QVERIFY(h.prompt.asked.isEmpty());
+    // Only the word of where the file went.
+    QCOMPARE(h.prompt.asked.size(), 1);
 }
 
 void TestReportCommands::printCancelledWritesNothing()
@@ -200,24 +200,6 @@ void TestReportCommands::printCancelledWritesNothing()
     QCOMPARE(printer.asked, 1);
     QVERIFY(!QFile::exists(printer.file));
     QVERIFY(h.prompt.asked.isEmpty());
-}
-
-void TestReportCommands::bothPartsOffPrintsNothing()
-{
-    AppHarness h;
-    ScriptedPrinterDialog printer;
-    QVERIFY(start(h, printer));
-    inReportSetup(h, [](frmReportSetup *window) {
-        QTest::mouseClick(window->chkReportOptions[0], Qt::LeftButton);
-        QTest::mouseClick(window->chkReportOptions[1], Qt::LeftButton);
-        QTest::mouseClick(window->cmdOk, Qt::LeftButton);
-    });
-    printer.file = m_out.filePath(QStringLiteral("none.pdf"));
-    h.w().activateWindow();
-    QVERIFY(QTest::qWaitForWindowActive(&h.w()));
-    QTest::keyClick(&h.w(), Qt::Key_P, Qt::ControlModifier);
-    QCOMPARE(printer.asked, 1);
-    QVERIFY(!QFile::exists(printer.file));
 }
 
 void TestReportCommands::onlyShiftPart()

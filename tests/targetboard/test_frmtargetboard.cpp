@@ -361,8 +361,7 @@ private slots:
         QTest::addColumn<bool>("secondAddress");
         QTest::addColumn<bool>("clock");
         QTest::addColumn<QString>("boardName");
-        QTest::newRow("none (0)") << QString() << false << false
-                                  << QString(QChar(0)) + " Is Not Defined.";
+        QTest::newRow("none (0)") << QString() << false << false << "Not Defined";
         QTest::newRow("K7116 (54)") << "6" << false << true << "K7116";
         QTest::newRow("R5110 (65)") << "A" << true << true << "R5110";
         QTest::newRow("T6800 (68)") << "D" << false << false << "T6800(PLC)";
