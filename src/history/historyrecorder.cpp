@@ -20,6 +20,10 @@ void HistoryRecorder::setMachine(const QString &lineName, const QString &program
 
 void HistoryRecorder::recordShift(ShiftRecord counts, ShiftOrigin origin)
 {
+    // The baseline is the reading as it comes, before it is cut to the
+    // machine's spindles, so the next identical reading compares equal.
+    m_baseline = counts;
+    m_haveBaseline = true;
     counts.origin = origin;
     if (counts.spindleCount <= 0)
         counts.spindleCount = m_spindleCount;
@@ -29,8 +33,6 @@ void HistoryRecorder::recordShift(ShiftRecord counts, ShiftOrigin origin)
         counts.lineName = m_lineName;
     if (counts.programIdentity.isEmpty())
         counts.programIdentity = m_programIdentity;
-    m_baseline = counts;
-    m_haveBaseline = true;
     if (const qint64 id = m_store.recordShift(counts))
         m_lastShiftId = id;
 }

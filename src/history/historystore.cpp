@@ -73,6 +73,12 @@ QList<qint32> tripsFromText(const QString &text)
     return trips;
 }
 
+// A null QString binds as SQL NULL; an absent text is stored as "".
+QString text(const QString &s)
+{
+    return s.isNull() ? QString(u""_s) : s;
+}
+
 qint64 msOf(const QDateTime &t)
 {
     return t.toMSecsSinceEpoch();
@@ -326,8 +332,8 @@ qint64 HistoryStore::recordShift(ShiftRecord shift)
     q.addBindValue(shift.restartBlowoffs);
     q.addBindValue(tripsText(shift.trips));
     q.addBindValue(shift.spindleCount);
-    q.addBindValue(shift.lineName);
-    q.addBindValue(shift.programIdentity);
+    q.addBindValue(text(shift.lineName));
+    q.addBindValue(text(shift.programIdentity));
     if (!d->exec(q))
         return 0;
     d->succeeded();
@@ -375,7 +381,7 @@ qint64 HistoryStore::recordFault(FaultRecord fault)
     q.addBindValue(msOf(fault.at));
     q.addBindValue(faultSourceName(fault.source));
     q.addBindValue(fault.code);
-    q.addBindValue(fault.text);
+    q.addBindValue(text(fault.text));
     if (!d->exec(q))
         return 0;
     d->succeeded();
@@ -404,12 +410,12 @@ qint64 HistoryStore::recordChange(ChangeRecord change)
     q.prepare(u"INSERT INTO changes (at, login, reg, caption, old_value, new_value, origin,"
               " accepted) VALUES (?,?,?,?,?,?,?,?)"_s);
     q.addBindValue(msOf(change.at));
-    q.addBindValue(change.login);
-    q.addBindValue(change.reg);
-    q.addBindValue(change.caption);
-    q.addBindValue(change.oldValue);
-    q.addBindValue(change.newValue);
-    q.addBindValue(change.origin);
+    q.addBindValue(text(change.login));
+    q.addBindValue(text(change.reg));
+    q.addBindValue(text(change.caption));
+    q.addBindValue(text(change.oldValue));
+    q.addBindValue(text(change.newValue));
+    q.addBindValue(text(change.origin));
     q.addBindValue(change.accepted ? 1 : 0);
     bool ok = d->exec(q);
     if (ok) {
@@ -421,10 +427,10 @@ qint64 HistoryStore::recordChange(ChangeRecord change)
             const ChangeItem &it = change.items.at(i);
             item.addBindValue(change.id);
             item.addBindValue(i);
-            item.addBindValue(it.reg);
-            item.addBindValue(it.caption);
-            item.addBindValue(it.oldValue);
-            item.addBindValue(it.newValue);
+            item.addBindValue(text(it.reg));
+            item.addBindValue(text(it.caption));
+            item.addBindValue(text(it.oldValue));
+            item.addBindValue(text(it.newValue));
             ok = d->exec(item);
         }
     }
