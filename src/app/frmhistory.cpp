@@ -39,7 +39,7 @@ QChartView *chartView(const char *name, QWidget *parent)
 }
 
 // How many shifts the per-shift chart shows, newest last.
-constexpr int ShiftsCharted = 21;
+constexpr int ShiftsCharted = 15;
 
 } // namespace
 
@@ -97,6 +97,7 @@ QWidget *frmHistory::tablePage(const QString &name, QLineEdit *&filter, QTableWi
     table->setEditTriggers(QAbstractItemView::NoEditTriggers);
     table->setSelectionBehavior(QAbstractItemView::SelectRows);
     table->verticalHeader()->setVisible(false);
+    table->horizontalHeader()->setStretchLastSection(true);
     auto *exportButton = new QPushButton(u"&Export CSV..."_s, page);
     exportButton->setObjectName(u"cmdExport%1"_s.arg(name));
     auto *row = new QHBoxLayout;
@@ -214,6 +215,7 @@ void frmHistory::drawProduction()
     auto *cans = new QValueAxis;
     cans->setRange(0, double(top) * 1.1 + 1);
     cans->setLabelFormat(u"%d"_s);
+    cans->applyNiceNumbers();
     hourly->addAxis(cans, Qt::AlignLeft);
     line->attachAxis(cans);
 
@@ -221,31 +223,28 @@ void frmHistory::drawProduction()
     perShift->removeAllSeries();
     for (QAbstractAxis *axis : perShift->axes())
         perShift->removeAxis(axis);
-    perShift->setTitle(u"Good cans and blow-offs per shift"_s);
-    perShift->legend()->setVisible(true);
+    perShift->setTitle(u"Good cans per shift (by the time it ended)"_s);
     auto *good = new QBarSet(u"Good cans"_s);
-    auto *blown = new QBarSet(u"Blow-offs"_s);
     QStringList labels;
     qint64 most = 0;
     for (qsizetype i = std::max<qsizetype>(0, m_shifts.size() - ShiftsCharted); i < m_shifts.size();
          ++i) {
         good->append(m_shifts[i].goodCans);
-        blown->append(m_shifts[i].blowoffs);
-        labels << m_shifts[i].endedAt.toString(u"MM-dd HH:mm"_s);
+        labels << m_shifts[i].endedAt.toString(u"MM-dd'<br>'HH'h'"_s);
         most = std::max<qint64>(most, m_shifts[i].goodCans);
     }
     auto *bars = new QBarSeries;
     bars->append(good);
-    bars->append(blown);
     perShift->addSeries(bars);
     auto *names = new QBarCategoryAxis;
     names->append(labels);
-    names->setLabelsAngle(-60);
+    names->setTruncateLabels(false);
     perShift->addAxis(names, Qt::AlignBottom);
     bars->attachAxis(names);
     auto *count = new QValueAxis;
     count->setRange(0, double(most) * 1.1 + 1);
     count->setLabelFormat(u"%d"_s);
+    count->applyNiceNumbers();
     perShift->addAxis(count, Qt::AlignLeft);
     bars->attachAxis(count);
 }
@@ -290,6 +289,7 @@ void frmHistory::drawTrips(int comboIndex)
     auto *count = new QValueAxis;
     count->setRange(0, double(most) * 1.1 + 1);
     count->setLabelFormat(u"%d"_s);
+    count->applyNiceNumbers();
     chart->addAxis(count, Qt::AlignLeft);
     series->attachAxis(count);
     QStringList names;

@@ -159,3 +159,8 @@ void HistoryWiring::compareWithBoard()
     dialog.run();
     dialog.exec();
 }
+
+frmHistory *HistoryWiring::historyWindow() const
+{
+    return m_historyWindow;
+}

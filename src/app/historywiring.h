@@ -7,6 +7,7 @@
 #include <memory>
 
 class ModUtility;
+class QAction;
 class QLabel;
 class QMainWindow;
 class QMenu;
@@ -45,7 +46,7 @@ public:
 
     History::HistoryStore &store() const { return *m_store; }
     QLabel *problemPanel() const { return m_problem; }
-    frmHistory *historyWindow() const { return m_historyWindow; }
+    frmHistory *historyWindow() const;
 
 private:
     ModUtility &m_util;
