@@ -115,6 +115,10 @@ frmMDIMain::frmMDIMain(const Collaborators &with, QWidget *parent)
 frmMDIMain::~frmMDIMain()
 {
     tmrBackgroungUpdate->stop();
+    // Before the shared state it refers to goes with this object's members;
+    // as a child it would outlive them.
+    delete m_history;
+    m_history = nullptr;
     for (auto &sub : m_childForms) {
         if (sub) {
             if (auto *child = qobject_cast<ChildForm *>(sub->widget()))

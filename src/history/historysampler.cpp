@@ -56,7 +56,7 @@ bool HistorySampler::readOne(const QString &add, qint32 &value)
 void HistorySampler::step()
 {
     const qint64 now = m_clock.nowMs();
-    if (m_link.commErrorSet() || (m_exchanged && now - m_lastExchangeMs < MinimumGapMs))
+    if (m_link.commErrorSet() || (m_exchanged && now - m_lastExchangeMs < m_minimumGapMs))
         return;
     qint32 value = 0;
 
@@ -82,13 +82,13 @@ void HistorySampler::step()
         m_blockWanted = false;
         m_haveWatch = true;
         m_watchValue = counts.goodCans;
-        m_nextWatchMs = now + WatchPeriodMs;
+        m_nextWatchMs = now + m_watchPeriodMs;
         m_recorder.lastShiftSeen(counts);
         return;
     }
 
     if (now >= m_nextWatchMs) {
-        m_nextWatchMs = now + WatchPeriodMs;
+        m_nextWatchMs = now + m_watchPeriodMs;
         if (!readOne(addressOf(Item::LastShiftGoodCans), value))
             return;
         if (m_haveWatch && value != m_watchValue)

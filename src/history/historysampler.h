@@ -26,6 +26,12 @@ public:
     void setSpindleCount(int count) { m_spindleCount = count; }
     static constexpr qint64 MinimumGapMs = 1000;
     static constexpr qint64 WatchPeriodMs = 5000;
+    // Shorter gaps for a link of its own (a test, the monitor's own port).
+    void setPacing(qint64 minimumGapMs, qint64 watchPeriodMs)
+    {
+        m_minimumGapMs = minimumGapMs;
+        m_watchPeriodMs = watchPeriodMs;
+    }
 
     // One step; call it from the update cycle while the link is free.
     void step();
@@ -44,6 +50,8 @@ private:
     const Clock &m_clock;
     DataSet m_record;
     int m_spindleCount = 0;
+    qint64 m_minimumGapMs = MinimumGapMs;
+    qint64 m_watchPeriodMs = WatchPeriodMs;
     qint64 m_lastExchangeMs = 0;
     bool m_exchanged = false;
     int m_exchanges = 0;

@@ -18,10 +18,20 @@ QString registerCaption(const QString &add)
     return add;
 }
 
-WriteAudit::WriteAudit(HistoryStore &store) : m_store(store) {}
+WriteAudit::WriteAudit(HistoryStore &store) : m_store(store)
+{
+    keepValuesOut(QString(LiveRegister::PasscodeRegister));
+}
+
+void WriteAudit::keepValuesOut(const QString &add)
+{
+    m_hidden.insert(add.toUpper());
+}
 
 void WriteAudit::valueRead(const QString &add, const QString &value)
 {
+    if (m_hidden.contains(add.toUpper()))
+        return;
     m_lastKnown.insert(add.toUpper(), value.trimmed());
 }
 
@@ -33,8 +43,9 @@ void WriteAudit::setLastKnown(const QString &add, const QString &value)
 void WriteAudit::valueWritten(const QString &add, const QString &written, bool done)
 {
     const QString key = add.toUpper();
-    const QString old = m_lastKnown.value(key);
-    const QString value = written.trimmed();
+    const bool hidden = m_hidden.contains(key);
+    const QString old = hidden ? QStringLiteral("(hidden)") : m_lastKnown.value(key);
+    const QString value = hidden ? QStringLiteral("(hidden)") : written.trimmed();
     if (done)
         m_lastKnown.insert(key, value);
     else

@@ -4,6 +4,7 @@
 #include "historystore.h"
 
 #include <QHash>
+#include <QSet>
 
 namespace History
 {
@@ -24,6 +25,10 @@ public:
 
     void valueRead(const QString &add, const QString &value) override;
     void valueWritten(const QString &add, const QString &value, bool done) override;
+
+    // Writes to this register are recorded without their values (the
+    // passcode is one from the start).
+    void keepValuesOut(const QString &add);
 
     // A value known from elsewhere (a file just uploaded, a window's read).
     void setLastKnown(const QString &add, const QString &value);
@@ -52,6 +57,7 @@ public:
 private:
     HistoryStore &m_store;
     QHash<QString, QString> m_lastKnown;
+    QSet<QString> m_hidden;
     QString m_origin;
     bool m_inBatch = false;
     ChangeRecord m_batch;

@@ -1,5 +1,6 @@
 #include "history/historyrecorder.h"
 #include "history/historystore.h"
+#include "history/writeaudit.h"
 
 #include <QElapsedTimer>
 #include <QSqlDatabase>
@@ -53,6 +54,7 @@ private slots:
     void upgradeFromFirstVersionKeepsData();
     void lockedFileNeitherWaitsNorRepeatsItself();
     void defaultPathFollowsTheSettings();
+    void auditOfWritesAndDownloads();
 
 private:
     QTemporaryDir m_dir;
@@ -283,6 +285,37 @@ void TestHistoryStore::defaultPathFollowsTheSettings()
     qputenv("XDG_DATA_HOME", m_dir.filePath(QStringLiteral("data")).toUtf8());
     QCOMPARE(HistoryStore::defaultPath(QStringLiteral("/usr/lib/kestro")),
              m_dir.filePath(QStringLiteral("data/kestro/history.sqlite")));
+}
+
+void TestHistoryStore::auditOfWritesAndDownloads()
+{
+    HistoryStore store(m_clock.fn());
+    QVERIFY(store.open(m_path));
+    WriteAudit audit(store);
+    audit.valueRead(QStringLiteral("B1000"), QStringLiteral("9"));
+    audit.valueRead(QStringLiteral("W1298"), QStringLiteral("4711"));
+    {
+        const WriteAudit::Origin window(&audit, QStringLiteral("window Set-Up, field F"));
+        const WriteAudit::Origin inner(&audit, QStringLiteral("window Set-Up"));
+        audit.valueWritten(QStringLiteral("B1000"), QStringLiteral(" 15"), true);
+    }
+    audit.valueWritten(QStringLiteral("W1298"), QStringLiteral("1234"), true);
+    // A download: one entry, only what it changed, not taken when any write failed.
+    audit.beginBatch(QStringLiteral("command download"), QStringLiteral("Set-up Data"));
+    audit.valueWritten(QStringLiteral("B1000"), QStringLiteral(" 15"), true);
+    audit.valueWritten(QStringLiteral("B1001"), QStringLiteral(" 2"), false);
+    audit.endBatch();
+
+    const QList<ChangeRecord> c = store.changes();
+    QCOMPARE(c.size(), 3);
+    QCOMPARE(QStringList({c[0].origin, c[0].oldValue, c[0].newValue}),
+             QStringList({"window Set-Up, field F", "9", "15"}));
+    QCOMPARE(c[0].caption, QStringLiteral("Number of Cans to Blow-off at Infeed Open"));
+    QVERIFY(!c[1].oldValue.contains(QStringLiteral("4711")) && !c[1].newValue.contains(QStringLiteral("1234")));
+    QCOMPARE(c[1].origin, QStringLiteral("program"));
+    QCOMPARE(c[2].items.size(), 1);
+    QCOMPARE(c[2].items[0].reg, QStringLiteral("B1001"));
+    QCOMPARE(c[2].accepted, false);
 }
 
 QTEST_GUILESS_MAIN(TestHistoryStore)
