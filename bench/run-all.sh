@@ -21,6 +21,8 @@ echo "== bench_link"
 echo
 echo "== bench_latency"
 "$bin/bench_latency" || status=1
+echo "== bench_history"
+"$bin/bench_history" || status=1
 echo
 echo "== bench_displays ($seconds s a window)"
 "$bin/bench_displays" "$seconds" || status=1

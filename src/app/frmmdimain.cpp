@@ -1,5 +1,7 @@
 #include "frmmdimain.h"
 
+#include "historywiring.h"
+
 #include "childform.h"
 #include "childforms.h"
 #include "comm/frmsetupcomm.h"
@@ -98,6 +100,8 @@ frmMDIMain::frmMDIMain(const Collaborators &with, QWidget *parent)
     createMenus();
     createToolbar();
     createStatusBar();
+    m_history = new HistoryWiring(*m_util, *this);
+    m_history->addMenuItems(mnuFile, mnuFileExport, mnuView);
 
     // F1: the help at the topic of the child window in front.
     auto *contextHelp = new QAction(this);
@@ -147,6 +151,10 @@ frmMDIMain::frmMDIMain(const Collaborators &with, QWidget *parent)
 frmMDIMain::~frmMDIMain()
 {
     tmrBackgroungUpdate->stop();
+    // Before the shared state it refers to goes with this object's members;
+    // as a child it would outlive them.
+    delete m_history;
+    m_history = nullptr;
     for (auto &sub : m_childForms) {
         if (sub) {
             if (auto *child = qobject_cast<ChildForm *>(sub->widget()))
@@ -722,12 +730,14 @@ void frmMDIMain::RunTransfer(int mode)
     m_util->gTransferMode = qint16(mode);
     frmProcessing window(*transferMode, *m_util->gRSComm, m_util->gData.gCurrentData, m_prompt,
                          this);
+    m_history->transferStarting(mode);
     window.exec();
     if (window.ran() && transferDirection(*transferMode) == TransferDirection::Upload) {
         m_util->gData.noteUpload(dataGroupIndexes(transferGroup(*transferMode)),
                                  notMoved(*transferMode, window.result()));
         showCaption();
     }
+    m_history->transferEnded(mode);
 }
 
 bool frmMDIMain::AskUploadFirst()
@@ -972,6 +982,7 @@ void frmMDIMain::tmrBackgroungUpdate_Timer()
         return;
     reportStrayWrites(comm);
     if (!comm.OnlineMode) {
+        m_history->cycleOffline(comm.CommError);
         m_util->gSystemMessage = QStringLiteral("Set-up Program is Currently OFFLINE");
         QString status = QStringLiteral("Program is Currently OFFLINE");
         if (comm.CommError)
@@ -984,8 +995,10 @@ void frmMDIMain::tmrBackgroungUpdate_Timer()
     }
     // The window that met the error switches the program offline; the
     // following ticks report it.
-    if (comm.CommError)
+    if (comm.CommError) {
+        m_history->cycleOffline(true);
         return;
+    }
 
     // A status register's value is acted on only when the read went through;
     // a value other than the one acted on last must be read twice alike, so
@@ -1004,9 +1017,13 @@ void frmMDIMain::tmrBackgroungUpdate_Timer()
     };
     const std::optional<qint32> fault =
         confirmed([&comm] { return qint32(comm.FaultCode()); }, m_faultActedOn);
-    if (!fault)
+    if (!fault) {
+        if (comm.CommError)
+            m_history->cycleOnline(-1, QString());
         return;
+    }
     m_faultActedOn = *fault;
+    m_history->cycleOnline(*fault, *fault > 0 ? comm.FaultDescription(*fault) : QString());
     if (*fault > 0) {
         // Once per fault episode, and never a second box over the first.
         if (!FaultMsgShown && !m_faultBoxOpen) {

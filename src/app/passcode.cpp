@@ -5,9 +5,12 @@
 #include "machine/valuetext.h"
 #include "modutility.h"
 
+#include "history/writeaudit.h"
+#include "machine/registermap.h"
+
 namespace
 {
-const QString PasscodeRegister = QStringLiteral("W1298");
+const QString PasscodeRegister = QString(LiveRegister::PasscodeRegister);
 }
 
 void SetupPasscode(ModUtility &util)
@@ -29,5 +32,6 @@ void SetupPasscode(ModUtility &util)
                           PromptIcon::Information, PromptButtons::Ok);
         return;
     }
+    const History::WriteAudit::Origin origin(util.gAudit, QStringLiteral("window Set-up Passcode"));
     comm.RSWrite(PasscodeRegister, answer);
 }

@@ -453,7 +453,10 @@ QString RSComm::readValue(const QString &add)
 {
     const QString text = ReadRegister(add);
     m_transactionFailed = text.isEmpty();
-    return QString::number(static_cast<qint64>(leadingNumber(text)));
+    const QString value = QString::number(static_cast<qint64>(leadingNumber(text)));
+    if (m_observer && !m_transactionFailed)
+        m_observer->valueRead(add, value);
+    return value;
 }
 
 void RSComm::RSWrite(const QString &add, const QString &dataValue)
@@ -501,6 +504,8 @@ void RSComm::writeValue(const QString &add, const QString &dataValue)
             m_strayWrites.append(StrayWrite{-1, -1, add});
     }
     m_transactionFailed = !written;
+    if (m_observer)
+        m_observer->valueWritten(add, dataValue, written);
 }
 
 int RSComm::Query(quint8 code)

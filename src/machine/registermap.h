@@ -108,6 +108,7 @@ inline constexpr QLatin1StringView BadCanTestFlag = "F830"_L1;
 inline constexpr QLatin1StringView ZeroResolverFlag = "F831"_L1;
 inline constexpr QLatin1StringView EndOfShiftFlag = "F137"_L1;
 inline constexpr QLatin1StringView ResetTripsBit = "B1016.0"_L1;
+inline constexpr QLatin1StringView PasscodeRegister = "W1298"_L1;
 
 // I/O status points read by the I/O display.
 inline constexpr std::array<QLatin1StringView, 13> IOStatusPoints = {

@@ -78,8 +78,9 @@ private slots:
         previousHandler = qInstallMessageHandler(countHangUps);
         first.command(QStringLiteral("close")); // the adapter is pulled: its device closes
         QTRY_COMPARE_WITH_TIMEOUT(w.panelText(2), QStringLiteral("OFFLINE"), 10000);
-        QTRY_COMPARE_WITH_TIMEOUT(w.panelText(1),
-                                  QStringLiteral("System Message:  Comm Fault with T6800"), 5000);
+        QTRY_VERIFY_WITH_TIMEOUT(
+            w.panelText(1).startsWith(QStringLiteral("System Message:  Comm Fault with T6800")),
+            5000);
         QTest::qWait(1200); // later ticks and refresh turns must not meet it again
         qInstallMessageHandler(previousHandler);
         QCOMPARE(hungUpWarnings, 1);

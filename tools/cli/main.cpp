@@ -20,6 +20,10 @@
 #include "reportcommand.h"
 #endif
 #include "programcommands.h"
+#include "historycommand.h"
+
+#include "history/historystore.h"
+#include "history/writeaudit.h"
 
 #include <QCoreApplication>
 #include <QLoggingCategory>
@@ -53,6 +57,15 @@ const char *const kUsage =
     "                               the board's fault codes, program identity,\n"
     "                               network address and clock; the options reset\n"
     "                               the faults, set address 1 or the clock first\n"
+    "  diff A.sdt B.sdt|--board [--group setup|shift|all]\n"
+    "                               list the items (of the set-up data unless\n"
+    "                               --group says otherwise) whose values differ\n"
+    "                               between two files, or a file and the board;\n"
+    "                               exit 0 same, 1 different, 3 board not read\n"
+    "  history shifts|faults|changes [--since DATE] [--csv]\n"
+    "                               what the history recorded (DATE: 2026-03-02\n"
+    "                               or 2026-03-02T06:00); writes and downloads are\n"
+    "                               recorded there, in $KESTRO_HISTORY when set\n"
     "  ports [--assign N DEVICE]    list the serial devices, the device the port\n"
     "                               leads to and whether you may open it; --assign\n"
     "                               makes port N lead to DEVICE\n"
@@ -143,6 +156,9 @@ int writeCommand(const QStringList &args, CliContext &ctx)
         ctx.err << "kestro-cli: not written: " << args[0] << Qt::endl;
         return CliExit::CommFailure;
     }
+    // Read first, so the record of the change carries the value it replaced.
+    ctx.comm.RSRead(args[0]);
+    const History::WriteAudit::Origin origin(ctx.audit, QStringLiteral("command write"));
     ctx.comm.RSWrite(args[0], args[1]);
     if (ctx.comm.CommError || ctx.comm.lastTransactionFailed()) {
         const QString holds = ctx.comm.lastWriteReadBack();
@@ -160,9 +176,10 @@ int writeCommand(const QStringList &args, CliContext &ctx)
 int commandOptionValues(const QString &option)
 {
     if (option == u"--clear" || option == u"--yes" || option == u"--set-clock" ||
-        option == u"--reset-faults")
+        option == u"--reset-faults" || option == u"--csv" || option == u"--board")
         return 0;
-    if (option == u"--project" || option == u"--address" || option == u"--exchanges")
+    if (option == u"--project" || option == u"--address" || option == u"--exchanges" ||
+        option == u"--since" || option == u"--group")
         return 1;
     if (option == u"--assign")
         return 2;
@@ -249,12 +266,26 @@ int main(int argc, char *argv[])
         return runPortsCommand(args, programDir, portOverride, out, err);
     if (verb == u"doctor")
         return runDoctorCommand(args, programDir, portOverride, speedOverride, out, err);
+    if (verb == u"history")
+        return runHistoryCommand(args, programDir, out, err);
 
     SteadyClock clock;
     ConsolePrompt prompt;
     PosixSerialPort device(clock, programDir);
     FixedPort port(device, portOverride, speedOverride);
     RSComm comm(clock, prompt, programDir);
+
+    // Writes are recorded; a history file that cannot be written is said
+    // once and never stops the command.
+    History::HistoryStore store;
+    store.setProblemHandler([&err](const QString &problem) {
+        err << "kestro-cli: " << problem << Qt::endl;
+    });
+    History::WriteAudit audit(store);
+    if (verb == u"write" || verb == u"download") {
+        store.open(cliHistoryPath(programDir));
+        comm.setRegisterObserver(&audit);
+    }
 
     CliContext ctx{
         comm, prompt, out, err, bool(::isatty(STDOUT_FILENO)), [&]() {
@@ -275,7 +306,8 @@ int main(int argc, char *argv[])
             else if (!comm.OnlineMode)
                 err << "kestro-cli: no answer from the board on " << port.deviceName() << Qt::endl;
             return comm.OnlineMode;
-        }};
+        },
+                   &audit};
 
     int code = CliExit::Usage;
     if (verb == u"read")
@@ -284,6 +316,8 @@ int main(int argc, char *argv[])
         code = writeCommand(args, ctx);
     else if (verb == u"pls")
         code = runPlsCommand(args, ctx);
+    else if (verb == u"diff")
+        code = runDiffCommand(args, ctx);
     else if (verb == u"board")
         code = runBoardCommand(args, ctx);
 #ifdef KESTRO_CLI_HAS_DATA
