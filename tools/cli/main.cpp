@@ -19,6 +19,9 @@
 #include "reportcommand.h"
 #endif
 #include "programcommands.h"
+#ifdef KESTRO_CLI_HAS_MONITOR
+#include "monitorcommand.h"
+#endif
 
 #include <QCoreApplication>
 #include <QLoggingCategory>
@@ -55,6 +58,11 @@ const char *const kUsage =
     "  ports [--assign N DEVICE]    list the serial devices, the device the port\n"
     "                               leads to and whether you may open it; --assign\n"
     "                               makes port N lead to DEVICE\n"
+    "  monitor [--line NAME] [--mqtt URL] [--config FILE]\n"
+    "                               watch the board until stopped and publish its\n"
+    "                               state, faults and shifts to an MQTT broker\n"
+    "                               (kestro/NAME/...); the broker's user and\n"
+    "                               password only from FILE\n"
     "\n"
     "Addresses: W98 (word), B52 (byte), D1304 (double), F119 (flag), B1016.0 (bit),\n"
     "EFF0H (byte by hex address). Any other address is refused.\n"
@@ -153,7 +161,8 @@ int commandOptionValues(const QString &option)
     if (option == u"--clear" || option == u"--yes" || option == u"--set-clock" ||
         option == u"--reset-faults")
         return 0;
-    if (option == u"--project" || option == u"--address")
+    if (option == u"--project" || option == u"--address" || option == u"--line" ||
+        option == u"--mqtt" || option == u"--config")
         return 1;
     if (option == u"--assign")
         return 2;
@@ -238,6 +247,10 @@ int main(int argc, char *argv[])
     const QString programDir = QCoreApplication::applicationDirPath();
     if (verb == u"ports")
         return runPortsCommand(args, programDir, portOverride, out, err);
+#ifdef KESTRO_CLI_HAS_MONITOR
+    if (verb == u"monitor")
+        return runMonitorCommand(args, programDir, portOverride, speedOverride, err);
+#endif
 
     SteadyClock clock;
     ConsolePrompt prompt;

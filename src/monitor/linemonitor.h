@@ -1,0 +1,67 @@
+#pragma once
+
+#include "linewatch.h"
+
+#include <QObject>
+#include <QString>
+#include <QTimer>
+
+class Clock;
+class RSComm;
+class SerialPort;
+
+// Watches one line's board through the one communications object: a pass of
+// register reads every poll interval, one exchange at a time. A failed
+// exchange latches as everywhere else; the link is then closed and opened
+// again after 1 s, 2 s, 4 s ... at most 30 s. It never gives up.
+class LineMonitor final : public QObject
+{
+    Q_OBJECT
+public:
+    LineMonitor(RSComm &comm, SerialPort &port, Clock &clock, int pollMs,
+                QObject *parent = nullptr);
+
+    void start();
+    void stop();
+
+    bool linkUp() const { return m_linkUp; }
+    // A whole pass has been read since the link came up.
+    bool valuesCurrent() const { return m_linkUp && m_valuesCurrent; }
+    int spindleCount() const { return m_spindleCount; }
+    const LiveValues &values() const { return m_values; }
+    // Register reads since start, for the link's use.
+    qint64 registerReads() const { return m_reads; }
+    // Runs one pass now (opening the link when its back-off is over).
+    void pass();
+
+    static constexpr qint64 MaxBackoffMs = 30000;
+
+signals:
+    void linkChanged(bool up, const QString &reason);
+    void valuesRead(const LiveValues &values);
+    void faultChanged(LineWatch::FaultKind kind, int code, int previous);
+    void shiftEnded(const ShiftCounts &shift);
+
+private:
+    bool openLink();
+    void linkLost(const QString &reason);
+    // False when the read failed (the link is then lost).
+    bool read(const QString &address, qint64 &value);
+    bool readShift(ShiftCounts &shift);
+
+    RSComm &m_comm;
+    SerialPort &m_port;
+    Clock &m_clock;
+    QTimer m_timer;
+    LineWatch m_watch;
+    LiveValues m_values;
+    bool m_linkUp = false;
+    bool m_valuesCurrent = false;
+    bool m_everUp = false;
+    QString m_lastFailure;
+    qint64 m_nextAttemptMs = 0;
+    qint64 m_backoffMs = 1000;
+    int m_spindleCount = 0;
+    bool m_shiftPending = false;
+    qint64 m_reads = 0;
+};
