@@ -138,14 +138,16 @@ void MonitorService::publishStatus()
 void MonitorService::onLink(bool up, const QString &reason)
 {
     publishStatus();
-    QJsonObject body{{QStringLiteral("kind"), QStringLiteral("link")},
-                     {QStringLiteral("active"), !up},
-                     {QStringLiteral("text"), up ? QStringLiteral("board answering again")
-                                                 : reason}};
-    // The first connection is no news; a return after a loss is.
-    if (!up || m_linkWasLost)
-        publishEvent(QStringLiteral("fault"), body);
-    m_linkWasLost = !up;
+    // One message when the board is lost and one when it is back; a retry
+    // that fails for another reason is no news, nor is the first contact.
+    const LinkSeen seen = up ? LinkSeen::Up : LinkSeen::Lost;
+    if (seen != m_linkSeen && (seen == LinkSeen::Lost || m_linkSeen == LinkSeen::Lost))
+        publishEvent(QStringLiteral("fault"),
+                     QJsonObject{{QStringLiteral("kind"), QStringLiteral("link")},
+                                 {QStringLiteral("active"), !up},
+                                 {QStringLiteral("text"),
+                                  up ? QStringLiteral("the board answers again") : reason}});
+    m_linkSeen = seen;
     publishState();
 }
 

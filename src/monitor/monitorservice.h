@@ -66,7 +66,8 @@ private:
     // Events kept only in memory when the outbox could not take them.
     QList<Outbox::Message> m_unkept;
     QTimer m_stateTimer;
-    bool m_linkWasLost = false;
+    enum class LinkSeen { Never, Up, Lost };
+    LinkSeen m_linkSeen = LinkSeen::Never;
     QString m_statusSent;
     qint64 m_handed = 0;
     qint64 m_delivered = 0;
