@@ -327,7 +327,10 @@ QString RSComm::readValue(const QString &add)
 {
     const QString text = ReadRegister(add);
     m_transactionFailed = text.isEmpty();
-    return QString::number(static_cast<qint64>(leadingNumber(text)));
+    const QString value = QString::number(static_cast<qint64>(leadingNumber(text)));
+    if (m_observer && !m_transactionFailed)
+        m_observer->valueRead(add, value);
+    return value;
 }
 
 void RSComm::RSWrite(const QString &add, const QString &dataValue)
@@ -345,6 +348,8 @@ void RSComm::writeValue(const QString &add, const QString &dataValue)
         WriteRegister(add, dataValue);
     }
     m_transactionFailed = !m_writeDone;
+    if (m_observer)
+        m_observer->valueWritten(add, dataValue, m_writeDone);
 }
 
 int RSComm::Query(quint8 code)

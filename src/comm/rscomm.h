@@ -36,6 +36,16 @@ enum class ValueCheck {
 };
 QString valueCheckMessage(ValueCheck check);
 
+// Told of every register value read and every write tried through the
+// link's register calls (the history's audit keeps the last known values).
+class RegisterObserver
+{
+public:
+    virtual ~RegisterObserver() = default;
+    virtual void valueRead(const QString &add, const QString &value) = 0;
+    virtual void valueWritten(const QString &add, const QString &value, bool done) = 0;
+};
+
 // The communications object: the one owner of the link to the target board.
 // Every register exchange of the program goes through one instance.
 class RSComm final : public RegisterLink
@@ -65,6 +75,9 @@ public:
     bool linkBusy() const { return m_guard.busy(); }
     // Held by a transfer across its yields.
     [[nodiscard]] LinkGuard::Hold holdLink() { return m_guard.hold(); }
+
+    // Not owned; nullptr for none.
+    void setRegisterObserver(RegisterObserver *observer) { m_observer = observer; }
 
     void OpenRSComm(SerialPort &commObj);
     void CloseRSComm();
@@ -252,4 +265,5 @@ private:
 
     ProgramState m_program;
     std::function<void()> m_programYield;
+    RegisterObserver *m_observer = nullptr;
 };

@@ -6,6 +6,10 @@
 
 class RSComm;
 class OperatorPrompt;
+namespace History
+{
+class WriteAudit;
+}
 
 // Exit codes of kestro-cli (also listed by --help).
 enum CliExit {
@@ -24,4 +28,5 @@ struct CliContext {
     QTextStream &err;
     bool interactive;               // standard output is a terminal
     std::function<bool()> goOnline; // opens the link; true when the board answered
+    History::WriteAudit *audit = nullptr; // records the writes made; may be null
 };

@@ -5,6 +5,7 @@
 #include "comm/numbertext.h"
 #include "comm/operatorprompt.h"
 #include "comm/rscomm.h"
+#include "history/writeaudit.h"
 #include "machine/datatransfer.h"
 #include "machine/machinedata.h"
 #include "machine/registermap.h"
@@ -203,7 +204,14 @@ int downloadCommand(CliContext &ctx, DataGroup group, const QString &path)
     const TransferMode mode = transferMode(TransferDirection::Download, group);
     if (!ctx.goOnline())
         return noTransfer(ctx, data.gCurrentData, mode);
-    return runTransfer(ctx, data.gCurrentData, mode);
+    if (ctx.audit)
+        ctx.audit->beginBatch(QStringLiteral("command download"),
+                              dataGroupName(group) + QStringLiteral(" from ") +
+                                  QFileInfo(path).fileName());
+    const int code = runTransfer(ctx, data.gCurrentData, mode);
+    if (ctx.audit)
+        ctx.audit->endBatch();
+    return code;
 }
 
 int exportCommand(CliContext &ctx, const QString &path, const QString &outPath)

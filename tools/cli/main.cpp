@@ -22,6 +22,10 @@
 #ifdef KESTRO_CLI_HAS_MONITOR
 #include "monitorcommand.h"
 #endif
+#include "historycommand.h"
+
+#include "history/historystore.h"
+#include "history/writeaudit.h"
 
 #include <QCoreApplication>
 #include <QLoggingCategory>
@@ -55,6 +59,15 @@ const char *const kUsage =
     "                               the board's fault codes, program identity,\n"
     "                               network address and clock; the options reset\n"
     "                               the faults, set address 1 or the clock first\n"
+    "  diff A.sdt B.sdt|--board [--group setup|shift|all]\n"
+    "                               list the items (of the set-up data unless\n"
+    "                               --group says otherwise) whose values differ\n"
+    "                               between two files, or a file and the board;\n"
+    "                               exit 0 same, 1 different, 3 board not read\n"
+    "  history shifts|faults|changes [--since DATE] [--csv]\n"
+    "                               what the history recorded (DATE: 2026-03-02\n"
+    "                               or 2026-03-02T06:00); writes and downloads are\n"
+    "                               recorded there, in $KESTRO_HISTORY when set\n"
     "  ports [--assign N DEVICE]    list the serial devices, the device the port\n"
     "                               leads to and whether you may open it; --assign\n"
     "                               makes port N lead to DEVICE\n"
@@ -147,6 +160,9 @@ int writeCommand(const QStringList &args, CliContext &ctx)
         ctx.err << "kestro-cli: not written: " << args[0] << Qt::endl;
         return CliExit::CommFailure;
     }
+    // Read first, so the record of the change carries the value it replaced.
+    ctx.comm.RSRead(args[0]);
+    const History::WriteAudit::Origin origin(ctx.audit, QStringLiteral("command write"));
     ctx.comm.RSWrite(args[0], args[1]);
     if (ctx.comm.CommError || ctx.comm.lastTransactionFailed()) {
         ctx.err << "kestro-cli: not written: " << args[0] << Qt::endl;
@@ -159,10 +175,11 @@ int writeCommand(const QStringList &args, CliContext &ctx)
 int commandOptionValues(const QString &option)
 {
     if (option == u"--clear" || option == u"--yes" || option == u"--set-clock" ||
-        option == u"--reset-faults")
+        option == u"--reset-faults" || option == u"--csv" || option == u"--board")
         return 0;
-    if (option == u"--project" || option == u"--address" || option == u"--line" ||
-        option == u"--mqtt" || option == u"--config")
+    if (option == u"--project" || option == u"--address" || option == u"--since" ||
+        option == u"--group" || option == u"--line" || option == u"--mqtt" ||
+        option == u"--config")
         return 1;
     if (option == u"--assign")
         return 2;
@@ -251,12 +268,26 @@ int main(int argc, char *argv[])
     if (verb == u"monitor")
         return runMonitorCommand(args, programDir, portOverride, speedOverride, err);
 #endif
+    if (verb == u"history")
+        return runHistoryCommand(args, programDir, out, err);
 
     SteadyClock clock;
     ConsolePrompt prompt;
     PosixSerialPort device(clock, programDir);
     FixedPort port(device, portOverride, speedOverride);
     RSComm comm(clock, prompt, programDir);
+
+    // Writes are recorded; a history file that cannot be written is said
+    // once and never stops the command.
+    History::HistoryStore store;
+    store.setProblemHandler([&err](const QString &problem) {
+        err << "kestro-cli: " << problem << Qt::endl;
+    });
+    History::WriteAudit audit(store);
+    if (verb == u"write" || verb == u"download") {
+        store.open(cliHistoryPath(programDir));
+        comm.setRegisterObserver(&audit);
+    }
 
     CliContext ctx{comm, prompt, out, err, bool(::isatty(STDOUT_FILENO)), [&]() {
                        comm.OpenRSComm(port);
@@ -267,7 +298,8 @@ int main(int argc, char *argv[])
                            err << "kestro-cli: no answer from the board on " << port.deviceName()
                                << Qt::endl;
                        return comm.OnlineMode;
-                   }};
+                   },
+                   &audit};
 
     int code = CliExit::Usage;
     if (verb == u"read")
@@ -276,6 +308,8 @@ int main(int argc, char *argv[])
         code = writeCommand(args, ctx);
     else if (verb == u"pls")
         code = runPlsCommand(args, ctx);
+    else if (verb == u"diff")
+        code = runDiffCommand(args, ctx);
     else if (verb == u"board")
         code = runBoardCommand(args, ctx);
 #ifdef KESTRO_CLI_HAS_DATA

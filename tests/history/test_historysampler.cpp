@@ -1,0 +1,83 @@
+#include "history/historysampler.h"
+
+#include "comm/registerlink.h"
+#include "fakes/fakeclock.h"
+#include "machine/registermap.h"
+
+#include <QHash>
+#include <QTemporaryDir>
+#include <QTest>
+
+using namespace History;
+
+namespace
+{
+
+// Registers as a map; reads fail while `failing` is set.
+struct MapLink : RegisterLink {
+    QHash<QString, qint32> values;
+    bool failing = false;
+    bool failed = false;
+    int reads = 0;
+    QString RSRead(const QString &add) override
+    {
+        ++reads;
+        failed = failing;
+        return failing ? QStringLiteral("0") : QString::number(values.value(add));
+    }
+    void RSWrite(const QString &, const QString &) override {}
+    bool commErrorSet() const override { return false; }
+    bool lastTransactionFailed() const override { return failed; }
+};
+
+} // namespace
+
+class TestHistorySampler : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void shiftEndedAtTheMachineOnceWithinTheExchangeBudget();
+};
+
+// Ten minutes of the 500 ms cycle with a shift ending at the machine half
+// way, and a link that fails while the new counts are being read.
+void TestHistorySampler::shiftEndedAtTheMachineOnceWithinTheExchangeBudget()
+{
+    QTemporaryDir dir;
+    FakeClock clock;
+    QDateTime wall(QDate(2026, 3, 2), QTime(6, 0));
+    HistoryStore store([&] { return wall; });
+    QVERIFY(store.open(dir.filePath(QStringLiteral("h.sqlite"))));
+    HistoryRecorder recorder(store);
+    MapLink link;
+    HistorySampler sampler(recorder, link, clock);
+    sampler.setSpindleCount(4);
+    link.values[defaultAddress(Item::LastShiftGoodCans)] = 100;
+    link.values[defaultAddress(Item::CurShiftGoodCans)] = 7;
+
+    const int ticks = 1200;
+    for (int tick = 0; tick < ticks; ++tick) {
+        if (tick == 600) {
+            link.values[defaultAddress(Item::LastShiftGoodCans)] = 900;
+            link.values[defaultAddress(Item::lastShiftTrips(3))] = 44;
+            link.values[defaultAddress(Item::lastShiftTrips(5))] = 99; // not on this machine
+        }
+        link.failing = tick >= 615 && tick < 625;
+        sampler.step();
+        clock.advance(500);
+        wall = wall.addMSecs(500);
+    }
+    QVERIFY2(link.reads <= ticks / 2, qPrintable(QString::number(link.reads)));
+    const QList<ShiftRecord> shifts = store.shifts();
+    QCOMPARE(shifts.size(), 1);
+    QCOMPARE(shifts[0].goodCans, 900);
+    QCOMPARE(shifts[0].trips, (QList<qint32>{0, 0, 44, 0}));
+    QCOMPARE(shifts[0].origin, ShiftOrigin::Machine);
+    const QList<SnapshotRecord> snaps = store.snapshots();
+    QVERIFY2(snaps.size() >= 8 && snaps.size() <= 10, qPrintable(QString::number(snaps.size())));
+    QCOMPARE(snaps.constLast().goodCans, 7);
+}
+
+QTEST_GUILESS_MAIN(TestHistorySampler)
+#include "test_historysampler.moc"
