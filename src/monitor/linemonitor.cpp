@@ -93,21 +93,24 @@ bool LineMonitor::read(const QString &address, qint64 &value)
     return true;
 }
 
-bool LineMonitor::readShift(ShiftCounts &shift)
+bool LineMonitor::readShift(History::ShiftRecord &shift)
 {
     using namespace Item;
-    const int items[6] = {LastShiftGoodCans,         LastShiftBlowoffs,   LastShiftBadCanBlowoffs,
-                          LastShiftManualBlowoffs,    LastShiftQCBlowoffs, LastShiftRestartBlowoffs};
-    for (int i = 0; i < 6; ++i)
-        if (!read(defaultAddress(items[i]), shift.counts[i]))
+    qint32 *const targets[6] = {&shift.goodCans,       &shift.blowoffs,   &shift.badCanBlowoffs,
+                                &shift.manualBlowoffs, &shift.qcBlowoffs, &shift.restartBlowoffs};
+    for (int i = 0; i < 6; ++i) {
+        qint64 value = 0;
+        if (!read(defaultAddress(LastShiftGoodCans + i), value))
             return false;
+        *targets[i] = qint32(value);
+    }
     shift.spindleCount = m_spindleCount;
     const int spindles = qBound(0, m_spindleCount, MaxSpindles);
     for (int s = 1; s <= spindles; ++s) {
         qint64 trips = 0;
         if (!read(defaultAddress(lastShiftTrips(s)), trips))
             return false;
-        shift.trips.append(int(trips));
+        shift.trips.append(qint32(trips));
     }
     return true;
 }
@@ -141,20 +144,20 @@ void LineMonitor::pass()
     v.commErrorCode = int(commError);
     v.alarmWord = int(alarms);
 
-    const LineWatch::Outcome outcome = m_watch.take(v);
+    // A shift that ends copies the current counts over the last shift's.
+    const bool lastShiftMoved = m_haveValues && (v.lastShiftGoodCans != m_values.lastShiftGoodCans ||
+                                                 v.lastShiftBlowoffs != m_values.lastShiftBlowoffs);
     m_values = v;
-    m_valuesCurrent = true;
-    for (const LineWatch::FaultChange &change : outcome.faults)
-        emit faultChanged(change.kind, change.code, change.previous);
-    // A shift whose record could not be read yet is read after the link
-    // is back: the last shift's registers keep it until the next one ends.
-    m_shiftPending = m_shiftPending || outcome.shiftEnded;
+    m_haveValues = m_valuesCurrent = true;
+    emit valuesRead(v);
+    // A record that could not be read yet is read after the link is back:
+    // the board keeps it until the next shift ends.
+    m_shiftPending = m_shiftPending || lastShiftMoved;
     if (m_shiftPending) {
-        ShiftCounts shift;
+        History::ShiftRecord shift;
         if (!readShift(shift))
             return;
         m_shiftPending = false;
-        emit shiftEnded(shift);
+        emit lastShiftRead(shift);
     }
-    emit valuesRead(v);
 }

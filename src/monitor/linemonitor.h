@@ -1,12 +1,31 @@
 #pragma once
 
-#include "linewatch.h"
+#include "history/historystore.h"
 
 #include <QObject>
 #include <QString>
 #include <QTimer>
 
 class Clock;
+
+// What one pass of the monitor reads from the board.
+struct LiveValues {
+    qint64 goodCans = 0;
+    qint64 blowoffs = 0;
+    qint64 lifetimeX1000 = 0;
+    int machineCpm = 0;
+    int appl1Rpm = 0;
+    int appl2Rpm = 0;
+    int faultCode = 0;
+    int commErrorCode = 0;
+    int alarmWord = 0;
+    // The last shift's good cans and blow-offs: they change when a shift ends.
+    qint64 lastShiftGoodCans = 0;
+    qint64 lastShiftBlowoffs = 0;
+
+    bool operator==(const LiveValues &) const = default;
+};
+
 class RSComm;
 class SerialPort;
 
@@ -39,21 +58,22 @@ public:
 signals:
     void linkChanged(bool up, const QString &reason);
     void valuesRead(const LiveValues &values);
-    void faultChanged(LineWatch::FaultKind kind, int code, int previous);
-    void shiftEnded(const ShiftCounts &shift);
+    // The last shift's whole record: once after start, then whenever its
+    // counts moved (a shift ended, whoever ended it).
+    void lastShiftRead(const History::ShiftRecord &shift);
 
 private:
     bool openLink();
     void linkLost(const QString &reason);
     // False when the read failed (the link is then lost).
     bool read(const QString &address, qint64 &value);
-    bool readShift(ShiftCounts &shift);
+    bool readShift(History::ShiftRecord &shift);
 
     RSComm &m_comm;
     SerialPort &m_port;
     Clock &m_clock;
     QTimer m_timer;
-    LineWatch m_watch;
+    bool m_haveValues = false;
     LiveValues m_values;
     bool m_linkUp = false;
     bool m_valuesCurrent = false;
@@ -62,6 +82,6 @@ private:
     qint64 m_nextAttemptMs = 0;
     qint64 m_backoffMs = 1000;
     int m_spindleCount = 0;
-    bool m_shiftPending = false;
+    bool m_shiftPending = true; // the first record is read at once
     qint64 m_reads = 0;
 };

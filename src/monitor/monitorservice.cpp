@@ -11,16 +11,20 @@
 
 Q_DECLARE_LOGGING_CATEGORY(lcMonitor)
 
-MonitorService::MonitorService(LineMonitor &monitor, MqttClient &mqtt, Outbox *outbox,
-                               Clock &clock, const QString &line, const QString &programDir,
-                               std::function<QDateTime()> wallClock, QObject *parent)
-    : QObject(parent), m_monitor(monitor), m_mqtt(mqtt), m_outbox(outbox), m_clock(clock),
-      m_line(line), m_programDir(programDir), m_wallClock(std::move(wallClock))
+MonitorService::MonitorService(LineMonitor &monitor, History::HistoryRecorder &recorder,
+                               MqttClient &mqtt, Outbox *outbox, Clock &clock,
+                               const QString &line, const QString &programDir, QObject *parent)
+    : QObject(parent), m_monitor(monitor), m_recorder(recorder), m_mqtt(mqtt), m_outbox(outbox),
+      m_clock(clock), m_line(line), m_programDir(programDir)
 {
+    recorder.store().addListener(this);
     connect(&monitor, &LineMonitor::linkChanged, this, &MonitorService::onLink);
     connect(&monitor, &LineMonitor::valuesRead, this, &MonitorService::onValues);
-    connect(&monitor, &LineMonitor::faultChanged, this, &MonitorService::onFault);
-    connect(&monitor, &LineMonitor::shiftEnded, this, &MonitorService::onShift);
+    connect(&monitor, &LineMonitor::lastShiftRead, this,
+            [this](const History::ShiftRecord &shift) {
+                m_recorder.setMachine(m_line, QString(), m_monitor.spindleCount());
+                m_recorder.lastShiftSeen(shift);
+            });
     connect(&mqtt, &MqttClient::connectionChanged, this, &MonitorService::onBroker);
     connect(&mqtt, &MqttClient::delivered, this, &MonitorService::onDelivered);
     // A state held back by the one-a-second rule, or one whose board went
@@ -28,6 +32,15 @@ MonitorService::MonitorService(LineMonitor &monitor, MqttClient &mqtt, Outbox *o
     m_stateTimer.setInterval(int(StateThrottle::MinGapMs));
     connect(&m_stateTimer, &QTimer::timeout, this, &MonitorService::publishState);
     m_stateTimer.start();
+    m_changeTimer.setInterval(5000);
+    connect(&m_changeTimer, &QTimer::timeout, this, &MonitorService::publishNewChanges);
+    m_changeTimer.start();
+    publishNewChanges();
+}
+
+MonitorService::~MonitorService()
+{
+    m_recorder.store().removeListener(this);
 }
 
 QString MonitorService::topic(const QString &leaf) const
@@ -42,7 +55,7 @@ QString MonitorService::statusText(bool linkUp)
 
 QString MonitorService::now() const
 {
-    return m_wallClock().toUTC().toString(Qt::ISODateWithMs);
+    return m_recorder.store().now().toUTC().toString(Qt::ISODateWithMs);
 }
 
 QString MonitorService::faultText(int code) const
@@ -151,36 +164,89 @@ void MonitorService::onLink(bool up, const QString &reason)
     publishState();
 }
 
-void MonitorService::onFault(LineWatch::FaultKind kind, int code, int previous)
+void MonitorService::faultRecorded(const History::FaultRecord &fault)
 {
-    const bool fault = kind == LineWatch::FaultKind::Fault;
-    const QString text = fault ? faultText(code) : commErrorText(code);
+    const bool board = fault.source == History::FaultSource::Board;
     publishEvent(QStringLiteral("fault"),
-                 QJsonObject{{QStringLiteral("kind"), fault ? QStringLiteral("fault")
+                 QJsonObject{{QStringLiteral("kind"), board ? QStringLiteral("fault")
                                                             : QStringLiteral("commError")},
-                             {QStringLiteral("active"), code > 0},
-                             {QStringLiteral("code"), TargetBoardFacts::codeText(code)},
-                             {QStringLiteral("previous"), TargetBoardFacts::codeText(previous)},
-                             {QStringLiteral("text"), text}});
+                             {QStringLiteral("active"), fault.code > 0},
+                             {QStringLiteral("code"), TargetBoardFacts::codeText(fault.code)},
+                             {QStringLiteral("text"), fault.text},
+                             {QStringLiteral("at"), fault.at.toUTC().toString(Qt::ISODateWithMs)}});
 }
 
-void MonitorService::onShift(const ShiftCounts &shift)
+void MonitorService::shiftRecorded(const History::ShiftRecord &shift)
 {
-    static const char *const names[6] = {"goodCans",       "blowoffs",   "badCanBlowoffs",
-                                         "manualBlowoffs", "qcBlowoffs", "restartBlowoffs"};
-    QJsonObject body;
-    for (int i = 0; i < 6; ++i)
-        body[QLatin1String(names[i])] = shift.counts[i];
     QJsonArray trips;
-    for (int t : shift.trips)
+    for (qint32 t : shift.trips)
         trips.append(t);
-    body[QStringLiteral("spindleCount")] = shift.spindleCount;
-    body[QStringLiteral("trips")] = trips;
-    publishEvent(QStringLiteral("shift"), body);
+    publishEvent(QStringLiteral("shift"),
+                 QJsonObject{{QStringLiteral("goodCans"), shift.goodCans},
+                             {QStringLiteral("blowoffs"), shift.blowoffs},
+                             {QStringLiteral("badCanBlowoffs"), shift.badCanBlowoffs},
+                             {QStringLiteral("manualBlowoffs"), shift.manualBlowoffs},
+                             {QStringLiteral("qcBlowoffs"), shift.qcBlowoffs},
+                             {QStringLiteral("restartBlowoffs"), shift.restartBlowoffs},
+                             {QStringLiteral("spindleCount"), shift.spindleCount},
+                             {QStringLiteral("trips"), trips},
+                             {QStringLiteral("endedBy"), History::shiftOriginName(shift.origin)},
+                             {QStringLiteral("endedAt"),
+                              shift.endedAt.toUTC().toString(Qt::ISODateWithMs)}});
 }
 
-void MonitorService::onValues(const LiveValues &)
+void MonitorService::changeRecorded(const History::ChangeRecord &change)
 {
+    QJsonArray items;
+    for (const History::ChangeItem &item : change.items)
+        items.append(QJsonObject{{QStringLiteral("register"), item.reg},
+                                 {QStringLiteral("caption"), item.caption},
+                                 {QStringLiteral("old"), item.oldValue},
+                                 {QStringLiteral("new"), item.newValue}});
+    publishEvent(QStringLiteral("change"),
+                 QJsonObject{{QStringLiteral("at"), change.at.toUTC().toString(Qt::ISODateWithMs)},
+                             {QStringLiteral("login"), change.login},
+                             {QStringLiteral("register"), change.reg},
+                             {QStringLiteral("caption"), change.caption},
+                             {QStringLiteral("old"), change.oldValue},
+                             {QStringLiteral("new"), change.newValue},
+                             {QStringLiteral("origin"), change.origin},
+                             {QStringLiteral("accepted"), change.accepted},
+                             {QStringLiteral("items"), items}});
+    m_lastChangeId = qMax(m_lastChangeId, change.id);
+    if (m_outbox)
+        m_outbox->setMark(QStringLiteral("change"), m_lastChangeId);
+}
+
+void MonitorService::publishNewChanges()
+{
+    if (!m_recorder.store().isOpen())
+        return;
+    const auto changes = m_recorder.store().changes();
+    if (m_lastChangeId < 0) {
+        // The first run on a store publishes from then on, not its past.
+        m_lastChangeId = m_outbox ? m_outbox->mark(QStringLiteral("change"), -1) : -1;
+        if (m_lastChangeId < 0) {
+            m_lastChangeId = changes.isEmpty() ? 0 : changes.last().id;
+            if (m_outbox)
+                m_outbox->setMark(QStringLiteral("change"), m_lastChangeId);
+        }
+    }
+    for (const History::ChangeRecord &change : changes)
+        if (change.id > m_lastChangeId)
+            changeRecorded(change);
+}
+
+void MonitorService::onValues(const LiveValues &v)
+{
+    m_recorder.faultCodeSeen(v.faultCode, v.faultCode > 0 ? faultText(v.faultCode) : QString());
+    m_recorder.commErrorSeen(v.commErrorCode, commErrorText(v.commErrorCode));
+    History::SnapshotRecord snapshot;
+    snapshot.goodCans = qint32(v.goodCans);
+    snapshot.blowoffs = qint32(v.blowoffs);
+    snapshot.speed = v.machineCpm;
+    snapshot.lifetimeCount = qint32(v.lifetimeX1000);
+    m_recorder.productionSeen(snapshot);
     publishState();
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
-#include "linewatch.h"
+#include "linemonitor.h"
+#include "history/historyrecorder.h"
 #include "mqttclient.h"
 #include "outbox.h"
 #include "statethrottle.h"
@@ -15,19 +16,20 @@
 #include <functional>
 
 class Clock;
-class LineMonitor;
 
 // Publishes what the line monitor sees under kestro/<line>/: the retained
-// state, faults, shifts and the status. Fault, shift and change messages go
-// through the outbox, so a broker that is away gets them, in order, when it
-// is back; the state is never queued, the newest one is enough.
-class MonitorService final : public QObject
+// state and the status as they are, and the faults, shifts and changes the
+// history store records. Those go through the outbox, so a broker that is
+// away gets them, in order, when it is back; the state is never queued, the
+// newest one is enough.
+class MonitorService final : public QObject, private History::Listener
 {
     Q_OBJECT
 public:
-    MonitorService(LineMonitor &monitor, MqttClient &mqtt, Outbox *outbox, Clock &clock,
-                   const QString &line, const QString &programDir,
-                   std::function<QDateTime()> wallClock, QObject *parent = nullptr);
+    MonitorService(LineMonitor &monitor, History::HistoryRecorder &recorder, MqttClient &mqtt,
+                   Outbox *outbox, Clock &clock, const QString &line, const QString &programDir,
+                   QObject *parent = nullptr);
+    ~MonitorService() override;
 
     QString topic(const QString &leaf) const;
     // Messages handed to the broker connection (state included).
@@ -41,8 +43,12 @@ public:
 private:
     void onLink(bool up, const QString &reason);
     void onValues(const LiveValues &values);
-    void onFault(LineWatch::FaultKind kind, int code, int previous);
-    void onShift(const ShiftCounts &shift);
+    void shiftRecorded(const History::ShiftRecord &shift) override;
+    void faultRecorded(const History::FaultRecord &fault) override;
+    void changeRecorded(const History::ChangeRecord &change) override;
+    // Writes others recorded in the store (the window, the command line)
+    // while the monitor did not hold the port.
+    void publishNewChanges();
     void onBroker(bool connected, const QString &reason);
     void onDelivered(int mid);
     void flushOutbox();
@@ -53,12 +59,12 @@ private:
     QString now() const;
 
     LineMonitor &m_monitor;
+    History::HistoryRecorder &m_recorder;
     MqttClient &m_mqtt;
     Outbox *m_outbox;
     Clock &m_clock;
     QString m_line;
     QString m_programDir;
-    std::function<QDateTime()> m_wallClock;
     StateThrottle m_throttle;
     // Outbox rows handed to libmosquitto and not yet acknowledged, by mid.
     QHash<int, qint64> m_inFlight;
@@ -66,6 +72,8 @@ private:
     // Events kept only in memory when the outbox could not take them.
     QList<Outbox::Message> m_unkept;
     QTimer m_stateTimer;
+    QTimer m_changeTimer;
+    qint64 m_lastChangeId = -1;
     enum class LinkSeen { Never, Up, Lost };
     LinkSeen m_linkSeen = LinkSeen::Never;
     QString m_statusSent;

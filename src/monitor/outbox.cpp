@@ -31,7 +31,9 @@ bool Outbox::open(const QString &databasePath, QString *why)
     if (!db.open() || !q.exec(QStringLiteral("PRAGMA journal_mode=WAL")) ||
         !q.exec(QStringLiteral("CREATE TABLE IF NOT EXISTS monitor_outbox ("
                                "id INTEGER PRIMARY KEY AUTOINCREMENT, topic TEXT NOT NULL, "
-                               "payload BLOB NOT NULL)"))) {
+                               "payload BLOB NOT NULL)")) ||
+        !q.exec(QStringLiteral("CREATE TABLE IF NOT EXISTS monitor_mark ("
+                               "name TEXT PRIMARY KEY, value INTEGER NOT NULL)"))) {
         if (why)
             *why = databasePath + QStringLiteral(": ") +
                    (db.isOpen() ? q.lastError().text() : db.lastError().text());
@@ -72,4 +74,22 @@ QList<Outbox::Message> Outbox::pending() const
     while (q.next())
         messages.append({q.value(0).toLongLong(), q.value(1).toString(), q.value(2).toByteArray()});
     return messages;
+}
+
+qint64 Outbox::mark(const QString &name, qint64 absent) const
+{
+    QSqlQuery q(QSqlDatabase::database(m_connection, false));
+    q.prepare(QStringLiteral("SELECT value FROM monitor_mark WHERE name = ?"));
+    q.addBindValue(name);
+    return q.exec() && q.next() ? q.value(0).toLongLong() : absent;
+}
+
+void Outbox::setMark(const QString &name, qint64 value)
+{
+    QSqlQuery q(QSqlDatabase::database(m_connection, false));
+    q.prepare(QStringLiteral("INSERT OR REPLACE INTO monitor_mark (name, value) VALUES (?, ?)"));
+    q.addBindValue(name);
+    q.addBindValue(value);
+    if (!q.exec())
+        qCWarning(lcOutbox) << "mark" << name << "not kept:" << q.lastError().text();
 }

@@ -25,6 +25,9 @@ public:
     void remove(qint64 id);
     // Oldest first.
     QList<Message> pending() const;
+    // Small numbers the monitor keeps between runs (the last change sent).
+    qint64 mark(const QString &name, qint64 absent) const;
+    void setMark(const QString &name, qint64 value);
 
 private:
     QString m_connection;

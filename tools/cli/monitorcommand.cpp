@@ -7,6 +7,8 @@
 #include "comm/operatorprompt.h"
 #include "comm/posixserialport.h"
 #include "comm/rscomm.h"
+#include "history/historyrecorder.h"
+#include "history/historystore.h"
 #include "monitor/linemonitor.h"
 #include "monitor/monitorconfig.h"
 #include "monitor/monitorservice.h"
@@ -17,7 +19,6 @@
 #include <QDir>
 #include <QLoggingCategory>
 #include <QSocketNotifier>
-#include <QStandardPaths>
 
 #include <csignal>
 #include <sys/socket.h>
@@ -53,12 +54,6 @@ void onStopSignal(int)
 {
     const char c = 1;
     [[maybe_unused]] const auto n = ::write(stopPipe[1], &c, 1);
-}
-
-QString defaultDatabase()
-{
-    const QString data = QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation);
-    return QDir(data).filePath(QStringLiteral("kestro/history.sqlite"));
 }
 
 } // namespace
@@ -111,17 +106,30 @@ int runMonitorCommand(const QStringList &args, const QString &programDir, int po
                    speedOverride ? speedOverride : config.speed);
     RSComm comm(clock, prompt, programDir);
 
-    const QString database = config.database.isEmpty() ? defaultDatabase() : config.database;
+    // Recording is best effort: without a usable file the history and the
+    // outbox live in memory, and the line is still watched and published.
+    History::HistoryStore store;
+    store.setProblemHandler([](const QString &problem) {
+        qCWarning(lcMonitor).noquote() << "history:" << problem;
+    });
+    QString database =
+        config.database.isEmpty() ? History::HistoryStore::defaultPath(programDir) : config.database;
+    if (!store.open(database)) {
+        qCWarning(lcMonitor).noquote() << "history kept in memory only:" << store.lastError();
+        database = QStringLiteral(":memory:");
+        store.open(database);
+    }
     Outbox outbox;
     const bool outboxOpen = outbox.open(database, &why);
     if (!outboxOpen)
         qCWarning(lcMonitor).noquote()
             << "messages for the broker are kept in memory only:" << why;
+    History::HistoryRecorder recorder(store);
 
     MqttClient client;
     LineMonitor monitor(comm, port, clock, config.pollMs);
-    MonitorService service(monitor, client, outboxOpen ? &outbox : nullptr, clock, config.line,
-                           programDir, [] { return QDateTime::currentDateTimeUtc(); });
+    MonitorService service(monitor, recorder, client, outboxOpen ? &outbox : nullptr, clock,
+                           config.line, programDir);
     if (!config.mqtt.isEmpty()) {
         MqttClient::Settings settings;
         settings.url = url;
