@@ -46,6 +46,9 @@ public:
 
     SerialError lastError() const override { return m_error; }
     QString deviceName() const override;
+    QString holder() const override { return m_holder; }
+    // The process holding a lock on the file at path, from /proc/locks.
+    static QString lockHolder(const QString &path);
 
 private:
     // Bytes read from the device and not yet taken. Fixed storage: taking
@@ -78,6 +81,7 @@ private:
     // Waits, bounded, until the device has sent what we queued.
     void drainOutput();
     void release();
+    void busy(const QByteArray &path);
 
     Clock &m_clock;
     QString m_programDir;
@@ -93,4 +97,5 @@ private:
     bool m_hungUp = false; // closed by its device: m_device still names it
     InputBuffer m_input;
     SerialError m_error = SerialError::None;
+    QString m_holder;
 };

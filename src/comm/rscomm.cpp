@@ -102,7 +102,10 @@ void RSComm::OpenRSComm(SerialPort &commObj)
                          .arg(static_cast<int>(error))
                          .arg(QStringLiteral("KESTRO"))
                          .arg(serialErrorText(error) + QStringLiteral(" (") + commObj.deviceName() +
-                              QLatin1Char(')')),
+                              QLatin1Char(')') +
+                              (commObj.holder().isEmpty()
+                                   ? QString()
+                                   : QStringLiteral(": ") + commObj.holder())),
                      PromptIcon::Critical, PromptButtons::Ok);
         return;
     }

@@ -47,4 +47,7 @@ public:
     virtual SerialError lastError() const = 0;
     // Device behind the port number, for messages and the settings window.
     virtual QString deviceName() const = 0;
+    // After a failed open of a busy device: the program that holds it
+    // ("kestro-cli monitor --line L1, process 812"), empty when unknown.
+    virtual QString holder() const { return {}; }
 };

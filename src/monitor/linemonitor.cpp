@@ -37,7 +37,8 @@ bool LineMonitor::openLink()
         QString reason;
         if (!m_port.isOpen() && m_port.lastError() != SerialError::None)
             reason = QStringLiteral("cannot use %1: %2")
-                         .arg(m_port.deviceName(), serialErrorText(m_port.lastError()));
+                         .arg(m_port.deviceName(), serialErrorText(m_port.lastError())) +
+                     (m_port.holder().isEmpty() ? QString() : QStringLiteral(": ") + m_port.holder());
         else
             reason = QStringLiteral("no answer from the board on ") + m_port.deviceName();
         if (m_port.isOpen())

@@ -1,6 +1,7 @@
 #include "fakes/boardsimprocess.h"
 #include "fakes/mosquittobroker.h"
 #include "fakes/programrun.h"
+#include "history/historystore.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -217,6 +218,35 @@ private slots:
         QCOMPARE(links.first()[u"active"].toBool(), true);
         QCOMPARE(links.last()[u"active"].toBool(), false);
         QCOMPARE(m_monitor.state(), QProcess::Running);
+    }
+
+    void changeRecordedByAnotherProgramIsPublished()
+    {
+        History::HistoryStore store;
+        QVERIFY(store.open(m_dir.filePath(QStringLiteral("history.sqlite"))));
+        History::ChangeRecord change;
+        change.reg = QStringLiteral("B1000");
+        change.oldValue = QStringLiteral("12");
+        change.newValue = QStringLiteral("15");
+        change.origin = QStringLiteral("command write");
+        change.accepted = true;
+        QVERIFY(store.recordChange(change) > 0);
+        QVERIFY(m_sub.waitFor([&](const auto &) { return !events("change").isEmpty(); }, 15000));
+        settle(6000); // one more look at the store: still once
+        const auto changes = events("change");
+        QCOMPARE(changes.size(), 1);
+        QCOMPARE(changes[0][u"register"].toString(), QStringLiteral("B1000"));
+        QCOMPARE(changes[0][u"old"].toString(), QStringLiteral("12"));
+        QCOMPARE(changes[0][u"new"].toString(), QStringLiteral("15"));
+    }
+
+    void portHeldByTheMonitorNamesIt()
+    {
+        const ProgramRun r = ProgramRun::cli(kPort, {QStringLiteral("read"), QStringLiteral("W98")});
+        QCOMPARE(r.exitCode, 3);
+        QVERIFY2(r.err.contains(QStringLiteral("kestro-cli monitor --port %1").arg(kPort)) &&
+                     r.err.contains(QStringLiteral("process %1").arg(m_monitor.processId())),
+                 qPrintable(r.err));
     }
 
     void configOthersMayReadIsRefused()

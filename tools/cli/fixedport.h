@@ -29,6 +29,7 @@ public:
     bool waitForByte(qint64 deadlineMs) override { return m_device.waitForByte(deadlineMs); }
     SerialError lastError() const override { return m_device.lastError(); }
     QString deviceName() const override { return m_device.deviceName(); }
+    QString holder() const override { return m_device.holder(); }
 
 private:
     SerialPort &m_device;

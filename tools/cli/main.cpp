@@ -293,7 +293,10 @@ int main(int argc, char *argv[])
                        comm.OpenRSComm(port);
                        if (!comm.OnlineMode && !port.isOpen())
                            err << "kestro-cli: cannot use " << port.deviceName() << ": "
-                               << serialErrorText(port.lastError()) << Qt::endl;
+                               << serialErrorText(port.lastError())
+                               << (port.holder().isEmpty() ? QString()
+                                                           : QStringLiteral(": ") + port.holder())
+                               << Qt::endl;
                        else if (!comm.OnlineMode)
                            err << "kestro-cli: no answer from the board on " << port.deviceName()
                                << Qt::endl;
