@@ -13,6 +13,13 @@ endforeach()
 install(DIRECTORY Support Help DESTINATION ${KESTRO_INSTALL_DIR}
         FILE_PERMISSIONS OWNER_READ OWNER_WRITE GROUP_READ WORLD_READ)
 install(FILES packaging/kestro.desktop DESTINATION ${CMAKE_INSTALL_DATADIR}/applications)
+# The monitor service, one instance per line (kestro-monitor@line3).
+if(TARGET kestro_monitor)
+  install(FILES packaging/kestro-monitor@.service DESTINATION lib/systemd/system)
+  install(FILES packaging/monitor.conf.example DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples)
+  set(CPACK_DEBIAN_PACKAGE_CONTROL_EXTRA
+      ${CMAKE_SOURCE_DIR}/packaging/postinst ${CMAKE_SOURCE_DIR}/packaging/postrm)
+endif()
 install(FILES src/app/icons/kestro.svg
         DESTINATION ${CMAKE_INSTALL_DATADIR}/icons/hicolor/scalable/apps)
 
@@ -53,7 +60,8 @@ colour-control station over RS-232: live machine data, set-up parameters,
 shift counts, data files, reports, fault codes and program download.
 
 The package holds the window program kestro, the command-line tool
-kestro-cli and the board simulator kestro-boardsim.")
+kestro-cli with its line monitor for an MQTT broker (the systemd service
+kestro-monitor@LINE) and the board simulator kestro-boardsim.")
 set(CPACK_DEBIAN_PACKAGE_RELEASE 1)
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
@@ -62,7 +70,7 @@ set(CPACK_DEBIAN_PACKAGE_PRIORITY optional)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 # The window program draws its icons through the SVG library and needs a
 # platform plugin; neither shows up as a linked library of every program.
-set(CPACK_DEBIAN_PACKAGE_DEPENDS "qt6-qpa-plugins")
+set(CPACK_DEBIAN_PACKAGE_DEPENDS "qt6-qpa-plugins, libqt6sql6-sqlite, adduser")
 set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "fonts-liberation")
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 set(CPACK_STRIP_FILES ON)

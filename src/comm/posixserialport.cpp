@@ -127,7 +127,9 @@ QString PosixSerialPort::resolvedDevice(int portNumber, const QString &programDi
 
 QString PosixSerialPort::deviceName() const
 {
-    return m_fd >= 0 || m_hungUp ? m_device : resolvedDevice(m_portNumber, m_programDir);
+    if (m_fd >= 0 || m_hungUp)
+        return m_device;
+    return m_fixedDevice.isEmpty() ? resolvedDevice(m_portNumber, m_programDir) : m_fixedDevice;
 }
 
 bool PosixSerialPort::open()
@@ -137,8 +139,9 @@ bool PosixSerialPort::open()
     m_input.clear();
     m_hungUp = false;
     m_holder.clear();
-    m_device = resolvedDevice(m_portNumber, m_programDir);
-    const QByteArray path = QFile::encodeName(devicePathFor(m_portNumber, m_programDir));
+    m_device = m_fixedDevice.isEmpty() ? resolvedDevice(m_portNumber, m_programDir) : m_fixedDevice;
+    const QByteArray path = QFile::encodeName(
+        m_fixedDevice.isEmpty() ? devicePathFor(m_portNumber, m_programDir) : m_fixedDevice);
     const int fd = ::open(path.constData(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
     if (fd < 0) {
         const int e = errno;

@@ -30,6 +30,9 @@ public:
     static constexpr int CloseDrainMs = 500;
 
     void setPortNumber(int number) override { m_portNumber = number; }
+    // A device named outright (a service's config file) wins over the port
+    // number's link.
+    void setFixedDevice(const QString &path) { m_fixedDevice = path; }
     int portNumber() const override { return m_portNumber; }
     void setBaudRate(int baud) override { m_baud = baud; }
     int baudRate() const override { return m_baud; }
@@ -98,4 +101,5 @@ private:
     InputBuffer m_input;
     SerialError m_error = SerialError::None;
     QString m_holder;
+    QString m_fixedDevice;
 };

@@ -80,6 +80,8 @@ bool MonitorConfig::load(const QString &path, MonitorConfig &config, QString *wh
         else if (key == u"speed")
             good = number(9600, 19200, config.speed) &&
                    (config.speed == 9600 || config.speed == 19200);
+        else if (key == u"device")
+            config.device = value;
         else if (key == u"mqtt")
             config.mqtt = value;
         else if (key == u"username")

@@ -22,6 +22,7 @@ struct MonitorConfig {
     QString line;
     int port = 0;  // 0: the port of the settings file
     int speed = 0; // 0: the speed of the settings file
+    QString device; // the serial device itself, instead of a port number
     QString mqtt;  // broker URL; empty: no broker
     QString username;
     QString password;

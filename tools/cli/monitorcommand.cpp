@@ -102,6 +102,8 @@ int runMonitorCommand(const QStringList &args, const QString &programDir, int po
     SteadyClock clock;
     MonitorPrompt prompt;
     PosixSerialPort device(clock, programDir);
+    if (!portOverride)
+        device.setFixedDevice(config.device);
     FixedPort port(device, portOverride ? portOverride : config.port,
                    speedOverride ? speedOverride : config.speed);
     RSComm comm(clock, prompt, programDir);
