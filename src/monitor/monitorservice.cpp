@@ -93,17 +93,22 @@ void MonitorService::flushOutbox()
 {
     if (!m_mqtt.isConnected())
         return;
-    QList<Outbox::Message> pending = m_unkept;
+    // Rows handed over before stay with libmosquitto, which sends them again
+    // after a reconnection, in order, until the broker acknowledges them.
+    QList<Outbox::Message> pending;
+    for (const Outbox::Message &m : std::as_const(m_unkept))
+        if (!m_handedRows.contains(m.id))
+            pending.append(m);
     if (m_outbox)
-        pending += m_outbox->pending();
-    for (const Outbox::Message &message : pending) {
-        if (m_handedRows.contains(message.id))
-            continue;
+        pending += m_outbox->pending(m_lastHandedId);
+    for (const Outbox::Message &message : std::as_const(pending)) {
         const int mid = m_mqtt.publish(message.topic, message.payload, false);
         if (mid <= 0)
             return; // kept; tried again with the next event or connection
         m_inFlight.insert(mid, message.id);
         m_handedRows.insert(message.id);
+        if (message.id > 0)
+            m_lastHandedId = message.id;
         ++m_handed;
     }
 }

@@ -69,6 +69,7 @@ private:
     // Outbox rows handed to libmosquitto and not yet acknowledged, by mid.
     QHash<int, qint64> m_inFlight;
     QSet<qint64> m_handedRows;
+    qint64 m_lastHandedId = 0;
     // Events kept only in memory when the outbox could not take them.
     QList<Outbox::Message> m_unkept;
     QTimer m_stateTimer;

@@ -28,7 +28,10 @@ bool Outbox::open(const QString &databasePath, QString *why)
     // The history store writes the same file: wait for it rather than fail.
     db.setConnectOptions(QStringLiteral("QSQLITE_BUSY_TIMEOUT=2000"));
     QSqlQuery q(db);
+    // In WAL a commit needs no sync of its own: a power cut may cost the
+    // last messages, never the file.
     if (!db.open() || !q.exec(QStringLiteral("PRAGMA journal_mode=WAL")) ||
+        !q.exec(QStringLiteral("PRAGMA synchronous=NORMAL")) ||
         !q.exec(QStringLiteral("CREATE TABLE IF NOT EXISTS monitor_outbox ("
                                "id INTEGER PRIMARY KEY AUTOINCREMENT, topic TEXT NOT NULL, "
                                "payload BLOB NOT NULL)")) ||
@@ -65,11 +68,14 @@ void Outbox::remove(qint64 id)
                             << "not removed:" << q.lastError().text();
 }
 
-QList<Outbox::Message> Outbox::pending() const
+QList<Outbox::Message> Outbox::pending(qint64 afterId) const
 {
     QList<Message> messages;
     QSqlQuery q(QSqlDatabase::database(m_connection, false));
-    if (!q.exec(QStringLiteral("SELECT id, topic, payload FROM monitor_outbox ORDER BY id")))
+    q.prepare(QStringLiteral("SELECT id, topic, payload FROM monitor_outbox WHERE id > ? "
+                             "ORDER BY id"));
+    q.addBindValue(afterId);
+    if (!q.exec())
         return messages;
     while (q.next())
         messages.append({q.value(0).toLongLong(), q.value(1).toString(), q.value(2).toByteArray()});

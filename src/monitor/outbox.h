@@ -23,8 +23,8 @@ public:
     // published all the same, just not kept).
     qint64 add(const QString &topic, const QByteArray &payload);
     void remove(qint64 id);
-    // Oldest first.
-    QList<Message> pending() const;
+    // Oldest first; only those after the given id.
+    QList<Message> pending(qint64 afterId = 0) const;
     // Small numbers the monitor keeps between runs (the last change sent).
     qint64 mark(const QString &name, qint64 absent) const;
     void setMark(const QString &name, qint64 value);

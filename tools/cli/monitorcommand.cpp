@@ -163,8 +163,9 @@ int runMonitorCommand(const QStringList &args, const QString &programDir, int po
 
     monitor.start();
     QCoreApplication::exec();
-    qCInfo(lcMonitor) << "stopping";
     monitor.stop();
+    qCInfo(lcMonitor) << "stopping after" << monitor.registerReads() << "register reads,"
+                      << service.messagesHanded() << "messages handed to the broker";
     client.stop();
     return CliExit::Ok;
 }
