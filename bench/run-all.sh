@@ -21,4 +21,9 @@ echo "== bench_link"
 echo
 echo "== bench_displays ($seconds s a window)"
 "$bin/bench_displays" "$seconds" || status=1
+if [ -x "$bin/bench_monitor" ]; then
+  echo
+  echo "== bench_monitor (60 s)"
+  "$bin/bench_monitor" 60 || status=1
+fi
 exit $status
