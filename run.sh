@@ -4,7 +4,7 @@
 set -euo pipefail
 top=$(cd "$(dirname "$0")" && pwd)
 # Only the programs: the tests are test.sh's business.
-"$top/tools/scripts/build.sh" kestro kestro-cli kestro-boardsim
+"$top/tools/scripts/build.sh" kestro kestro-cli kestro-boardsim kestro-historyfill
 bin="$top/build/bin"
 
 if [ -x "$bin/kestro" ] && [ -f "$top/tools/run-kestro.sh" ]; then

@@ -19,6 +19,9 @@ status=0
 echo "== bench_link"
 "$bin/bench_link" || status=1
 echo
+echo "== bench_history"
+"$bin/bench_history" || status=1
+echo
 echo "== bench_displays ($seconds s a window)"
 "$bin/bench_displays" "$seconds" || status=1
 if [ -x "$bin/bench_monitor" ]; then

@@ -39,10 +39,18 @@ if [ -e "$link" ] || [ -L "$link" ]; then
 fi
 
 mkdir -p "$bin/Support"
+# The demo keeps its own history, filled with three made-up weeks the first
+# time, so View > History (F6) has something to show; a real board's
+# history is never mixed with it.
+export KESTRO_HISTORY="$bin/Support/demo-history.sqlite"
+if [ ! -e "$KESTRO_HISTORY" ] && [ -x "$bin/kestro-historyfill" ]; then
+  "$bin/kestro-historyfill" "$KESTRO_HISTORY" --weeks 3 >/dev/null
+fi
 start_simulator "$bin" "$link" --pace "$speed"
 trap 'exit 130' INT TERM HUP
 echo "Simulated T6800 board on $sim_pty as port $port at $speed baud."
-echo "Choose View > Online Data (F3) to go online."
+echo "Choose View > Online Data (F3) to go online, View > History (F6) for the history"
+echo "(kept in $KESTRO_HISTORY)."
 status=0
 "$bin/kestro" "$@" || status=$?
 exit "$status"

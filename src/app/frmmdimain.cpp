@@ -1,5 +1,7 @@
 #include "frmmdimain.h"
 
+#include "historywiring.h"
+
 #include "childform.h"
 #include "childforms.h"
 #include "comm/frmsetupcomm.h"
@@ -87,6 +89,8 @@ frmMDIMain::frmMDIMain(const Collaborators &with, QWidget *parent)
     createMenus();
     createToolbar();
     createStatusBar();
+    m_history = new HistoryWiring(*m_util, *this);
+    m_history->addMenuItems(mnuFile, mnuFileExport, mnuView);
 
     tmrBackgroungUpdate = new QTimer(this);
     tmrBackgroungUpdate->setInterval(BackgroundIntervalMs);
@@ -653,7 +657,9 @@ void frmMDIMain::RunTransfer(int mode)
     m_util->gTransferMode = qint16(mode);
     frmProcessing window(*transferMode, *m_util->gRSComm, m_util->gData.gCurrentData, m_prompt,
                          this);
+    m_history->transferStarting(mode);
     window.exec();
+    m_history->transferEnded(mode);
 }
 
 bool frmMDIMain::AskUploadFirst()
@@ -852,6 +858,7 @@ void frmMDIMain::tmrBackgroungUpdate_Timer()
     if (comm.linkBusy())
         return;
     if (!comm.OnlineMode) {
+        m_history->cycleOffline(comm.CommError);
         m_util->gSystemMessage = QStringLiteral("Set-up Program is Currently OFFLINE");
         sbrMain[0]->setText(StatusPrefix + (comm.CommError
                                                 ? QStringLiteral("Comm Fault with T6800")
@@ -860,10 +867,14 @@ void frmMDIMain::tmrBackgroungUpdate_Timer()
     }
     // The window that met the error switches the program offline; the
     // following ticks report it.
-    if (comm.CommError)
+    if (comm.CommError) {
+        m_history->cycleOffline(true);
         return;
+    }
 
     const qint16 fault = comm.FaultCode();
+    m_history->cycleOnline(comm.CommError ? -1 : fault,
+                           fault > 0 ? comm.FaultDescription(fault) : QString());
     if (fault > 0) {
         // Once per fault episode, and never a second box over the first.
         if (!FaultMsgShown && !m_faultBoxOpen) {

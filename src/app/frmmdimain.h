@@ -12,6 +12,7 @@
 class ChildForm;
 class Clock;
 class FileDialogs;
+class HistoryWiring;
 class OperatorPrompt;
 class PrinterDialog;
 class QAction;
@@ -50,6 +51,7 @@ public:
     ~frmMDIMain() override;
 
     ModUtility &util() { return *m_util; }
+    HistoryWiring &history() { return *m_history; }
 
     // Public fields other windows read.
     QString gFileNameCaption;
@@ -190,4 +192,5 @@ private:
     bool m_faultBoxOpen = false;
     bool m_shuttingDown = false;
     QTimer *m_clockTimer;
+    HistoryWiring *m_history = nullptr;
 };

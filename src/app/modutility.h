@@ -5,6 +5,11 @@
 #include <QString>
 
 class Clock;
+namespace History
+{
+class HistoryRecorder;
+class WriteAudit;
+} // namespace History
 class OperatorPrompt;
 class QLineEdit;
 class QWidget;
@@ -44,6 +49,9 @@ public:
     bool gPrintSetupParameters = true;
     bool gPrintShiftDataCounts = true;
     bool gPrintLabelData = false;
+    // The history's audit of writes and its recorder; null when not kept.
+    History::WriteAudit *gAudit = nullptr;
+    History::HistoryRecorder *gRecorder = nullptr;
 
     OperatorPrompt &prompt() const { return m_prompt; }
     Clock &clock() const { return m_clock; }

@@ -1,5 +1,7 @@
 #include "displayform.h"
 
+#include "history/writeaudit.h"
+
 #include "app/modutility.h"
 #include "comm/rscomm.h"
 
@@ -183,12 +185,14 @@ void DisplayForm::onlinePass()
 
 void DisplayForm::writeIfOnline(const QString &address, const QString &text)
 {
+    const History::WriteAudit::Origin origin(m_util.gAudit, QStringLiteral("window ") + windowTitle());
     if (comm().OnlineMode && !comm().CommError)
         comm().RSWrite(address, text);
 }
 
 void DisplayForm::writeCommand(const QString &address, const QString &text)
 {
+    const History::WriteAudit::Origin origin(m_util.gAudit, QStringLiteral("window ") + windowTitle());
     if (!comm().CommError)
         comm().RSWrite(address, text);
 }

@@ -1,5 +1,7 @@
 #include "frmdata.h"
 
+#include "history/historyrecorder.h"
+
 #include "app/modutility.h"
 #include "comm/rscomm.h"
 #include "displaytext.h"
@@ -218,6 +220,9 @@ frmData::frmData(ModUtility &util, QWidget *parent) : DisplayForm(util, parent)
     });
     new MomentaryCommand(cmdEndofShift, [this](const QString &bit) {
         writeCommand(LiveRegister::EndOfShiftFlag, bit);
+        // The next change of the last-shift counts is this shift, ended here.
+        if (m_util.gRecorder && bit == u"1" && !comm().CommError)
+            m_util.gRecorder->shiftEndedByProgram();
     });
 
     connect(tbsData, &QTabBar::currentChanged, this, [this](int page) {

@@ -1,5 +1,8 @@
 #include "frmsetup.h"
 
+#include "history/itemdiff.h"
+#include "history/writeaudit.h"
+
 #include "app/modutility.h"
 #include "comm/operatorprompt.h"
 #include "comm/rscomm.h"
@@ -276,6 +279,9 @@ void frmSetup::unloaded()
 void frmSetup::store(int k, const QString &text)
 {
     m_util.gData.gCurrentData.Value[Item::FirstSetupParameter + k] = roundedTextValue(text);
+    const History::WriteAudit::Origin origin(
+        m_util.gAudit, QStringLiteral("window Set-Up, field ") +
+                           History::itemCaption(Item::FirstSetupParameter + k));
     writeIfOnline(setupParameters()[k].Register, text);
 }
 

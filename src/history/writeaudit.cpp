@@ -57,9 +57,11 @@ void WriteAudit::valueWritten(const QString &add, const QString &written, bool d
 
 WriteAudit::Origin::Origin(WriteAudit *audit, const QString &origin) : m_audit(audit)
 {
+    // The outer one names it: a field's write goes through its window's.
     if (m_audit) {
         m_previous = m_audit->m_origin;
-        m_audit->m_origin = origin;
+        if (m_previous.isEmpty())
+            m_audit->m_origin = origin;
     }
 }
 

@@ -29,7 +29,8 @@ public:
     void setLastKnown(const QString &add, const QString &value);
     QString lastKnown(const QString &add) const { return m_lastKnown.value(add); }
 
-    // Names the origin of the writes made while it lives.
+    // Names the origin of the writes made while it lives, unless one around
+    // it already did.
     class Origin
     {
     public:
