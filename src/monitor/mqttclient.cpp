@@ -3,6 +3,7 @@
 #include <QFile>
 #include <QLoggingCategory>
 #include <QMetaObject>
+#include <QTimer>
 
 #include <mosquitto.h>
 
@@ -78,18 +79,39 @@ bool MqttClient::start(const Settings &settings, QString *why)
                            settings.willPayload.constData(), 1, true) != MOSQ_ERR_SUCCESS)
         return fail(QStringLiteral("bad will topic ") + settings.willTopic);
 
-    // A broker that is down now is retried by the loop; only a URL that
-    // cannot work at all is an error here.
-    const int rc = mosquitto_connect_async(m_mosq, settings.url.host.toUtf8().constData(),
-                                           settings.url.port, 30);
-    if (rc == MOSQ_ERR_INVAL)
-        return fail(QStringLiteral("bad broker address ") + settings.url.text());
-    if (rc != MOSQ_ERR_SUCCESS)
-        qCInfo(lcMqtt) << "broker" << settings.url.text()
-                       << "not reached yet:" << mosquitto_strerror(rc);
-    if (mosquitto_loop_start(m_mosq) != MOSQ_ERR_SUCCESS)
-        return fail(QStringLiteral("cannot start the MQTT network thread"));
     m_started = true;
+    return firstConnect(why);
+}
+
+bool MqttClient::firstConnect(QString *why)
+{
+    // libmosquitto's own loop reconnects a connection that was up; one that
+    // never came up (the broker not started yet when the PC boots) is
+    // retried here, with the same back-off, until it does.
+    const int rc = mosquitto_connect_async(m_mosq, m_settings.url.host.toUtf8().constData(),
+                                           m_settings.url.port, 30);
+    if (rc == MOSQ_ERR_INVAL) {
+        if (why)
+            *why = QStringLiteral("bad broker address ") + m_settings.url.text();
+        return false;
+    }
+    if (rc != MOSQ_ERR_SUCCESS) {
+        if (m_retryMs == 1000)
+            qCInfo(lcMqtt) << "broker" << m_settings.url.text()
+                           << "not reached yet:" << mosquitto_strerror(rc) << "- retrying";
+        QTimer::singleShot(int(m_retryMs), this, [this]() {
+            if (m_started && !m_loopRunning)
+                firstConnect(nullptr);
+        });
+        m_retryMs = qMin<qint64>(m_retryMs * 2, 60000);
+        return true;
+    }
+    if (mosquitto_loop_start(m_mosq) != MOSQ_ERR_SUCCESS) {
+        if (why)
+            *why = QStringLiteral("cannot start the MQTT network thread");
+        return false;
+    }
+    m_loopRunning = true;
     return true;
 }
 
@@ -101,7 +123,9 @@ void MqttClient::stop()
     if (m_connected.load() && !m_settings.willTopic.isEmpty())
         publish(m_settings.willTopic, m_settings.willPayload, true);
     mosquitto_disconnect(m_mosq);
-    mosquitto_loop_stop(m_mosq, false);
+    if (m_loopRunning)
+        mosquitto_loop_stop(m_mosq, false);
+    m_loopRunning = false;
     m_connected = false;
 }
 

@@ -54,6 +54,7 @@ signals:
     void delivered(int mid);
 
 private:
+    bool firstConnect(QString *why);
     static void onConnect(mosquitto *, void *self, int rc);
     static void onDisconnect(mosquitto *, void *self, int rc);
     static void onPublish(mosquitto *, void *self, int mid);
@@ -62,4 +63,6 @@ private:
     Settings m_settings;
     std::atomic<bool> m_connected{false};
     bool m_started = false;
+    bool m_loopRunning = false;
+    qint64 m_retryMs = 1000;
 };

@@ -73,12 +73,9 @@ private slots:
     void initTestCase()
     {
         QVERIFY(m_dir.isValid());
-        QVERIFY(m_broker.start(m_dir.path(), kUser, kPassword));
         QVERIFY(m_sim.startOnCliPort(kPort, {QStringLiteral("--frozen")}));
         QCOMPARE(m_sim.command(QStringLiteral("set D1100 424242")), QStringLiteral("ok"));
         QCOMPARE(m_sim.command(QStringLiteral("set W112 1480")), QStringLiteral("ok"));
-        QVERIFY(m_sub.start(m_broker.port(), QStringLiteral("test-sub"), kUser, kPassword,
-                            QStringLiteral("kestro/L7/#")));
         const QString config = writeConfig(QStringLiteral("l7.conf"),
                                            QFile::ReadOwner | QFile::WriteOwner);
         ProgramRun::start(m_monitor, QStringLiteral("kestro-cli"),
@@ -86,6 +83,11 @@ private slots:
                            QString::number(kPort), QStringLiteral("--mqtt"), m_broker.url(),
                            QStringLiteral("--config"), config});
         QVERIFY(m_monitor.waitForStarted(5000));
+        // The broker comes up after the monitor, as after a power cut.
+        QTest::qWait(1500);
+        QVERIFY(m_broker.start(m_dir.path(), kUser, kPassword));
+        QVERIFY(m_sub.start(m_broker.port(), QStringLiteral("test-sub"), kUser, kPassword,
+                            QStringLiteral("kestro/L7/#")));
         QVERIFY(m_sub.waitFor(
             [&](const auto &) {
                 const auto status = m_sub.messages(topic("status"));

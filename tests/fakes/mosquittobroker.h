@@ -29,12 +29,8 @@ public:
     bool start(const QString &folder, const QString &user, const QString &password)
     {
         m_folder = folder;
-        if (m_port == 0) {
-            QTcpServer probe;
-            if (!probe.listen(QHostAddress::LocalHost, 0))
-                return false;
-            m_port = probe.serverPort();
-        }
+        if (port() == 0)
+            return false;
         const QString passwords = QDir(folder).filePath(QStringLiteral("passwd"));
         if (!QFile::exists(passwords) &&
             QProcess::execute(QStringLiteral("mosquitto_passwd"),
@@ -82,8 +78,17 @@ public:
         m_process.waitForFinished(2000);
     }
 
-    int port() const { return m_port; }
-    QString url() const { return QStringLiteral("mqtt://127.0.0.1:%1").arg(m_port); }
+    // A port that was free when first asked for, kept across restarts.
+    int port()
+    {
+        if (m_port == 0) {
+            QTcpServer probe;
+            if (probe.listen(QHostAddress::LocalHost, 0))
+                m_port = probe.serverPort();
+        }
+        return m_port;
+    }
+    QString url() { return QStringLiteral("mqtt://127.0.0.1:%1").arg(port()); }
 
 private:
     QProcess m_process;
