@@ -29,4 +29,9 @@ echo "== bench_displays ($seconds s a window)"
 echo
 echo "== fault_matrix"
 python3 "$top/bench/fault_matrix.py" "$bin" || status=1
+if [ -x "$bin/bench_monitor" ]; then
+  echo
+  echo "== bench_monitor (60 s)"
+  "$bin/bench_monitor" 60 || status=1
+fi
 exit $status

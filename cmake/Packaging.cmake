@@ -15,6 +15,13 @@ install(DIRECTORY Support Help DESTINATION ${KESTRO_INSTALL_DIR}
 install(FILES packaging/kestro.desktop DESTINATION ${CMAKE_INSTALL_DATADIR}/applications)
 # FTDI adapters at a 1 ms latency timer when plugged in (README: the link).
 install(FILES packaging/60-kestro-ftdi-latency.rules DESTINATION lib/udev/rules.d)
+# The monitor service, one instance per line (kestro-monitor@line3).
+if(TARGET kestro_monitor)
+  install(FILES packaging/kestro-monitor@.service DESTINATION lib/systemd/system)
+  install(FILES packaging/monitor.conf.example DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples)
+  set(CPACK_DEBIAN_PACKAGE_CONTROL_EXTRA
+      ${CMAKE_SOURCE_DIR}/packaging/postinst ${CMAKE_SOURCE_DIR}/packaging/postrm)
+endif()
 install(FILES src/app/icons/kestro.svg
         DESTINATION ${CMAKE_INSTALL_DATADIR}/icons/hicolor/scalable/apps)
 
@@ -55,7 +62,8 @@ colour-control station over RS-232: live machine data, set-up parameters,
 shift counts, data files, reports, fault codes and program download.
 
 The package holds the window program kestro, the command-line tool
-kestro-cli and the board simulator kestro-boardsim.")
+kestro-cli with its line monitor for an MQTT broker (the systemd service
+kestro-monitor@LINE) and the board simulator kestro-boardsim.")
 set(CPACK_DEBIAN_PACKAGE_RELEASE 1)
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
@@ -64,7 +72,7 @@ set(CPACK_DEBIAN_PACKAGE_PRIORITY optional)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 # The window program draws its icons through the SVG library and needs a
 # platform plugin; neither shows up as a linked library of every program.
-set(CPACK_DEBIAN_PACKAGE_DEPENDS "qt6-qpa-plugins")
+set(CPACK_DEBIAN_PACKAGE_DEPENDS "qt6-qpa-plugins, libqt6sql6-sqlite, adduser")
 set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "fonts-liberation")
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 set(CPACK_STRIP_FILES ON)

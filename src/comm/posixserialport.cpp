@@ -16,6 +16,8 @@
 #include <poll.h>
 #include <sys/file.h>
 #include <sys/ioctl.h>
+#include <sys/stat.h>
+#include <sys/sysmacros.h>
 #include <termios.h>
 #include <unistd.h>
 
@@ -45,6 +47,40 @@ QString serialErrorText(SerialError error)
         return QStringLiteral("The device went away");
     case SerialError::IoFailure:
         return QStringLiteral("Input/output error on the port");
+    }
+    return {};
+}
+
+QString PosixSerialPort::lockHolder(const QString &path)
+{
+    struct stat st {};
+    if (::stat(QFile::encodeName(path).constData(), &st) != 0)
+        return {};
+    QFile locks(QStringLiteral("/proc/locks"));
+    if (!locks.open(QIODevice::ReadOnly | QIODevice::Text))
+        return {};
+    // "1: FLOCK  ADVISORY  WRITE 812 00:1a:6 0 EOF": pid, then the file
+    // system's major:minor in hex and the inode.
+    const QString file = QStringLiteral("%1:%2:%3")
+                             .arg(major(st.st_dev), 2, 16, QLatin1Char('0'))
+                             .arg(minor(st.st_dev), 2, 16, QLatin1Char('0'))
+                             .arg(quint64(st.st_ino));
+    // Files in /proc have no size: read to the end, never test atEnd().
+    const QList<QByteArray> lines = locks.readAll().split('\n');
+    for (const QByteArray &line : lines) {
+        const QStringList f = QString::fromLatin1(line).simplified().split(u' ');
+        if (f.size() < 6 || f[5] != file || f[4].toInt() == ::getpid())
+            continue;
+        QFile cmdline(QStringLiteral("/proc/%1/cmdline").arg(f[4]));
+        QStringList args;
+        if (cmdline.open(QIODevice::ReadOnly))
+            for (const QByteArray &a : cmdline.readAll().split('\0'))
+                if (!a.isEmpty())
+                    args << QString::fromLocal8Bit(a);
+        if (!args.isEmpty())
+            args[0] = QFileInfo(args[0]).fileName();
+        return (args.isEmpty() ? QStringLiteral("a program") : args.join(u' ')) +
+               QStringLiteral(", process ") + f[4];
     }
     return {};
 }
@@ -94,6 +130,8 @@ QString PosixSerialPort::deviceName() const
 {
     if (m_fd >= 0 || m_hungUp)
         return m_device;
+    if (!m_fixedDevice.isEmpty())
+        return m_fixedDevice;
     const QString device = resolvedDevice(m_portNumber, m_programDir);
     if (QFileInfo(devicePathFor(m_portNumber, m_programDir)).isSymLink())
         return device;
@@ -113,8 +151,10 @@ bool PosixSerialPort::open()
     m_input.clear();
     m_hungUp = false;
     m_lowLatency = LowLatency::NotOpen;
-    m_device = resolvedDevice(m_portNumber, m_programDir);
-    const QByteArray path = QFile::encodeName(devicePathFor(m_portNumber, m_programDir));
+    m_holder.clear();
+    m_device = m_fixedDevice.isEmpty() ? resolvedDevice(m_portNumber, m_programDir) : m_fixedDevice;
+    const QByteArray path = QFile::encodeName(
+        m_fixedDevice.isEmpty() ? devicePathFor(m_portNumber, m_programDir) : m_fixedDevice);
     const int fd = ::open(path.constData(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
     if (fd < 0) {
         const int e = errno;
@@ -122,6 +162,8 @@ bool PosixSerialPort::open()
                   : (e == EACCES || e == EPERM)                ? SerialError::PermissionDenied
                   : (e == ENOENT || e == ENXIO || e == ENODEV) ? SerialError::NoSuchDevice
                                                                : SerialError::IoFailure;
+        if (e == EBUSY)
+            m_holder = lockHolder(QFile::decodeName(path));
         qCWarning(lcComm) << "cannot open" << path << std::strerror(e);
         return false;
     }
@@ -135,7 +177,8 @@ bool PosixSerialPort::open()
     // does not stop root, so another KESTRO also finds the lock taken.
     if (::flock(fd, LOCK_EX | LOCK_NB) != 0) {
         m_error = SerialError::DeviceBusy;
-        qCWarning(lcComm) << "port held by another program:" << m_device;
+        m_holder = lockHolder(QFile::decodeName(path));
+        qCWarning(lcComm) << "port held by another program:" << m_device << m_holder;
         ::close(fd);
         return false;
     }

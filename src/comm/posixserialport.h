@@ -34,6 +34,9 @@ public:
     static constexpr int CloseDrainMs = 500;
 
     void setPortNumber(int number) override { m_portNumber = number; }
+    // A device named outright (a service's config file) wins over the port
+    // number's link.
+    void setFixedDevice(const QString &path) { m_fixedDevice = path; }
     int portNumber() const override { return m_portNumber; }
     void setBaudRate(int baud) override { m_baud = baud; }
     int baudRate() const override { return m_baud; }
@@ -51,6 +54,9 @@ public:
     SerialError lastError() const override { return m_error; }
     QString deviceName() const override;
     LowLatency lowLatency() const override { return m_lowLatency; }
+    QString holder() const override { return m_holder; }
+    // The process holding a lock on the file at path, from /proc/locks.
+    static QString lockHolder(const QString &path);
 
 private:
     // Bytes read from the device and not yet taken. Fixed storage: taking
@@ -87,6 +93,7 @@ private:
     // it was so that close gives it back.
     void askLowLatency();
     void restoreLowLatency();
+    void busy(const QByteArray &path);
 
     Clock &m_clock;
     QString m_programDir;
@@ -104,4 +111,6 @@ private:
     bool m_restoreLowLatency = false; // we set the flag and must clear it
     InputBuffer m_input;
     SerialError m_error = SerialError::None;
+    QString m_holder;
+    QString m_fixedDevice;
 };

@@ -106,7 +106,10 @@ void RSComm::OpenRSComm(SerialPort &commObj)
                          .arg(QStringLiteral("KESTRO"))
                          .arg(serialErrorText(error) + QStringLiteral(" (port ") +
                               QString::number(commObj.portNumber()) + QStringLiteral(": ") +
-                              commObj.deviceName() + QLatin1Char(')')),
+                              commObj.deviceName() + QLatin1Char(')') +
+                              (commObj.holder().isEmpty()
+                                   ? QString()
+                                   : QStringLiteral(": ") + commObj.holder())),
                      PromptIcon::Critical, PromptButtons::Ok);
         return;
     }

@@ -58,4 +58,7 @@ public:
     virtual QString deviceName() const = 0;
     // What the driver said when the port was last opened.
     virtual LowLatency lowLatency() const { return LowLatency::NotOffered; }
+    // After a failed open of a busy device: the program that holds it
+    // ("kestro-cli monitor --line L1, process 812"), empty when unknown.
+    virtual QString holder() const { return {}; }
 };

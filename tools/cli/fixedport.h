@@ -30,6 +30,7 @@ public:
     SerialError lastError() const override { return m_device.lastError(); }
     QString deviceName() const override { return m_device.deviceName(); }
     LowLatency lowLatency() const override { return m_device.lowLatency(); }
+    QString holder() const override { return m_device.holder(); }
 
 private:
     SerialPort &m_device;

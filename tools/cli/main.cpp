@@ -20,6 +20,9 @@
 #include "reportcommand.h"
 #endif
 #include "programcommands.h"
+#ifdef KESTRO_CLI_HAS_MONITOR
+#include "monitorcommand.h"
+#endif
 #include "historycommand.h"
 
 #include "history/historystore.h"
@@ -72,6 +75,11 @@ const char *const kUsage =
     "  doctor [--exchanges N]       check the link: the device, the cable and the\n"
     "                               board, each fault with its fix; on a healthy\n"
     "                               board N exchanges (200) are timed\n"
+    "  monitor [--line NAME] [--mqtt URL] [--config FILE]\n"
+    "                               watch the board until stopped and publish its\n"
+    "                               state, faults and shifts to an MQTT broker\n"
+    "                               (kestro/NAME/...); the broker's user and\n"
+    "                               password only from FILE\n"
     "\n"
     "Addresses: W98 (word), B52 (byte), D1304 (double), F119 (flag), B1016.0 (bit),\n"
     "EFF0H (byte by hex address). Any other address is refused.\n"
@@ -179,7 +187,8 @@ int commandOptionValues(const QString &option)
         option == u"--reset-faults" || option == u"--csv" || option == u"--board")
         return 0;
     if (option == u"--project" || option == u"--address" || option == u"--exchanges" ||
-        option == u"--since" || option == u"--group")
+        option == u"--since" || option == u"--group" || option == u"--line" ||
+        option == u"--mqtt" || option == u"--config")
         return 1;
     if (option == u"--assign")
         return 2;
@@ -266,6 +275,10 @@ int main(int argc, char *argv[])
         return runPortsCommand(args, programDir, portOverride, out, err);
     if (verb == u"doctor")
         return runDoctorCommand(args, programDir, portOverride, speedOverride, out, err);
+#ifdef KESTRO_CLI_HAS_MONITOR
+    if (verb == u"monitor")
+        return runMonitorCommand(args, programDir, portOverride, speedOverride, err);
+#endif
     if (verb == u"history")
         return runHistoryCommand(args, programDir, out, err);
 
@@ -302,7 +315,9 @@ int main(int argc, char *argv[])
                     << ": " << comm.setupFailure() << Qt::endl;
             else if (!comm.OnlineMode && !port.isOpen())
                 err << "kestro-cli: cannot use " << port.deviceName() << ": "
-                    << serialErrorText(port.lastError()) << Qt::endl;
+                    << serialErrorText(port.lastError())
+                    << (port.holder().isEmpty() ? QString() : QStringLiteral(": ") + port.holder())
+                    << Qt::endl;
             else if (!comm.OnlineMode)
                 err << "kestro-cli: no answer from the board on " << port.deviceName() << Qt::endl;
             return comm.OnlineMode;

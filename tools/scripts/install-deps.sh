@@ -10,6 +10,7 @@ packages=(
   fonts-liberation xvfb xauth imagemagick poppler-utils
   python3 python3-serial
   dpkg-dev file
+  libmosquitto-dev mosquitto mosquitto-clients
 )
 
 missing=()
