@@ -9,7 +9,7 @@ packages=(
   qt6-base-dev qt6-serialport-dev qt6-svg-dev libgl-dev qt6-qpa-plugins
   fonts-liberation xvfb xauth imagemagick poppler-utils
   python3 python3-serial
-  dpkg-dev file
+  dpkg-dev file gcovr
 )
 
 missing=()
