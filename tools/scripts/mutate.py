@@ -24,7 +24,10 @@ BACKUP_SUFFIX = '.mutate-original'
 LABELS = {'src/comm/': 'comm', 'src/machine/': 'machine', 'src/displays/': 'displays',
           'src/app/': 'app', 'src/targetboard/': 'targetboard', 'src/report/': 'report',
           'tools/boardsim/': 'boardsim', 'tools/cli/': 'e2e'}
-PROGRAMS = ['kestro', 'kestro-cli', 'kestro-boardsim']
+# Programs the tests of an area start; only these are relinked per mutant.
+PROGRAMS = {'app': ['kestro-boardsim'], 'displays': ['kestro-boardsim'],
+            'targetboard': ['kestro-boardsim'], 'boardsim': ['kestro-boardsim'],
+            'e2e': ['kestro-cli', 'kestro-boardsim']}
 
 
 class Mutant:
@@ -114,7 +117,7 @@ def build_targets(build, targets, timeout):
 def run_label(build, label, timeout):
     env = dict(os.environ, QT_QPA_PLATFORM='offscreen')
     start = time.monotonic()
-    rc, out = run(['ctest', '-L', f'^{label}$', '--stop-on-failure', '-j1'], timeout=timeout,
+    rc, out = run(['ctest', '-L', f'^{label}$', '--stop-on-failure', '-j2'], timeout=timeout,
                   cwd=build, env=env)
     return rc, time.monotonic() - start, out
 
@@ -159,7 +162,7 @@ def main():
     labels = sorted({m.label() for m in mutants})
     limits, targets = {}, {}
     for label in labels:
-        targets[label] = label_tests(build, label) + PROGRAMS
+        targets[label] = label_tests(build, label) + PROGRAMS.get(label, [])
         rc, seconds, out = run_label(build, label, None)
         if rc != 0:
             print(out[-3000:])
