@@ -18,7 +18,8 @@ find "$build" -name '*.gcda' -delete
 (cd "$build" && QT_QPA_PLATFORM=offscreen nice -n 19 ctest -j2 --output-on-failure "$@") || true
 # Branches the compiler adds for exceptions and that it proves unreachable are
 # not decisions of this code.
-gcovr -r "$top" --object-directory "$build" --filter "$top/src/" --filter "$top/tools/" \
-  --exclude-throw-branches --exclude-unreachable-branches --exclude '.*_autogen/.*' \
+cd "$top"
+gcovr -r "$top" "$build" --filter 'src/' --filter 'tools/' --exclude '.*_autogen/.*' \
+  --exclude-throw-branches --exclude-unreachable-branches \
   --branches --txt "$build/coverage.txt" --print-summary -j2 2>/dev/null |
   grep -E '^(lines|functions|branches):'
