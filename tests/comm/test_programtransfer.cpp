@@ -172,12 +172,38 @@ private slots:
         QCOMPARE(link.prompt.asked[0].title, QStringLiteral("Program Download"));
     }
 
+    // Boards 56..65 take the configuration file's columns 36, 39 and 40 into
+    // registers 8190, 8189 and 8188 before the image; others leave them alone.
+    void configurationGoesToTheBoard_data()
+    {
+        QTest::addColumn<QByteArray>("code");
+        QTest::addColumn<QByteArray>("expected"); // 8188, 8189, 8190
+        QTest::newRow("56") << QByteArray("8") << QByteArray::fromHex("140203");
+        QTest::newRow("65") << QByteArray("A") << QByteArray::fromHex("140203");
+        QTest::newRow("66") << QByteArray("B") << QByteArray::fromHex("000000");
+    }
+    void configurationGoesToTheBoard()
+    {
+        QFETCH(QByteArray, code);
+        QFETCH(QByteArray, expected);
+        ProgramLink link;
+        link.comm.DownloadFile(link.project(code, "ABC12345<=05\r\n", ":00000001FF\r\n",
+                                            QByteArray("B") + QByteArray(34, '0') +
+                                                "10023000%\r\n"));
+        QVERIFY(link.comm.ValidProgram());
+        link.open();
+        link.prompt.answers = {PromptAnswer::Yes};
+        link.comm.DumpProgram();
+        QCOMPARE(link.texts().last(), QStringLiteral("Program Download Complete!"));
+        QCOMPARE(link.board.memory.mid(8188, 3), expected);
+    }
+
     void confirmationBox()
     {
         ProgramLink link;
         link.comm.DownloadFile(link.project("D", "NEW1<=05\r\n", ":00000001FF\r\n"));
         link.board.memory.replace(61424, 10,
-                                  QByteArray("OL\x01"
+                                  QByteArray("OL\x1F"
                                              "D\0\0\0\0\x5C\x03",
                                              10));
         link.open();
