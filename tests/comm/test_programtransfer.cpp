@@ -383,6 +383,32 @@ private slots:
         QCOMPARE(second.board.memory.at(0x4000), char(0x55));
     }
 
+    // The program memory read back follows the board type.
+    void uploadCoversTheBoardsProgramMemory_data()
+    {
+        QTest::addColumn<QByteArray>("code");
+        QTest::addColumn<QByteArray>("first");
+        QTest::addColumn<int>("records");
+        QTest::newRow("50") << QByteArray("2") << QByteArray(":10500000") << 0xB000 / 16;
+        QTest::newRow("51") << QByteArray("3") << QByteArray(":10200000") << 0x6000 / 16;
+        QTest::newRow("52") << QByteArray("4") << QByteArray(":10200000") << 0x2000 / 16;
+    }
+    void uploadCoversTheBoardsProgramMemory()
+    {
+        QFETCH(QByteArray, code);
+        QFETCH(QByteArray, first);
+        QFETCH(int, records);
+        ProgramLink link;
+        const QString pdx = link.project(code, {}, {});
+        link.open();
+        link.comm.UploadFile(pdx);
+        link.comm.setInUploadMode(true);
+        link.comm.UploadProgram();
+        const QList<QByteArray> lines = readAll(link.file(QStringLiteral("prog.hex"))).split('\n');
+        QCOMPARE(lines.size(), records + 2);
+        QVERIFY(lines[0].startsWith(first));
+    }
+
     void uploadWithoutMemoryRange()
     {
         ProgramLink link;
