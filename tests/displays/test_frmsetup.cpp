@@ -32,6 +32,18 @@ private slots:
     void cleanupTestCase() { f.stop(); }
     void cleanup() { f.reset(form); }
 
+    // Offline, the window looks at memory again only after its interval.
+    void offlineTurnsWaitTheirInterval()
+    {
+        frmSetup &w = open();
+        w.setOfflineTurnInterval(60000);
+        f.data.gCurrentData.Value[122 + 5] = 16;
+        QTRY_COMPARE(w.txtSetup[5]->text(), QStringLiteral("16"));
+        f.data.gCurrentData.Value[122 + 5] = 17;
+        QTest::qWait(500);
+        QCOMPARE(w.txtSetup[5]->text(), QStringLiteral("16"));
+    }
+
     void offlineShowsMemoryAndFollowsOfflineEditing()
     {
         f.data.gCurrentData.Value[122 + 5] = 15;
