@@ -42,6 +42,8 @@ private slots:
     void helpOpensAtItsContents();
     void helpBackForwardAndSearch();
     void missingHelpNamesThePathLookedAt();
+    void aboutWindow();
+    void systemInformation();
     void systemInformationUnavailable();
 
 private:
@@ -157,6 +159,61 @@ void TestHelpAbout::missingHelpNamesThePathLookedAt()
     QCOMPARE(h.prompt.asked.first().text,
              QStringLiteral("The help file could not be found:\r\n") +
                  QDir(h.programDir()).filePath(QStringLiteral("Help/KESTRO.html")));
+}
+
+void TestHelpAbout::aboutWindow()
+{
+    AppHarness h;
+    QVERIFY(start(h));
+    h.w().mnuHelpAbout->trigger();
+    auto *about = h.w().findChild<frmAbout *>();
+    QVERIFY(about);
+    QVERIFY(QTest::qWaitForWindowExposed(about));
+    QVERIFY(!about->isModal());
+    QVERIFY(!QApplication::activeModalWidget());
+    QCOMPARE(about->windowTitle(), QStringLiteral("About KESTRO"));
+    QCOMPARE(about->lblVersion->text(), QStringLiteral("Version 2.1.3"));
+    QCOMPARE(about->lblTitle->text(), QStringLiteral("KESTRO"));
+    QCOMPARE(about->lblDescription->text().count(u'\n'), 2);
+    const QStringList support = about->lblTechSupport->text().split(u'\n');
+    QCOMPARE(support.first(), QStringLiteral("Technical Support:"));
+    for (int i = 1; i <= 5; ++i)
+        QVERIFY2(support[i].startsWith(QStringLiteral("    ")), qPrintable(support[i]));
+    QCOMPARE(support[6], QString());
+    QCOMPARE(about->cmdOk->text(), QStringLiteral("OK"));
+    QCOMPARE(about->cmdSysInfo->text(), QStringLiteral("&System Info..."));
+    // Centred on the screen.
+    const QPoint screenCentre = about->screen()->geometry().center();
+    QVERIFY((about->frameGeometry().center() - screenCentre).manhattanLength() < 4);
+
+    QPointer<frmAbout> guard(about);
+    QTest::mouseClick(about->cmdOk, Qt::LeftButton);
+    QTRY_VERIFY(!guard);
+}
+
+void TestHelpAbout::systemInformation()
+{
+    AppHarness h;
+    QVERIFY(start(h));
+    QTemporaryDir dev;
+    QFile device(dev.filePath(QStringLiteral("ttyUSB0")));
+    QVERIFY(device.open(QIODevice::WriteOnly));
+    device.close();
+    h.w().mnuHelpAbout->trigger();
+    auto *about = h.w().findChild<frmAbout *>();
+    QVERIFY(about);
+    about->DeviceFolder = dev.path();
+    QTest::mouseClick(about->cmdSysInfo, Qt::LeftButton);
+    auto *info = about->findChild<QPlainTextEdit *>(QStringLiteral("txtSysInfo"));
+    QVERIFY(info);
+    QVERIFY(QTest::qWaitForWindowExposed(info->window()));
+    const QString text = info->toPlainText();
+    QVERIFY(text.contains(QStringLiteral("Qt version: ") + QString::fromLatin1(qVersion())));
+    QVERIFY(text.contains(QStringLiteral("Kernel: ") + QSysInfo::kernelType()));
+    QVERIFY(text.contains(QStringLiteral("ttyUSB0")));
+    QVERIFY(text.contains(QStringLiteral("may open it")) ||
+            text.contains(QStringLiteral("may NOT open it")));
+    QVERIFY(h.prompt.asked.isEmpty());
 }
 
 void TestHelpAbout::systemInformationUnavailable()

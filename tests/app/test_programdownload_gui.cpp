@@ -100,6 +100,55 @@ private slots:
         QCOMPARE(sim.command(QStringLiteral("get EFF0H")), QStringLiteral("75")); // 'K'
     }
 
+    void readBackWindow()
+    {
+        AppHarness h;
+        BoardSimProcess sim;
+        QVERIFY(h.startWithBoard(sim));
+        h.w().show();
+        QVERIFY(QTest::qWaitForWindowExposed(&h.w()));
+        h.w().mnuViewOnline_Click();
+        QVERIFY(h.comm->OnlineMode);
+
+        QTemporaryDir projects;
+        QFile pdx(QDir(projects.path()).filePath(QStringLiteral("BACK.pdx")));
+        QVERIFY(pdx.open(QIODevice::WriteOnly));
+        pdx.write("D,read back\r\n");
+        pdx.close();
+        h.comm->UploadFile(pdx.fileName());
+        h.comm->setInUploadMode(true);
+
+        QString labelAtEnd;
+        h.prompt.onAsk = [&](const ScriptedPrompt::Asked &a) {
+            if (auto *w = qobject_cast<frmDownloadProg *>(QApplication::activeModalWidget());
+                w && a.text == u"Program Upload Complete!")
+                labelAtEnd = w->lblWaitDisplay->text();
+        };
+        frmDownloadProg window(*h.comm, &h.w());
+        window.SetTransferMode(1);
+        window.exec();
+        QCOMPARE(h.prompt.asked.last().text, QStringLiteral("Program Upload Complete!"));
+        QVERIFY2(labelAtEnd.startsWith(u"Reading From Program Address: "), qPrintable(labelAtEnd));
+        QCOMPARE(window.transferMode(), 0);
+        QVERIFY(!h.comm->linkBusy());
+        QFile hex(QDir(projects.path()).filePath(QStringLiteral("BACK.hex")));
+        QVERIFY(hex.open(QIODevice::ReadOnly));
+        QCOMPARE(hex.readAll().count('\n'), 2049);
+    }
+
+    void progressWindowLabels()
+    {
+        AppHarness h;
+        QVERIFY(h.start());
+        frmDownloadProg window(*h.comm);
+        QCOMPARE(window.lblWaitDisplay->text(), QStringLiteral("Sending Program at Address: "));
+        window.SetTransferMode(1);
+        QCOMPARE(window.lblWaitDisplay->text(), QStringLiteral("Reading Program at Address: "));
+        QVERIFY(window.windowTitle().isEmpty());
+        QVERIFY(!(window.windowFlags() & Qt::WindowTitleHint));
+        QCOMPARE(window.Timer1->interval(), 250);
+        QVERIFY(!window.Timer1->isActive());
+    }
 };
 
 QTEST_MAIN(TestProgramDownloadGui)

@@ -81,8 +81,12 @@ class TestReportCommands : public QObject
 
 private slots:
     void init();
+    void fullReportThenCancelKeepsTheFlags();
+    void okTakesTheBoxes();
     void printToFileWithCopies();
     void printCancelledWritesNothing();
+    void bothPartsOffPrintsNothing();
+    void onlyShiftPart();
 
 private:
     bool start(AppHarness &h, ScriptedPrinterDialog &printer)
@@ -113,6 +117,41 @@ private:
 void TestReportCommands::init()
 {
     QVERIFY(m_out.isValid());
+}
+
+void TestReportCommands::fullReportThenCancelKeepsTheFlags()
+{
+    AppHarness h;
+    ScriptedPrinterDialog printer;
+    QVERIFY(start(h, printer));
+    h.util().gPrintSetupParameters = false;
+    h.util().gPrintShiftDataCounts = true;
+    inReportSetup(h, [](frmReportSetup *window) {
+        QVERIFY(!window->chkReportOptions[0]->isChecked());
+        QVERIFY(window->chkReportOptions[1]->isChecked());
+        QTest::mouseClick(window->cmdFullReport, Qt::LeftButton);
+        QVERIFY(window->isVisible());
+        QVERIFY(window->chkReportOptions[0]->isChecked());
+        QVERIFY(window->chkReportOptions[1]->isChecked());
+        QTest::mouseClick(window->cmdCancel, Qt::LeftButton);
+    });
+    QVERIFY(!h.util().gPrintSetupParameters);
+    QVERIFY(h.util().gPrintShiftDataCounts);
+    QCOMPARE(printer.asked, 0);
+}
+
+void TestReportCommands::okTakesTheBoxes()
+{
+    AppHarness h;
+    ScriptedPrinterDialog printer;
+    QVERIFY(start(h, printer));
+    inReportSetup(h, [](frmReportSetup *window) {
+        QVERIFY(window->chkReportOptions[0]->isChecked());
+        QTest::mouseClick(window->chkReportOptions[0], Qt::LeftButton);
+        QTest::mouseClick(window->cmdOk, Qt::LeftButton);
+    });
+    QVERIFY(!h.util().gPrintSetupParameters);
+    QVERIFY(h.util().gPrintShiftDataCounts);
 }
 
 void TestReportCommands::printToFileWithCopies()
@@ -161,6 +200,45 @@ void TestReportCommands::printCancelledWritesNothing()
     QCOMPARE(printer.asked, 1);
     QVERIFY(!QFile::exists(printer.file));
     QVERIFY(h.prompt.asked.isEmpty());
+}
+
+void TestReportCommands::bothPartsOffPrintsNothing()
+{
+    AppHarness h;
+    ScriptedPrinterDialog printer;
+    QVERIFY(start(h, printer));
+    inReportSetup(h, [](frmReportSetup *window) {
+        QTest::mouseClick(window->chkReportOptions[0], Qt::LeftButton);
+        QTest::mouseClick(window->chkReportOptions[1], Qt::LeftButton);
+        QTest::mouseClick(window->cmdOk, Qt::LeftButton);
+    });
+    printer.file = m_out.filePath(QStringLiteral("none.pdf"));
+    h.w().activateWindow();
+    QVERIFY(QTest::qWaitForWindowActive(&h.w()));
+    QTest::keyClick(&h.w(), Qt::Key_P, Qt::ControlModifier);
+    QCOMPARE(printer.asked, 1);
+    QVERIFY(!QFile::exists(printer.file));
+}
+
+void TestReportCommands::onlyShiftPart()
+{
+    AppHarness h;
+    ScriptedPrinterDialog printer;
+    QVERIFY(start(h, printer));
+    inReportSetup(h, [](frmReportSetup *window) {
+        QTest::mouseClick(window->chkReportOptions[0], Qt::LeftButton);
+        QTest::mouseClick(window->cmdOk, Qt::LeftButton);
+    });
+    h.w().gFileNameCaption = QStringLiteral("[line3.sdt]");
+    printer.file = m_out.filePath(QStringLiteral("shift.pdf"));
+    // The toolbar's Print button runs the same command.
+    h.w().Toolbar1_ButtonClick(6);
+    const PdfWords pdf = PdfWords::read(printer.file);
+    QVERIFY(pdf.ok);
+    QVERIFY(pdf.pageText(1).startsWith(
+        QStringLiteral("KESTRO Report: [line3.sdt] Data Collection Counts (shift data)")));
+    QVERIFY(!pdf.find(QStringLiteral("Set-up")));
+    QCOMPARE(pdf.after(pdf.find(QStringLiteral("Page"), 1))->text, QStringLiteral("1"));
 }
 
 QTEST_MAIN(TestReportCommands)

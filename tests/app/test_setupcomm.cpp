@@ -30,13 +30,48 @@ class TestSetupComm : public QObject
     Q_OBJECT
 
 private slots:
+    void refusesPortsOutsideOneToNinetyNine();
     void leavingTheBoxValidatesIt();
     void savesPort3At19200IntoEveryToolFolderWithoutOpeningThePort();
+    void loadsTheSavedSettingsAndLimitsThem();
+    void showsTheDeviceAPortResolvesTo();
     void listsTheDevicesAndAssignsOneToThePort();
+    void spinnerStaysInRange();
     void onlineSaveReconnects();
     void onlineSaveWithNoBoardStaysOpenAndOffline();
     void cancelWritesNothing();
 };
+
+void TestSetupComm::refusesPortsOutsideOneToNinetyNine()
+{
+    AppHarness h;
+    QVERIFY(h.start());
+    frmSetupComm window(*h.comm, *h.port, h.prompt, h.programDir());
+    QCOMPARE(window.windowTitle(), QStringLiteral("Comm Port Settings"));
+    QCOMPARE(window.txtCommPort->text(), QStringLiteral("1"));
+    QVERIFY(window.optPortSpeed[0]->isChecked());
+    const QString settings = h.comm->CommSettingsFile();
+
+    int asked = 0;
+    for (const char *entry : {"0", "100", "abc", ""}) {
+        window.txtCommPort->setText(QString::fromLatin1(entry));
+        window.cmdSave_Click();
+        ++asked;
+        QCOMPARE(h.prompt.asked.size(), asked);
+        QCOMPARE(h.prompt.asked.last().title, QStringLiteral("Comm Port"));
+        QCOMPARE(h.prompt.asked.last().text, RangeMessage);
+        QCOMPARE(h.prompt.asked.last().icon, PromptIcon::Information);
+        QCOMPARE(h.prompt.asked.last().buttons, PromptButtons::Ok);
+        QVERIFY(!QFile::exists(settings));
+        QCOMPARE(window.result(), int(QDialog::Rejected));
+    }
+    QVERIFY(window.txtCommPort_Validate() == false);
+    window.txtCommPort->setText(QStringLiteral("99"));
+    QVERIFY(window.txtCommPort_Validate());
+    window.txtCommPort->setText(QStringLiteral("1"));
+    QVERIFY(window.txtCommPort_Validate());
+    QCOMPARE(h.prompt.asked.size(), asked + 1);
+}
 
 void TestSetupComm::leavingTheBoxValidatesIt()
 {
@@ -101,6 +136,59 @@ void TestSetupComm::savesPort3At19200IntoEveryToolFolderWithoutOpeningThePort()
     QCOMPARE(h.port->openCount, 0);
 }
 
+void TestSetupComm::loadsTheSavedSettingsAndLimitsThem()
+{
+    AppHarness h;
+    QVERIFY(h.start());
+    const QString settings = h.comm->CommSettingsFile();
+    const QList<std::tuple<QByteArray, QString, int>> cases = {
+        {"3, 19200 \r\n", "3", 1},
+        {"7,4800\r\n", "7", 0},
+        {"0,19200\r\n", "1", 1},
+        {"150,9600\r\n", "99", 0},
+        {"", "1", 0},
+        // The window and the link read the file alike, nonsense included.
+        {"7.6,19200\r\n", "8", 1},
+        {"inf,19200\r\n", "1", 1},
+        {"1e300,9600\r\n", "1", 0},
+        {"COM3,19200\r\n", "1", 1},
+    };
+    for (const auto &[content, port, option] : cases) {
+        QFile file(settings);
+        QVERIFY(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
+        file.write(content);
+        file.close();
+        frmSetupComm window(*h.comm, *h.port, h.prompt, h.programDir());
+        QCOMPARE(window.txtCommPort->text(), port);
+        QVERIFY2(window.optPortSpeed[option]->isChecked(), content.constData());
+    }
+    QVERIFY(h.prompt.asked.isEmpty());
+}
+
+void TestSetupComm::showsTheDeviceAPortResolvesTo()
+{
+    AppHarness h;
+    BoardSimProcess sim;
+    QVERIFY(h.startWithBoard(sim));
+    QVERIFY(QFile::link(QStringLiteral("/nonexistent/kestro-test-device"),
+                        QDir(h.programDir()).filePath(QStringLiteral("Support/COM7"))));
+    frmSetupComm window(*h.comm, *h.port, h.prompt, h.programDir());
+    QCOMPARE(window.lblDevice->text(), QStringLiteral("Device: Support/COM1 -> ") +
+                                           sim.slavePath() + QStringLiteral(" (present)"));
+    window.txtCommPort->setText(QStringLiteral("7"));
+    QCOMPARE(window.lblDevice->text(),
+             QStringLiteral("Device: Support/COM7 -> /nonexistent/kestro-test-device (not found)"));
+    window.txtCommPort->setText(QStringLiteral("42"));
+    // Whether this machine has the node, and whether this user may open it,
+    // is the machine's business; the label names the device either way.
+    QVERIFY2(window.lblDevice->text().startsWith(QStringLiteral("Device: /dev/ttyS41 (")),
+             qPrintable(window.lblDevice->text()));
+    if (!QFile::exists(QStringLiteral("/dev/ttyS41")))
+        QCOMPARE(window.lblDevice->text(), QStringLiteral("Device: /dev/ttyS41 (not found)"));
+    window.txtCommPort->setText(QStringLiteral("0"));
+    QCOMPARE(window.lblDevice->text(), QStringLiteral("Device: -"));
+}
+
 void TestSetupComm::listsTheDevicesAndAssignsOneToThePort()
 {
     AppHarness h;
@@ -129,6 +217,22 @@ void TestSetupComm::listsTheDevicesAndAssignsOneToThePort()
     QCOMPARE(QFileInfo(link).symLinkTarget(), device);
     QVERIFY2(window.lblDevice->text().startsWith(QStringLiteral("Device: Support/COM5 -> ")),
              qPrintable(window.lblDevice->text()));
+    QVERIFY(h.prompt.asked.isEmpty());
+}
+
+void TestSetupComm::spinnerStaysInRange()
+{
+    AppHarness h;
+    QVERIFY(h.start());
+    frmSetupComm window(*h.comm, *h.port, h.prompt, h.programDir());
+    window.updCommPortDown->click();
+    QCOMPARE(window.txtCommPort->text(), QStringLiteral("1"));
+    window.updCommPortUp->click();
+    window.updCommPortUp->click();
+    QCOMPARE(window.txtCommPort->text(), QStringLiteral("3"));
+    window.txtCommPort->setText(QStringLiteral("99"));
+    window.updCommPortUp->click();
+    QCOMPARE(window.txtCommPort->text(), QStringLiteral("99"));
     QVERIFY(h.prompt.asked.isEmpty());
 }
 

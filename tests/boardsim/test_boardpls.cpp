@@ -43,6 +43,30 @@ class TestBoardPls : public QObject
     Q_OBJECT
 
 private slots:
+    void setpointWithReadyPoll()
+    {
+        Board b;
+        b.pls().setBusyMs(20);
+        EXPECT_WIRE(b.model, {{0xFF, 0x55},
+                              {0x1B, 0x55},
+                              {3, 0x55},
+                              {100, 0x55},
+                              {0, 0x55},
+                              {200, 0x55},
+                              {0, 0x55},
+                              {1, 0x55}});
+        QCOMPARE(b.model.mode(), BoardModel::Mode::LimitSwitch);
+        // Busy until 20 ms have passed.
+        EXPECT_WIRE(b.model, {{0x38, 0x55}, {0x55, 0x55}, {0x38, 0x55}, {0x55, 0x55}});
+        b.now += 20;
+        EXPECT_WIRE(b.model, {{0x38, 0x55}, {0x55, 0x00}, {0x55, 0x55}});
+        QCOMPARE(b.model.mode(), BoardModel::Mode::None);
+        const PlsModel::Channel &c = b.pls().channel(3);
+        QCOMPARE(c.kind, PlsModel::Channel::Kind::Setpoint);
+        QCOMPARE(c.first, quint16(100));
+        QCOMPARE(c.second, quint16(200));
+    }
+
     void dataBytesMayBeFF()
     {
         Board b;
@@ -68,6 +92,19 @@ private slots:
                               {0x01, 0x55}});
         QCOMPARE(b.model.mode(), BoardModel::Mode::Read);
         QCOMPARE(b.model.registers().wordAt(BoardRegisters::ResolverOffset), quint16(5));
+    }
+
+    void pulseTrain()
+    {
+        Board b;
+        QVERIFY(b.program(0x2B, {7, 0x2C, 0x01, 10, 20, 0}).isEmpty());
+        const PlsModel::Channel &c = b.pls().channel(7);
+        QCOMPARE(c.kind, PlsModel::Channel::Kind::PulseTrain);
+        QCOMPARE(c.first, quint16(300));
+        QCOMPARE(c.second, quint16(20 * 256 + 10));
+        // Cleared by an all-zero setpoint record.
+        QVERIFY(b.program(0x1B, {7, 0, 0, 0, 0, 0}).isEmpty());
+        QCOMPARE(b.pls().channel(7).kind, PlsModel::Channel::Kind::Clear);
     }
 
     void refusedRecords_data()
@@ -115,6 +152,25 @@ private slots:
         QVERIFY(b.program(0x1B, {PlsModel::ChannelCount - 1, 1, 0, 2, 0, 1}).isEmpty());
     }
 
+    void offsetAndScaleWords()
+    {
+        Board b;
+        QVERIFY(b.program(0x1A, {0xD0, 0x02}).isEmpty());
+        QCOMPARE(b.model.registers().wordAt(BoardRegisters::ResolverScale), quint16(720));
+        QVERIFY(b.program(0x2A, {0xBC, 0x02}).isEmpty());
+        QCOMPARE(b.model.registers().wordAt(BoardRegisters::ResolverOffset), quint16(700));
+        // The queries see them.
+        EXPECT_WIRE(b.model, {{0xFF, 0x55}, {0x28, 0x55}, {0x55, 0xBC}, {0x55, 0x02}});
+        EXPECT_WIRE(b.model, {{0xFF, 0x55}, {0x18, 0x55}, {0x55, 0xD0}, {0x55, 0x02}});
+        // An offset of a whole turn or more, and a scale of 0, are refused.
+        EXPECT_WIRE(b.model, {{0xFF, 0x55}, {0x2A, 0x55}, {0xD0, 0x55}});
+        QVERIFY(b.model.feed(0x02) != quint8(0x55));
+        EXPECT_WIRE(b.model, {{0xFF, 0x55}, {0x1A, 0x55}, {0, 0x55}});
+        QVERIFY(b.model.feed(0) != quint8(0x55));
+        QCOMPARE(b.model.registers().wordAt(BoardRegisters::ResolverOffset), quint16(700));
+        QCOMPARE(b.model.registers().wordAt(BoardRegisters::ResolverScale), quint16(720));
+    }
+
     void writesAreSeenByTheWatcher()
     {
         Board b;
@@ -123,6 +179,41 @@ private slots:
         QVERIFY(b.program(0x2A, {9, 0}).isEmpty());
         QCOMPARE(written, (std::vector<int>{BoardRegisters::ResolverOffset,
                                             BoardRegisters::ResolverOffset + 1}));
+    }
+
+    void configurationDownloadThenRead()
+    {
+        Board b;
+        const quint8 codes[4] = {0x3B, 0x4B, 0x5B, 0x6B};
+        for (int block = 0; block < 4; ++block) {
+            std::vector<int> bytes;
+            for (int i = 0; i < 6; ++i)
+                bytes.push_back(200 + block * 6 + i);
+            QVERIFY(b.program(codes[block], bytes).isEmpty());
+        }
+        for (int i = 0; i < PlsModel::ConfigCount; ++i)
+            QCOMPARE(b.pls().config()[size_t(i)], quint8(200 + i));
+        std::vector<Exchange> read{{0xFF, 0x55}, {0x0C, 0x55}};
+        for (int i = 0; i < 19; ++i)
+            read.push_back({0x55, 200 + i});
+        EXPECT_WIRE(b.model, read);
+        QCOMPARE(b.model.mode(), BoardModel::Mode::None);
+    }
+
+    void recall()
+    {
+        Board b;
+        QVERIFY(b.program(0x1B, {4, 0x2C, 0x01, 0x40, 0x01, 1}).isEmpty());
+        QVERIFY(b.program(0x2B, {5, 30, 0, 10, 20, 0}).isEmpty());
+        EXPECT_WIRE(b.model,
+                    {{0xFF, 0x55}, {0x09, 0x55}, {4, 0x55}, {0x55, 1}, {0x55, 0x2C}, {0x55, 0x01}});
+        EXPECT_WIRE(b.model,
+                    {{0xFF, 0x55}, {0x09, 0x55}, {5, 0x55}, {0x55, 0}, {0x55, 30}, {0x55, 0}});
+        EXPECT_WIRE(b.model,
+                    {{0xFF, 0x55}, {0x09, 0x55}, {6, 0x55}, {0x55, 0}, {0x55, 0}, {0x55, 0}});
+        QCOMPARE(b.model.mode(), BoardModel::Mode::None);
+        EXPECT_WIRE(b.model, {{0xFF, 0x55}, {0x09, 0x55}});
+        QVERIFY(b.model.feed(40) != quint8(0x55));
     }
 
     void console()

@@ -45,13 +45,19 @@ private slots:
     void handshakes_data();
     void handshakes();
     void refusedModeByte();
+    void readW98();
+    void writeW98();
     void writeDoubleWithFFBytes();
+    void readHighAddresses();
     void leavingReadMode();
+    void leavingWriteMode();
     void ffInsideATransactionIsData();
     void injectedFaults();
     void resynchronisation();
+    void wrongEchoInjection();
     void limitSwitchQueries_data();
     void limitSwitchQueries();
+    void consoleValues();
 };
 
 void TestBoardProtocol::handshakes_data()
@@ -101,6 +107,36 @@ void TestBoardProtocol::refusedModeByte()
     QCOMPARE(handshake(board, 1), 1);
 }
 
+void TestBoardProtocol::readW98()
+{
+    BoardModel board;
+    board.registers().setWord(BoardRegisters::AlarmWord, 0xA705);
+    EXPECT_WIRE(
+        board,
+        {{0xFF, 0x55}, {0x01, 0x55}, {0x00, 0x00}, {0x62, 0x05}, {0x00, 0x00}, {0x63, 0xA7}});
+    // Reading again needs no new handshake.
+    EXPECT_WIRE(board, {{0x00, 0x00}, {0x62, 0x05}});
+    QCOMPARE(board.mode(), BoardModel::Mode::Read);
+}
+
+void TestBoardProtocol::writeW98()
+{
+    BoardModel board;
+    std::vector<int> written;
+    board.setWriteObserver([&](int address) { written.push_back(address); });
+    EXPECT_WIRE(board, {{0xFF, 0x55},
+                        {0x02, 0x55},
+                        {0x00, 0x00},
+                        {0x62, 0x62},
+                        {0xD2, 0xD2},
+                        {0x00, 0x00},
+                        {0x63, 0x63},
+                        {0x04, 0x04}});
+    QCOMPARE(board.registers().wordAt(98), quint16(1234));
+    QCOMPARE(written, (std::vector<int>{98, 99}));
+    QCOMPARE(board.mode(), BoardModel::Mode::Write);
+}
+
 void TestBoardProtocol::writeDoubleWithFFBytes()
 {
     // 655359999 in D1304 is 0F 27 FF FF: data bytes 0xFF are data, not
@@ -126,6 +162,19 @@ void TestBoardProtocol::writeDoubleWithFFBytes()
     QCOMPARE(board.registers().doubleAt(1304), quint32(655359999));
     QCOMPARE(board.registers().byteAt(0xFF), quint8(0x42));
     QCOMPARE(board.mode(), BoardModel::Mode::Write);
+}
+
+void TestBoardProtocol::readHighAddresses()
+{
+    BoardModel board;
+    auto &r = board.registers();
+    r.setByte(0xEFF0, 'D');
+    r.setByte(0x00FF, 0x3C);
+    QCOMPARE(handshake(board, 1), 1);
+    EXPECT_WIRE(board, {{0xEF, 0xEF}, {0xF0, 'D'}, {0x00, 0x00}, {0xFF, 0x3C}}); // low byte FF
+    // FF00H..FFFFH cannot be read: their high byte is attention.
+    EXPECT_WIRE(board, {{0xFF, 0x55}});
+    QVERIFY(board.awaitingModeByte());
 }
 
 void TestBoardProtocol::leavingReadMode()
@@ -186,6 +235,18 @@ void TestBoardProtocol::injectedFaults()
     QCOMPARE(noisy.registers().wordAt(98), quint16(7));
 }
 
+void TestBoardProtocol::leavingWriteMode()
+{
+    BoardModel board;
+    QCOMPARE(handshake(board, 2), 1);
+    EXPECT_WIRE(board, {{0x00, 0x00}, {0x62, 0x62}, {0x07, 0x07}});
+    QCOMPARE(handshake(board, 1), 1);
+    QCOMPARE(board.mode(), BoardModel::Mode::Read);
+    QCOMPARE(handshake(board, 2), 1);
+    QCOMPARE(handshake(board, 1), 1);
+    QCOMPARE(board.registers().wordAt(98), quint16(7));
+}
+
 void TestBoardProtocol::resynchronisation()
 {
     // The PC gave up waiting after sending a high byte in read mode and sends
@@ -208,6 +269,44 @@ void TestBoardProtocol::resynchronisation()
     BoardModel query;
     EXPECT_WIRE(query, {{0xFF, 0x55}, {0x48, 0x55}, {0x55, 0x00}, {0xFF, 0x55}, {0x01, 0x55}});
     QCOMPARE(query.mode(), BoardModel::Mode::Read);
+}
+
+void TestBoardProtocol::wrongEchoInjection()
+{
+    BoardModel board;
+    board.setWrongEchoEvery(3);
+    std::vector<int> written;
+    board.setWriteObserver([&](int address) { written.push_back(address); });
+    QCOMPARE(handshake(board, 2), 1);
+    // Echoes 1 and 2 are right, the third (the data byte) is wrong and the
+    // byte is not stored.
+    const auto replies = feedAll(board, {0x00, 0x62, 0x2A});
+    QCOMPARE(replies[0], 0x00);
+    QCOMPARE(replies[1], 0x62);
+    QVERIFY(replies[2] != 0x2A && replies[2] != 0x55 && replies[2] >= 0);
+    QCOMPARE(board.registers().byteAt(0x62), quint8(0));
+    QVERIFY(written.empty());
+    // The transaction was dropped: the PC handshakes again (attention in
+    // write mode is acknowledged at once) and rewrites.
+    QCOMPARE(handshake(board, 2), 1);
+    EXPECT_WIRE(board, {{0x00, 0x00}, {0x62, 0x62}});
+    const auto third = feedAll(board, {0x2A});
+    QVERIFY(third[0] != 0x2A);
+    QCOMPARE(board.registers().byteAt(0x62), quint8(0));
+
+    // Read mode: the wrong high echo drops the transaction; the next byte is
+    // a high byte again.
+    board.setWrongEchoEvery(1);
+    board.registers().setByte(0x62, 0x77);
+    QCOMPARE(handshake(board, 1), 1);
+    QVERIFY(board.feed(0x00) != std::optional<quint8>(0x00));
+    board.setWrongEchoEvery(0);
+    EXPECT_WIRE(board, {{0x00, 0x00}, {0x62, 0x77}});
+
+    // Off again: nothing is wrong any more.
+    QCOMPARE(handshake(board, 2), 1);
+    EXPECT_WIRE(board, {{0x00, 0x00}, {0x62, 0x62}, {0x2A, 0x2A}});
+    QCOMPARE(board.registers().byteAt(0x62), quint8(0x2A));
 }
 
 void TestBoardProtocol::limitSwitchQueries_data()
@@ -238,6 +337,34 @@ void TestBoardProtocol::limitSwitchQueries()
     QCOMPARE(handshake(board, quint8(code)), 1);
     board.registers().setWord(wordAddress, 0xBEEF);
     EXPECT_WIRE(board, {{0x55, 0xEF}, {0x55, 0xBE}});
+}
+
+void TestBoardProtocol::consoleValues()
+{
+    BoardModel board;
+    std::vector<int> written;
+    board.setWriteObserver([&](int address) { written.push_back(address); });
+    const auto word = RegisterAddress::parse(u"W98");
+    const auto dbl = RegisterAddress::parse(u"D1304");
+    const auto bit = RegisterAddress::parse(u"F119");
+    QVERIFY(word && dbl && bit);
+    board.storeValue(*word, 1234);
+    board.storeValue(*dbl, 19999);
+    board.storeValue(*bit, 1);
+    QCOMPARE(board.value(*word), quint32(1234));
+    QCOMPARE(board.value(*dbl), quint32(19999));
+    QCOMPARE(board.value(*bit), quint32(1));
+    // D1304 19999 is 0F 27 01 00; F119 is bit 7 of byte 46.
+    const auto &r = board.registers();
+    QCOMPARE(r.byteAt(1304), quint8(0x0F));
+    QCOMPARE(r.byteAt(1305), quint8(0x27));
+    QCOMPARE(r.byteAt(1306), quint8(0x01));
+    QCOMPARE(r.byteAt(1307), quint8(0x00));
+    QCOMPARE(r.byteAt(46), quint8(0x80));
+    QCOMPARE(written, (std::vector<int>{98, 99, 1304, 1305, 1306, 1307, 46}));
+    // A low word above 9999 stored by the board is passed on as the PC sums it.
+    board.registers().setWord(1304, 12000);
+    QCOMPARE(board.value(*dbl), quint32(10000 + 12000));
 }
 
 QTEST_APPLESS_MAIN(TestBoardProtocol)

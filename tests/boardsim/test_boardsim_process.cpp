@@ -151,7 +151,10 @@ private slots:
     void initTestCase();
     void dialogueAndConsole();
     void clientReopens();
+    void consoleEndIsNotTheEnd();
+    void closeAfterHangsUp();
     void closeCommandHangsUp();
+    void silentDelayAndWrongEcho();
     void badOptions();
 };
 
@@ -223,6 +226,45 @@ void TestBoardSimProcess::clientReopens()
     QCOMPARE(sim.process().exitCode(), 0);
 }
 
+void TestBoardSimProcess::consoleEndIsNotTheEnd()
+{
+    QTemporaryDir dir;
+    const QString link = dir.filePath(QStringLiteral("board"));
+    Simulator sim;
+    QVERIFY(sim.start({QStringLiteral("--link"), link}));
+    sim.process().closeWriteChannel();
+    QTest::qWait(300);
+    QCOMPARE(sim.process().state(), QProcess::Running);
+    Client pc;
+    QVERIFY(pc.open(link));
+    QCOMPARE(pc.exchangeAll({0xFF, 0x01, 0x00, 0x34}), (QList<int>{0x55, 0x55, 0x00, 0x24}));
+    ::kill(pid_t(sim.process().processId()), SIGINT);
+    QVERIFY(sim.finished());
+    QCOMPARE(sim.process().exitStatus(), QProcess::NormalExit);
+    QCOMPARE(sim.process().exitCode(), 0);
+    QVERIFY(!QFileInfo(link).isSymLink());
+}
+
+void TestBoardSimProcess::closeAfterHangsUp()
+{
+    QTemporaryDir dir;
+    const QString tracePath = dir.filePath(QStringLiteral("trace.txt"));
+    Simulator sim;
+    QVERIFY(sim.start({QStringLiteral("--close-after"), QStringLiteral("3"),
+                       QStringLiteral("--trace"), tracePath}));
+    Client pc;
+    QVERIFY(pc.open(sim.path()));
+    QCOMPARE(pc.exchange(0xFF), 0x55);
+    QCOMPARE(pc.exchange(0x01), 0x55);
+    // The third byte is never answered: the device goes away.
+    QCOMPARE(pc.exchange(0x00, 3000), HungUp);
+    QVERIFY(sim.finished());
+    QCOMPARE(sim.process().exitCode(), 0);
+    QFile trace(tracePath);
+    QVERIFY(trace.open(QIODevice::ReadOnly));
+    QCOMPARE(trace.readAll(), QByteArray("FF -> 55\n01 -> 55\n00 -> --\n"));
+}
+
 void TestBoardSimProcess::closeCommandHangsUp()
 {
     Simulator sim;
@@ -234,6 +276,46 @@ void TestBoardSimProcess::closeCommandHangsUp()
     QVERIFY(sim.finished());
     QCOMPARE(pc.receive(1000), HungUp);
     QCOMPARE(sim.process().exitCode(), 0);
+}
+
+void TestBoardSimProcess::silentDelayAndWrongEcho()
+{
+    Simulator sim;
+    QVERIFY(sim.start({QStringLiteral("--silent"), QStringLiteral("--frozen")}));
+    Client pc;
+    QVERIFY(pc.open(sim.path()));
+    QCOMPARE(pc.exchange(0xFF, 300), Timeout);
+    QCOMPARE(sim.command(QStringLiteral("silent off")), QStringLiteral("ok"));
+    // The silent board ignored the byte: it is not awaiting a mode byte.
+    QCOMPARE(sim.command(QStringLiteral("mode")), QStringLiteral("none"));
+    QCOMPARE(pc.exchange(0xFF), 0x55);
+    QCOMPARE(pc.exchange(0x02), 0x55);
+
+    QCOMPARE(sim.command(QStringLiteral("delay 200")), QStringLiteral("ok"));
+    QElapsedTimer timer;
+    timer.start();
+    QCOMPARE(pc.exchange(0x00, 2000), 0x00);
+    QVERIFY2(timer.elapsed() >= 195, qPrintable(QString::number(timer.elapsed())));
+    QCOMPARE(sim.command(QStringLiteral("delay 0")), QStringLiteral("ok"));
+
+    QCOMPARE(sim.command(QStringLiteral("wrong-echo 2")), QStringLiteral("ok"));
+    QCOMPARE(pc.exchange(0x62), 0x62);
+    const int wrong = pc.exchange(0x07);
+    QVERIFY(wrong >= 0 && wrong != 0x07);
+    QCOMPARE(sim.command(QStringLiteral("get W98")), QStringLiteral("0"));
+    QCOMPARE(sim.command(QStringLiteral("quit")), QStringLiteral("ok"));
+    QVERIFY(sim.finished());
+
+    // Options as well as commands.
+    Simulator slow;
+    QVERIFY(slow.start({QStringLiteral("--delay-ms"), QStringLiteral("150"),
+                        QStringLiteral("--wrong-echo-every"), QStringLiteral("1")}));
+    QVERIFY(pc.open(slow.path()));
+    timer.restart();
+    QCOMPARE(pc.exchange(0xFF, 2000), 0x55);
+    QVERIFY(timer.elapsed() >= 145);
+    QCOMPARE(pc.exchange(0x01, 2000), 0x55);
+    QCOMPARE(pc.exchange(0x00, 2000), 0x01); // every echo wrong
 }
 
 void TestBoardSimProcess::badOptions()

@@ -91,6 +91,19 @@ private slots:
         QCOMPARE(get(QStringLiteral("B8179")), QStringLiteral("0"));
     }
 
+    void addressIsCheckedAndWritten()
+    {
+        const Run refused = cli({QStringLiteral("--address"), QStringLiteral("33")});
+        QCOMPARE(refused.exitCode, 4);
+        QVERIFY(
+            refused.err.contains(QStringLiteral("Only a Number Between 1 and 32 can be Entered")));
+        QCOMPARE(get(QStringLiteral("B8180")), QStringLiteral("7"));
+        const Run ok = cli({QStringLiteral("--address"), QStringLiteral("12")});
+        QCOMPARE(ok.exitCode, 0);
+        QVERIFY(ok.out.contains(QStringLiteral("Current Network Address 1: 12\n")));
+        QCOMPARE(get(QStringLiteral("B8180")), QStringLiteral("12"));
+    }
+
     void setClockWritesTheTime()
     {
         QVERIFY(set("B43012", 0));
@@ -108,6 +121,15 @@ private slots:
                  qPrintable(board.toString() + u' ' + before.time().toString()));
         QCOMPARE(get(QStringLiteral("B43017")).toInt(), after.date().year() % 100);
         QCOMPARE(get(QStringLiteral("B43016")).toInt(), after.date().month());
+    }
+
+    void silentBoard()
+    {
+        QCOMPARE(m_sim.command(QStringLiteral("silent on")), QStringLiteral("ok"));
+        const Run r = cli({});
+        QCOMPARE(r.exitCode, 3);
+        QVERIFY(!r.out.contains(QStringLiteral("Current Fault")));
+        QVERIFY(r.err.contains(QStringLiteral("no answer from the board")));
     }
 
     void usageAndFileErrors()

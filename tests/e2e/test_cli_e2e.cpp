@@ -67,6 +67,15 @@ private slots:
         QCOMPARE(m_sim.command(QStringLiteral("get B46")), QStringLiteral("165"));
     }
 
+    void readsSeveralAndBoardChanges()
+    {
+        QCOMPARE(m_sim.command(QStringLiteral("set W98 5")), QStringLiteral("ok"));
+        const Run r =
+            cli(kPort, {QStringLiteral("read"), QStringLiteral("W98"), QStringLiteral("B52")});
+        QCOMPARE(r.exitCode, 0);
+        QCOMPARE(r.out, QStringLiteral("W98 5\nB52 36\n"));
+    }
+
     void refusedValueWritesNothing()
     {
         QCOMPARE(m_sim.command(QStringLiteral("set W98 7")), QStringLiteral("ok"));
@@ -111,6 +120,18 @@ private slots:
                  qPrintable(r.err));
     }
 
+    void boardVanishingMidReadFailsCleanly()
+    {
+        BoardSimProcess vanishing;
+        // Probe, handshake (2), then part of a double read: gone after 6 bytes.
+        QVERIFY(vanishing.startOnCliPort(
+            kPort + 1,
+            {QStringLiteral("--frozen"), QStringLiteral("--close-after"), QStringLiteral("6")}));
+        const Run r = cli(kPort + 1, {QStringLiteral("read"), QStringLiteral("D1100")});
+        QCOMPARE(r.exitCode, 3);
+        QVERIFY2(r.ms < 4000, qPrintable(QString::number(r.ms))); // no time-out sequence
+        QVERIFY(r.out.isEmpty());
+    }
 };
 
 QTEST_GUILESS_MAIN(TestCliE2E)

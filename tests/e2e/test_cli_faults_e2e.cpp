@@ -103,6 +103,21 @@ private slots:
         QVERIFY(!m_boardBytes.isEmpty());
     }
 
+    void silentBoard()
+    {
+        Board board;
+        QVERIFY(board.start(52, {QStringLiteral("--silent")}));
+        const QString file = existingFile(QStringLiteral("silent.sdt"));
+        const Run r = cli({QStringLiteral("upload"), QStringLiteral("setup"), file,
+                           QStringLiteral("--port"), QStringLiteral("52")});
+        QCOMPARE(r.exitCode, 3);
+        QVERIFY2(r.err.contains(QStringLiteral("no answer from the board on")), qPrintable(r.err));
+        QVERIFY(r.err.contains(QStringLiteral("COM52 -> /dev/pts/")));
+        QCOMPARE(namedFailures(r.err).size(), 17);
+        QVERIFY(r.err.contains(QStringLiteral("17 of 17 registers not read")));
+        QCOMPARE(contentOf(file), m_boardBytes);
+    }
+
     void portHeldByAnotherProgram()
     {
         // This test holds the board's device, as another KESTRO would.
@@ -138,6 +153,19 @@ private slots:
                            QStringLiteral("download"), QStringLiteral("setup"), m_boardFile});
         QCOMPARE(r.exitCode, 3);
         QVERIFY2(!namedFailures(r.err).isEmpty(), qPrintable(r.err));
+        checkDownload(board, r, DataGroup::SetupData);
+    }
+
+    void garbageEveryOtherByteDuringDownload()
+    {
+        // No write can get three good echoes in a row: every register fails.
+        Board board;
+        QVERIFY(board.start(54, {QStringLiteral("--defaults"), QStringLiteral("--garbage-every"),
+                                 QStringLiteral("3")}));
+        const Run r = cli({QStringLiteral("--port"), QStringLiteral("54"),
+                           QStringLiteral("download"), QStringLiteral("setup"), m_boardFile});
+        QCOMPARE(r.exitCode, 3);
+        QCOMPARE(namedFailures(r.err).size(), 17);
         checkDownload(board, r, DataGroup::SetupData);
     }
 
@@ -187,6 +215,24 @@ private slots:
         QVERIFY(!QFile::exists(none));
     }
 
+    void deviceVanishesMidDownload()
+    {
+        Board board;
+        QVERIFY(board.start(58, {QStringLiteral("--defaults"), QStringLiteral("--close-after"),
+                                 QStringLiteral("60")}));
+        const Run r = cli({QStringLiteral("--port"), QStringLiteral("58"),
+                           QStringLiteral("download"), QStringLiteral("all"), m_boardFile});
+        QCOMPARE(r.exitCode, 3);
+        const QStringList failed = namedFailures(r.err);
+        QVERIFY2(failed.size() > 100 && failed.size() < 138, qPrintable(r.err));
+        QVERIFY(
+            r.err.contains(QStringLiteral("%1 of 138 registers not written").arg(failed.size())));
+        // The registers that did move are the ones counted before the failure.
+        QVERIFY2(r.err.contains(QStringLiteral("the link failed after %1 of 138 registers")
+                                    .arg(138 - failed.size())),
+                 qPrintable(r.err));
+    }
+
     void readNamesTheRegistersItCouldNotRead()
     {
         // Probe, FF, 01, W98 high (4), low (5), high (6): B52's echo is fine,
@@ -218,6 +264,38 @@ private slots:
         r = cli({QStringLiteral("--port"), QStringLiteral("50"), QStringLiteral("read"),
                  QStringLiteral("W98"), address});
         QCOMPARE(r.exitCode, 2);
+    }
+
+    void addressesOfTheNotationAreAccepted()
+    {
+        // Accepted, so the tool goes on to the (missing) port: exit 3, not 2.
+        for (const char *a : {"W98", "w98", "B8176", "D1304", "F119", "f8", "B1016.0", "W98.1",
+                              "EFF0H", "FFH", "FFFFH", "B65535", "W65534", "D65532"}) {
+            const Run r = cli({QStringLiteral("--port"), QStringLiteral("50"),
+                               QStringLiteral("read"), QString::fromLatin1(a)});
+            QVERIFY2(r.exitCode == 3, a);
+        }
+    }
+
+    void fileWithAnAddressOutsideTheNotationIsRefused()
+    {
+        MachineData data;
+        QCOMPARE(data.readFile(m_boardFile), MachineError::None);
+        DataSet damaged = data.gFileData;
+        damaged.Address[130] = QStringLiteral("Q12");
+        const QString file = m_dir.filePath(QStringLiteral("damaged.sdt"));
+        QCOMPARE(writeSetupFile(file, damaged), MachineError::None);
+        const QByteArray bytes = contentOf(file);
+        // Port 50 has no device: the refusal comes before any open.
+        for (const char *verb : {"download", "upload"}) {
+            const Run r = cli({QStringLiteral("--port"), QStringLiteral("50"),
+                               QString::fromLatin1(verb), QStringLiteral("setup"), file});
+            QCOMPARE(r.exitCode, 5);
+            QVERIFY2(r.err.contains(QStringLiteral("item 130")) &&
+                         r.err.contains(QStringLiteral("bad address Q12")),
+                     qPrintable(r.err));
+        }
+        QCOMPARE(contentOf(file), bytes);
     }
 
     void optionsAnywhereHelpAndVersion()

@@ -88,6 +88,19 @@ private slots:
         QCOMPARE(r.out.trimmed(), QStringLiteral("4321"));
     }
 
+    void refusesWhatCannotBeAssigned()
+    {
+        Run r = cli({QStringLiteral("ports"), QStringLiteral("--assign"), QStringLiteral("0"),
+                     m_sim.slavePath()});
+        QCOMPARE(r.exitCode, 2);
+        r = cli({QStringLiteral("ports"), QStringLiteral("--assign"), QStringLiteral("2"),
+                 QStringLiteral("/dev/kestro-no-such-device")});
+        QCOMPARE(r.exitCode, 2);
+        QVERIFY(r.err.contains(QStringLiteral("does not exist")));
+        r = cli({QStringLiteral("ports"), QStringLiteral("--assign"), QStringLiteral("2")});
+        QCOMPARE(r.exitCode, 2);
+        QVERIFY(!QFileInfo::exists(m_program.filePath(QStringLiteral("Support/COM2"))));
+    }
 };
 
 QTEST_GUILESS_MAIN(TestCliPortsE2E)

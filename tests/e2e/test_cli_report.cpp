@@ -43,6 +43,8 @@ class TestCliReport : public QObject
 private slots:
     void initTestCase();
     void fullReportOfAFile();
+    void shiftOnlyWithATitle();
+    void unreadableFileFails();
     void unwritableOutputFailsAndLeavesNothing();
 
 private:
@@ -79,6 +81,43 @@ void TestCliReport::fullReportOfAFile()
     const PdfWord *cell = pdf.find(QStringLiteral("36:"), 0, 1);
     QVERIFY(cell);
     QCOMPARE(pdf.after(cell)->text, QStringLiteral("42"));
+}
+
+void TestCliReport::shiftOnlyWithATitle()
+{
+    const QString out = m_dir.filePath(QStringLiteral("shift.pdf"));
+    const Run run = cli({QStringLiteral("report"), m_sdt, out, QStringLiteral("--shift-only"),
+                         QStringLiteral("--title"), QStringLiteral("[unnamed]")});
+    QVERIFY2(run.code == 0, qPrintable(run.err));
+    const PdfWords pdf = PdfWords::read(out);
+    QVERIFY(pdf.ok);
+    QVERIFY(pdf.pageText(1).startsWith(QStringLiteral("KESTRO Report: [unnamed] Data")));
+    QVERIFY(!pdf.find(QStringLiteral("Set-up")));
+
+    const QString setupOut = m_dir.filePath(QStringLiteral("setup.pdf"));
+    QCOMPARE(cli({QStringLiteral("report"), m_sdt, setupOut, QStringLiteral("--setup-only")}).code,
+             0);
+    const PdfWords setup = PdfWords::read(setupOut);
+    QCOMPARE(setup.pageCount, 1);
+    QVERIFY(!setup.find(QStringLiteral("Data")));
+}
+
+void TestCliReport::unreadableFileFails()
+{
+    const QString out = m_dir.filePath(QStringLiteral("missing.pdf"));
+    const Run run =
+        cli({QStringLiteral("report"), m_dir.filePath(QStringLiteral("nothere.sdt")), out});
+    QCOMPARE(run.code, 5);
+    QVERIFY(run.err.contains(QStringLiteral("nothere.sdt")));
+    QVERIFY(!QFile::exists(out));
+
+    const QString garbage = m_dir.filePath(QStringLiteral("garbage.sdt"));
+    QFile file(garbage);
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    file.write("not a set-up file");
+    file.close();
+    QCOMPARE(cli({QStringLiteral("report"), garbage, out}).code, 5);
+    QVERIFY(!QFile::exists(out));
 }
 
 void TestCliReport::unwritableOutputFailsAndLeavesNothing()

@@ -125,6 +125,37 @@ private slots:
         QCOMPARE(back, data.gCurrentData);
     }
 
+    void groupsMoveOnlyTheirItems()
+    {
+        const QString file = filePath("groups.sdt");
+        QCOMPARE(cli(kPort, {"upload", "all", file}).exitCode, 0);
+        MachineData data;
+        QCOMPARE(data.readFile(file), MachineError::None);
+        data.applyLoadedFile();
+        const DataSet onBoard = data.gCurrentData;
+        data.gCurrentData = changed(onBoard);
+        QCOMPARE(data.saveFile(file), MachineError::None);
+
+        // Set-up download: items 0 and 122..137 change on the board, nothing else.
+        QCOMPARE(cli(kPort, {"download", "setup", file}).exitCode, 0);
+        QList<qint32> board = boardValues(m_sim, onBoard);
+        for (int i = 0; i <= gLastIndex; ++i) {
+            const bool setup = dataGroupOf(i) == DataGroup::SetupData;
+            QCOMPARE(board[i], setup ? data.gCurrentData.Value[i] : onBoard.Value[i]);
+        }
+
+        // Shift upload into the file: its set-up items keep the file's values.
+        QCOMPARE(m_sim.command("set W1020 4321"), QStringLiteral("ok"));
+        QCOMPARE(m_sim.command("set B1011 3"), QStringLiteral("ok"));
+        QCOMPARE(cli(kPort, {"upload", "shift", file}).exitCode, 0);
+        DataSet back;
+        QCOMPARE(readSetupFile(file, back), MachineError::None);
+        QCOMPARE(back.Value[Item::tripsPerSpindle(1)], 4321);
+        QCOMPARE(back.Value[0], data.gCurrentData.Value[0]);
+        for (int i = 2; i <= 121; ++i)
+            QCOMPARE(back.Value[i], onBoard.Value[i]);
+    }
+
     void exportAndShow()
     {
         const QString file = filePath("Line3.sdt");
@@ -211,6 +242,75 @@ private slots:
         QCOMPARE(boardValues(m_sim, data.gCurrentData), board);
     }
 
+    void boardVanishingPartWay()
+    {
+        // The simulator ends when it vanishes, so what it received cannot be
+        // asked afterwards; the silent board below shows the prefix instead.
+        BoardSimProcess vanishing;
+        QVERIFY(vanishing.startOnCliPort(kPort + 1, {"--frozen", "--close-after", "400"}));
+        const QString file = filePath("vanish.sdt");
+        DataSet before;
+        prepareChangedFile(vanishing, file, before);
+
+        QElapsedTimer timer;
+        timer.start();
+        const Run r = cli(kPort + 1, {"download", "all", file});
+        QCOMPARE(r.exitCode, 3);
+        QVERIFY2(timer.elapsed() < 4000, "a hang-up needs no time-out sequence");
+        QVERIFY2(r.err.contains("[KESTRO] Error Processing Request\n\nProcess Not Complete"),
+                 qPrintable(r.err));
+        // The error message is shown once.
+        QCOMPARE(r.err.count("Error Processing Request"), 1);
+        const QRegularExpression stopped("the link failed after (\\d+) of 138 registers");
+        const QRegularExpressionMatch m = stopped.match(r.err);
+        QVERIFY2(m.hasMatch(), qPrintable(r.err));
+        QVERIFY(m.captured(1).toInt() > 10 && m.captured(1).toInt() < 138);
+    }
+
+    void boardGoingSilentPartWay()
+    {
+        BoardSimProcess slow;
+        QVERIFY(slow.startOnCliPort(kPort + 2, {"--frozen", "--delay-ms", "3"}));
+        const QString file = filePath("silent.sdt");
+        DataSet before;
+        const DataSet sent = prepareChangedFile(slow, file, before);
+        QProcess p;
+        startCli(p, kPort + 2, {"download", "all", file});
+        // Silence the board once the download has passed item 40.
+        const QString watched = QStringLiteral("get ") + before.Address[40];
+        const QString target = QString::number(sent.Value[40]);
+        QElapsedTimer timer;
+        timer.start();
+        while (slow.command(watched) != target && timer.elapsed() < 20000)
+            QThread::msleep(5);
+        QCOMPARE(slow.command("silent on"), QStringLiteral("ok"));
+        const Run r = finish(p);
+        QCOMPARE(slow.command("silent off"), QStringLiteral("ok"));
+        QCOMPARE(r.exitCode, 3);
+        QVERIFY2(r.err.contains("[WARNING - Communication Error!]"), qPrintable(r.err));
+        QVERIFY2(r.err.contains("[KESTRO] Error Processing Request\n\nProcess Not Complete"),
+                 qPrintable(r.err));
+        const int k = transferredPrefix(boardValues(slow, before), sent.Value, before.Value);
+        QVERIFY2(k > 40 && k < gLastIndex, qPrintable(QString::number(k)));
+    }
+
+    void interruptedUploadLeavesFileAlone()
+    {
+        const QString file = filePath("keep.sdt");
+        QCOMPARE(cli(kPort, {"upload", "all", file}).exitCode, 0);
+        QFile f(file);
+        QVERIFY(f.open(QIODevice::ReadOnly));
+        const QByteArray old = f.readAll();
+        f.close();
+
+        BoardSimProcess vanishing;
+        QVERIFY(vanishing.startOnCliPort(kPort + 3, {"--frozen", "--close-after", "300"}));
+        QCOMPARE(vanishing.command("set D1304 111"), QStringLiteral("ok"));
+        const Run r = cli(kPort + 3, {"upload", "all", file});
+        QCOMPARE(r.exitCode, 3);
+        QVERIFY(f.open(QIODevice::ReadOnly));
+        QCOMPARE(f.readAll(), old);
+    }
 };
 
 QTEST_GUILESS_MAIN(TestDataTransferE2E)

@@ -76,6 +76,76 @@ private slots:
         QCOMPARE(r.out, QStringLiteral("state 0\nposition 0\n"));
     }
 
+    void offsetMakesPositionReadAsAsked()
+    {
+        Run r = pls({QStringLiteral("offset"), QStringLiteral("90")});
+        QVERIFY2(r.exitCode == 0, qPrintable(r.err));
+        r = pls({QStringLiteral("query")});
+        QVERIFY2(r.exitCode == 0, qPrintable(r.err));
+        const QString offset = m_sim.command(QStringLiteral("get W188"));
+        QCOMPARE(r.out, QStringLiteral("scale-factor 360\noffset %1\nposition 90\nspeed %2\n")
+                            .arg(offset, m_sim.command(QStringLiteral("get W112"))));
+        QCOMPARE(m_sim.command(QStringLiteral("get W180")), QStringLiteral("90"));
+
+        QVERIFY(pls({QStringLiteral("offset"), QStringLiteral("359")}).exitCode == 0);
+        QCOMPARE(m_sim.command(QStringLiteral("get W180")), QStringLiteral("359"));
+    }
+
+    void refusedValuesSendNothing_data()
+    {
+        QTest::addColumn<QStringList>("args");
+        QTest::addColumn<QString>("message");
+        QTest::newRow("setpoint 360") << QStringList{"setpoint", "3", "360", "10"}
+                                      << "[PLS Single Setpoint] Setpoint setting 360 is greater "
+                                         "than scale factor.\n\nChannel can not be programmed.";
+        QTest::newRow("pulse 7+10") << QStringList{"pulse", "3", "7", "10", "0"}
+                                    << "[PLS Pulse Train] ON Division Plus OFF Division\nMust be "
+                                       "a Multiple of 360.\n\nPLS Channel will not be Programmed.";
+        QTest::newRow("pulse ON 256") << QStringList{"pulse", "3", "256", "104", "0"}
+                                      << "ON Division or OFF Division Must be Less Than 255.";
+        QTest::newRow("offset 361") << QStringList{"offset", "361"}
+                                    << "[Set PLS Offset] Desired Position cannot be greater than "
+                                       "Scale Factor of 360.";
+    }
+    void refusedValuesSendNothing()
+    {
+        QFETCH(QStringList, args);
+        QFETCH(QString, message);
+        const QString before = m_sim.command(QStringLiteral("pls channel 3"));
+        const QString offsetBefore = m_sim.command(QStringLiteral("get W188"));
+        const Run r = pls(args);
+        QCOMPARE(r.exitCode, 4);
+        QVERIFY2(r.err.contains(message), qPrintable(r.err));
+        QCOMPARE(m_sim.command(QStringLiteral("pls channel 3")), before);
+        QCOMPARE(m_sim.command(QStringLiteral("get W188")), offsetBefore);
+    }
+
+    void recalledPositionBeyondTheBoardsRangeIsRejected()
+    {
+        // A scale large enough for a position whose high byte is above 16.
+        QCOMPARE(m_sim.command(QStringLiteral("set W186 5000")), QStringLiteral("ok"));
+        Run r = pls({QStringLiteral("setpoint"), QStringLiteral("9"), QStringLiteral("4500"),
+                     QStringLiteral("4600")});
+        QVERIFY2(r.exitCode == 0, qPrintable(r.err));
+        r = pls({QStringLiteral("recall"), QStringLiteral("9")});
+        QCOMPARE(m_sim.command(QStringLiteral("set W186 360")), QStringLiteral("ok"));
+        QCOMPARE(r.exitCode, 3);
+        QVERIFY(r.out.isEmpty());
+        QVERIFY2(r.err.contains(QStringLiteral("recall channel 9: state 2 (no position)")),
+                 qPrintable(r.err));
+    }
+
+    void channelBeyondTheBoardIsRefusedByIt()
+    {
+        const Run r = pls({QStringLiteral("setpoint"), QStringLiteral("40"), QStringLiteral("1"),
+                           QStringLiteral("2")});
+        QCOMPARE(r.exitCode, 3);
+        QVERIFY2(r.err.contains(QStringLiteral("refused by the limit switch")), qPrintable(r.err));
+        const Run recall = pls({QStringLiteral("recall"), QStringLiteral("40")});
+        QCOMPARE(recall.exitCode, 3);
+        QVERIFY(recall.out.isEmpty());
+    }
+
     void configurationDownloadAndUpload()
     {
         QByteArray content;
@@ -179,6 +249,40 @@ private slots:
         QCOMPARE(pls({QStringLiteral("offset"), QStringLiteral("-1")}).exitCode, 4);
     }
 
+    void busyLimitSwitch()
+    {
+        BoardSimProcess busy;
+        QVERIFY(busy.startOnCliPort(
+            kPort + 1,
+            {QStringLiteral("--frozen"), QStringLiteral("--pls-busy-ms"), QStringLiteral("1500")}));
+        Run r = cli(kPort + 1, {QStringLiteral("clear"), QStringLiteral("1")});
+        QVERIFY2(r.exitCode == 0, qPrintable(r.err));
+        QVERIFY2(r.ms >= 1500, qPrintable(QString::number(r.ms)));
+        QVERIFY(!r.err.contains(QStringLiteral("READY")));
+
+        // Busy beyond the poll's three seconds: the message, answered Cancel.
+        QCOMPARE(busy.command(QStringLiteral("pls busy 5000")), QStringLiteral("ok"));
+        r = cli(kPort + 1, {QStringLiteral("setpoint"), QStringLiteral("1"), QStringLiteral("10"),
+                            QStringLiteral("20")});
+        QCOMPARE(r.exitCode, 3);
+        QVERIFY2(r.err.contains(QStringLiteral("[WARNING - Communication Error!] Cannot Determine "
+                                               "PLS READY Mode Within Target Board.")),
+                 qPrintable(r.err));
+        QVERIFY(r.err.contains(QStringLiteral("stayed busy")));
+        QVERIFY2(r.ms >= 3000 && r.ms < 5000, qPrintable(QString::number(r.ms)));
+        // What the board took is stored; it is only the ready answer that never came.
+        QCOMPARE(busy.command(QStringLiteral("pls channel 1")), QStringLiteral("setpoint 10 20"));
+    }
+
+    void silentBoard()
+    {
+        BoardSimProcess silent;
+        QVERIFY(silent.startOnCliPort(kPort + 2,
+                                      {QStringLiteral("--frozen"), QStringLiteral("--silent")}));
+        const Run r = cli(kPort + 2, {QStringLiteral("query")});
+        QCOMPARE(r.exitCode, 3);
+        QVERIFY(r.out.isEmpty());
+    }
 };
 
 QTEST_GUILESS_MAIN(TestPlsE2E)

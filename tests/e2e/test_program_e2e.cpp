@@ -110,6 +110,38 @@ private slots:
         QFile::remove(QDir(BoardSimProcess::binDir()).filePath(QStringLiteral("Support/COM81")));
     }
 
+    void identWithNulBytesRoundTrip()
+    {
+        BoardSimProcess sim;
+        QVERIFY(sim.start({QStringLiteral("--frozen")}));
+        QVERIFY(sim.linkAsPort(BoardSimProcess::binDir(), 85));
+        const QList<int> ident = {0x41, 0x42, 0x43, 0, 0, 0, 0, 0, 0xCD, 0x05};
+        for (int i = 0; i < ident.size(); ++i)
+            QCOMPARE(sim.command(QStringLiteral("set %1H %2").arg(0xEFF0 + i, 4, 16).arg(ident[i])),
+                     QStringLiteral("ok"));
+
+        QTemporaryDir dir;
+        QFile pdx(dir.filePath(QStringLiteral("NUL.pdx")));
+        QVERIFY(pdx.open(QIODevice::WriteOnly));
+        pdx.write("D,nul ident\r\n");
+        pdx.close();
+        QCOMPARE(cli(85, {QStringLiteral("program-upload"), pdx.fileName()}).exitCode, 0);
+        QFile rev(dir.filePath(QStringLiteral("NUL.rev")));
+        QVERIFY(rev.open(QIODevice::ReadOnly));
+        QCOMPARE(rev.readAll(), QByteArray("ABC\0\0\0\0\0<=05\r\n", 14));
+
+        for (int i = 0; i < ident.size(); ++i)
+            sim.command(QStringLiteral("set %1H 88").arg(0xEFF0 + i, 4, 16));
+        const Run down =
+            cli(85, {QStringLiteral("program-download"), pdx.fileName(), QStringLiteral("--yes")});
+        QCOMPARE(down.exitCode, 0);
+        QByteArray expected;
+        for (int b : ident)
+            expected.append(char(b));
+        QCOMPARE(boardBytes(sim, 0xEFF0, 10), expected);
+        QFile::remove(QDir(BoardSimProcess::binDir()).filePath(QStringLiteral("Support/COM85")));
+    }
+
     void boardFaultsStopTheDownload_data()
     {
         QTest::addColumn<QString>("option");
@@ -148,6 +180,49 @@ private slots:
         QFile::remove(QDir(BoardSimProcess::binDir()).filePath(QStringLiteral("Support/COM82")));
     }
 
+    void failedUploadLeavesTheFiles()
+    {
+        QTemporaryDir dir;
+        const QString pdx = copySample(dir);
+        QHash<QString, QByteArray> before;
+        for (const QString &f : QDir(dir.path()).entryList(QDir::Files))
+            before.insert(f, fileHash(dir.filePath(f)));
+        BoardSimProcess sim;
+        // The board vanishes part-way through the memory.
+        QVERIFY(sim.start({QStringLiteral("--frozen"), QStringLiteral("--close-after=20000")}));
+        QVERIFY(sim.linkAsPort(BoardSimProcess::binDir(), 83));
+        const Run up = cli(83, {QStringLiteral("program-upload"), pdx});
+        QVERIFY(up.exitCode != 0);
+        QCOMPARE(up.exitCode, 3);
+        QVERIFY2(up.err.contains(QStringLiteral("Program Upload Not Complete!")),
+                 qPrintable(up.err));
+        QHash<QString, QByteArray> after;
+        for (const QString &f : QDir(dir.path()).entryList(QDir::Files))
+            after.insert(f, fileHash(dir.filePath(f)));
+        QCOMPARE(after, before);
+        QFile::remove(QDir(BoardSimProcess::binDir()).filePath(QStringLiteral("Support/COM83")));
+    }
+
+    void invalidProjectSendsNothing()
+    {
+        QTemporaryDir dir;
+        const QString pdx = copySample(dir);
+        QFile::remove(dir.filePath(QStringLiteral("SAMPLE.rev")));
+        BoardSimProcess sim;
+        QVERIFY(sim.start({QStringLiteral("--frozen")}));
+        QVERIFY(sim.linkAsPort(BoardSimProcess::binDir(), 84));
+        const Run down =
+            cli(84, {QStringLiteral("program-download"), pdx, QStringLiteral("--yes")});
+        QCOMPARE(down.exitCode, 5);
+        QVERIFY(down.err.contains(QStringLiteral(" Revision File is Not Valid")));
+        QCOMPARE(sim.command(QStringLiteral("program")), QStringLiteral("records 0 last -"));
+        QCOMPARE(cli(84, {QStringLiteral("program-download")}).exitCode, 2);
+        QCOMPARE(
+            cli(84, {QStringLiteral("program-upload"), dir.filePath(QStringLiteral("none.pdx"))})
+                .exitCode,
+            5);
+        QFile::remove(QDir(BoardSimProcess::binDir()).filePath(QStringLiteral("Support/COM84")));
+    }
 };
 
 QTEST_GUILESS_MAIN(TestProgramE2E)

@@ -133,6 +133,32 @@ private slots:
 
     static QString binDir() { return BoardSimProcess::binDir(); }
 
+    void captionsAndPages()
+    {
+        frmTargetBoard &w = open(project(QLatin1Char('D')));
+        QCOMPARE(w.windowTitle(), QStringLiteral("Target Board Interface"));
+        QCOMPARE(w.tabTargetBoard->tabText(0), QStringLiteral("&Fault Codes / Status"));
+        QCOMPARE(w.tabTargetBoard->tabText(3), QStringLiteral("S&et Time && Date"));
+        QVERIFY(w.cmdOk->isDefault());
+        QCOMPARE(w.cmdDefault->text(), QStringLiteral("-"));
+        QCOMPARE(w.lblNetworkAddComment->text(),
+                 QStringLiteral("Each K7100 board connected to the K7100 Network must be assigned "
+                                "a unique network address between 1 and 32.\r\n\r\nSystem function "
+                                "sfunc19(); configures the K9516 serial communication for the "
+                                "T6800 processor."));
+        // Opening brought the program online.
+        QVERIFY(f.comm->OnlineMode);
+        QVERIFY(w.cmdGoOnline->isHidden());
+        QVERIFY(w.lblTargetBoard[2]->isHidden());
+        for (int page = 3; page >= 0; --page) {
+            clickTab(w, page);
+            QVERIFY(w.fraTargetBoard[page]->isVisible());
+        }
+        QTest::mouseClick(w.cmdOk, Qt::LeftButton);
+        QTRY_VERIFY(!w.isVisible());
+        QVERIFY(!w.FormActive);
+    }
+
     void faultCodesWithTheirTexts()
     {
         QVERIFY(f.set("B8176", 5));
@@ -157,6 +183,92 @@ private slots:
                                 "persists, verify proper use of \"sfunc05/06/12\" in user "
                                 "program."));
         QVERIFY(w.cmdResetFaults->isEnabled());
+    }
+
+    // A code file that is there but cannot be read fails the pass with the
+    // window's own message; each turn tries again until it can be read.
+    void unreadableCodeFileFailsThePassUntilItCanBeRead()
+    {
+        QVERIFY(f.set("B8176", 5));
+        const QString file = TargetBoardFacts::faultCodesFile(f.dir.path());
+        const QString aside = file + QStringLiteral(".aside");
+        QVERIFY(QFile::rename(file, aside));
+        auto restore = qScopeGuard([&] {
+            QDir().rmdir(file);
+            QFile::rename(aside, file);
+        });
+        QVERIFY(QDir().mkdir(file)); // there, and nothing can be read from it
+        frmTargetBoard &w = open(project(QLatin1Char('D')), false);
+        QTRY_VERIFY_WITH_TIMEOUT(f.prompt.asked.size() >= 2, 15000);
+        for (const ScriptedPrompt::Asked &asked : std::as_const(f.prompt.asked)) {
+            QCOMPARE(asked.title, QStringLiteral("TargetBoard FirstPass"));
+            QCOMPARE(asked.text, QStringLiteral("Error Number = 75\r\n\r\nPath/File access error"));
+            QCOMPARE(asked.icon, PromptIcon::Information);
+            QCOMPARE(asked.buttons, PromptButtons::Ok);
+        }
+        QVERIFY(!w.FirstPassDone);
+
+        restore.dismiss();
+        QVERIFY(QDir().rmdir(file) && QFile::rename(aside, file));
+        QTRY_VERIFY_WITH_TIMEOUT(w.FirstPassDone, 15000);
+        QCOMPARE(w.boxText(0), faultText(QStringLiteral("05")));
+    }
+
+    void coCpuSlotRowOnlyForK7112()
+    {
+        QVERIFY(f.set("B8175", 3));
+        frmTargetBoard &w = open(project(QLatin1Char('2')));
+        QVERIFY(!w.lblTargetBoard[2]->isHidden());
+        QCOMPARE(w.lblTargetBoard[2]->text(), QStringLiteral("CO-CPU Slot: 3"));
+        // A slot alone is no fault.
+        QVERIFY(!w.cmdResetFaults->isEnabled());
+    }
+
+    void correctiveActionFollowsTheLastFault_data()
+    {
+        QTest::addColumn<int>("lastFault");
+        QTest::addColumn<QString>("startsWith");
+        const QString coCpu = QStringLiteral("Replace CO-CPU board at ");
+        const QString reset = QStringLiteral(
+            "Reset fault and try again.  If fault persists, replace target board and try again.  "
+            "See Pradex Manual for more details.");
+        const QString cable = QStringLiteral(
+            "Verify connection of cable between computer \"COM\" port and target board \"PROG "
+            "PORT\".  Verify cable wiring and connectors.  If fault persists, replace target "
+            "board and/or try a different computer.");
+        const QString invalid = QStringLiteral(
+            "Program is invalid.  Re-dump program to target board.  If fault persists, verify "
+            "cable connections between computer and target board.  If fault persists, replace "
+            "target board.");
+        const QString sfunc09 = QStringLiteral(
+            "User program executed an sfunc09() system fault function call.  See User program "
+            "for details on source of fault and corrective action.");
+        QTest::newRow("0") << 0 << QStringLiteral("None");
+        QTest::newRow("1") << 1 << coCpu;
+        QTest::newRow("63") << 63 << coCpu;
+        QTest::newRow("64") << 64 << reset;
+        QTest::newRow("65") << 65 << reset;
+        QTest::newRow("66") << 66 << cable;
+        QTest::newRow("67") << 67 << reset;
+        QTest::newRow("69") << 69 << sfunc09;
+        QTest::newRow("91") << 91 << reset;
+        QTest::newRow("92") << 92 << invalid;
+        QTest::newRow("93") << 93 << invalid;
+        QTest::newRow("122") << 122 << reset;
+        QTest::newRow("123") << 123 << QStringLiteral("None");
+        QTest::newRow("255") << 255 << QStringLiteral("None");
+    }
+    void correctiveActionFollowsTheLastFault()
+    {
+        QFETCH(int, lastFault);
+        QFETCH(QString, startsWith);
+        QVERIFY(f.set("B8177", lastFault));
+        frmTargetBoard &w = open(project(QLatin1Char('D')));
+        QVERIFY2(w.boxText(3).startsWith(startsWith), qPrintable(w.boxText(3)));
+        if (startsWith.size() > 30)
+            QCOMPARE(w.boxText(3), startsWith);
+        // Nothing set: Reset Faults stays disabled.
+        QCOMPARE(w.cmdResetFaults->isEnabled(), lastFault != 0);
     }
 
     void resetFaultsWritesInOrderAndReadsAgain()
@@ -327,6 +439,17 @@ private slots:
         QCOMPARE(w.lblRevIdentInPLC[1]->text(), f.get(QStringLiteral("B61433")));
     }
 
+    void revFileTooShortDoesNotOpen()
+    {
+        const QString pdx = project(QLatin1Char('D'), QStringLiteral("<=0"));
+        form = std::make_unique<frmTargetBoard>(*f.util);
+        QVERIFY(!form->prepare(pdx));
+        QCOMPARE(f.prompt.asked.size(), 1);
+        QCOMPARE(f.prompt.asked[0].title, QStringLiteral("InitializeForm"));
+        QVERIFY(f.prompt.asked[0].text.startsWith(QStringLiteral("Error Number = ")));
+        QVERIFY(!form->isVisible());
+    }
+
     void networkAddressShowsTwoDigitsAndRefusesOutOfRange_data()
     {
         QTest::addColumn<QString>("typed");
@@ -363,6 +486,52 @@ private slots:
         QTest::keyClick(w.txtSetup[0], Qt::Key_Return);
         QCOMPARE(trace->newWrites(), QStringList{QStringLiteral("B8180=12")});
         QCOMPARE(f.get(QStringLiteral("B8180")), QStringLiteral("12"));
+    }
+
+    void monthEntryWritesWhenLeft()
+    {
+        frmTargetBoard &w = open(project(QLatin1Char('6')));
+        clickTab(w, 3);
+        QTRY_VERIFY(w.txtSetup[5]->text() != u"-");
+        trace->newWrites();
+        QTest::mouseClick(w.txtSetup[5], Qt::LeftButton);
+        w.txtSetup[5]->selectAll();
+        QTest::keyClicks(w.txtSetup[5], QStringLiteral("12"));
+        QTest::keyClick(w.txtSetup[5], Qt::Key_Tab);
+        QVERIFY(f.prompt.asked.isEmpty());
+        QCOMPARE(trace->newWrites(), QStringList{QStringLiteral("B43016=12")});
+        QCOMPARE(f.get(QStringLiteral("B43016")), QStringLiteral("12"));
+    }
+
+    void spinnerStepWritesAtOnce()
+    {
+        frmTargetBoard &w = open(project(QLatin1Char('6')));
+        clickTab(w, 3);
+        QTRY_COMPARE(w.txtSetup[7]->text(),
+                     f.get(QStringLiteral("B43017")).rightJustified(2, u'0'));
+        trace->newWrites();
+        const int year = w.txtSetup[7]->text().toInt();
+        QVERIFY(w.updSetup[7]->step(year < 99 ? UpDownSpinner::Direction::Up
+                                              : UpDownSpinner::Direction::Down));
+        const int stepped = year < 99 ? year + 1 : year - 1;
+        QCOMPARE(trace->newWrites(), QStringList{QStringLiteral("B43017=%1").arg(stepped)});
+        QCOMPARE(QApplication::focusWidget(), w.cmdDefault);
+    }
+
+    void leavingAnUnchangedFieldWritesNothing()
+    {
+        frmTargetBoard &w = open(project(QLatin1Char('6')));
+        clickTab(w, 3);
+        QTRY_VERIFY(w.txtSetup[2]->text() != u"-");
+        trace->newWrites();
+        // The operator tabs through the clock fields without changing one.
+        QTest::mouseClick(w.txtSetup[2], Qt::LeftButton);
+        for (int i = 0; i < 5; ++i)
+            QTest::keyClick(QApplication::focusWidget(), Qt::Key_Tab);
+        QTest::mouseClick(w.cmdDefault, Qt::LeftButton);
+        waitTurns(w);
+        QVERIFY(trace->newWrites().isEmpty());
+        QVERIFY(f.prompt.asked.isEmpty());
     }
 
     void setToCurrentTimeAndDate()
