@@ -1,15 +1,13 @@
 #pragma once
 
-#include <QTimer>
 #include <QWidget>
 
 class ModUtility;
 
 // A child window of the main window (Main Display, Set-up Parameters, Shift
 // Data, I/O States). The main window loads one at a time, activates it when
-// it is in front and unloads it when another is chosen. The refresh cycle
-// runs while FormActive: each turn switches the system offline when the link
-// latched an error, applies the layout of the mode once and runs one pass.
+// it is in front and unloads it when another is chosen; the window runs its
+// own refresh cycle while FormActive.
 class ChildForm : public QWidget
 {
     Q_OBJECT
@@ -33,17 +31,10 @@ public:
     // The data in memory was replaced by New or Open.
     virtual void dataReplaced() {}
 
-    // One turn of the cycle, also callable directly by tests.
-    void refreshTurn();
-
 protected:
     virtual void applyOnlineLayout() {}
     virtual void applyOfflineLayout() {}
-    virtual void onlinePass() {}
     virtual void offlinePass() {}
 
     ModUtility &m_util;
-
-private:
-    QTimer m_cycle;
 };

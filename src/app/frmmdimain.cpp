@@ -308,6 +308,7 @@ void frmMDIMain::createToolbar()
 
     auto keyed = [](QAction *action, const QString &key) {
         action->setProperty("key", key);
+        action->setObjectName(QStringLiteral("tbr") + QString(key).remove(u' '));
         return action;
     };
     auto button = [&](int position, const QString &key, const QString &icon, const QString &tip) {
@@ -341,6 +342,8 @@ void frmMDIMain::createToolbar()
 
     auto dropDown = [&](int position, const QString &key, const QString &icon, const QString &tip) {
         auto *tool = new QToolButton(Toolbar1);
+        tool->setObjectName(QStringLiteral("tbr") + QString(key).remove(u' ') +
+                            QStringLiteral("Button"));
         tool->setIcon(kestroIcon(icon));
         tool->setToolTip(tip);
         tool->setPopupMode(QToolButton::MenuButtonPopup);

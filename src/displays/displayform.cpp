@@ -210,17 +210,6 @@ bool DisplayForm::readStep()
     return false;
 }
 
-void DisplayForm::onlinePass()
-{
-    m_reads.clear();
-    beforeOnlinePass();
-    buildOnlinePass(m_reads);
-    m_next = 0;
-    while (readStep()) {
-    }
-    m_reads.clear();
-}
-
 void DisplayForm::writeIfOnline(const QString &address, const QString &text)
 {
     const History::WriteAudit::Origin origin(m_util.gAudit, QStringLiteral("window ") + windowTitle());

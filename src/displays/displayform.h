@@ -79,9 +79,6 @@ protected:
     // The reads of one online pass, in order.
     virtual void buildOnlinePass(QList<PassRead> &reads) = 0;
 
-    // A whole online pass at once, without yielding (the shell's direct call).
-    void onlinePass() override;
-
     void runOnlineLayout();
     void runOfflineLayout();
     void applyLayoutForMode();

@@ -19,6 +19,9 @@
 #include <QDir>
 #include <QFile>
 #include <QList>
+#include <QMainWindow>
+#include <QMenu>
+#include <QMenuBar>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QTimer>
@@ -102,6 +105,32 @@ public:
 private:
     SerialPort &m_inner;
 };
+
+// Chooses a menu item with the mouse as an operator does: the menu bar title,
+// any submenu, then the item, each found by its object name (a menu by its
+// own or its action's). The window must be shown.
+inline bool chooseMenu(QMainWindow &w, const QStringList &path)
+{
+    QWidget *where = w.menuBar();
+    QMenu *menu = nullptr;
+    for (const QString &name : path) {
+        QAction *action = nullptr;
+        for (QAction *a : menu ? menu->actions() : w.menuBar()->actions())
+            if (a->objectName() == name || (a->menu() && a->menu()->objectName() == name))
+                action = a;
+        if (!action)
+            return false;
+        const QRect r = menu ? menu->actionGeometry(action) : w.menuBar()->actionGeometry(action);
+        QTest::mouseClick(where, Qt::LeftButton, {}, r.center());
+        if (!action->menu())
+            return true;
+        menu = action->menu();
+        if (!QTest::qWaitFor([menu] { return menu->isVisible(); }, 2000))
+            return false;
+        where = menu;
+    }
+    return false;
+}
 
 inline QString binDir()
 {

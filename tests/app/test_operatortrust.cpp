@@ -75,7 +75,6 @@ private slots:
     void onlyTheOperatorsChangedTextOrEnterWrites();
     void retryAfterTheBoardAnswersAgainGoesOnline();
     void doubleClickOnAMomentaryButtonSendsTwoPulses();
-    void childWindowCaptionsAndIOStatesNotMaximised();
 
 private:
     // The shown, active main window online against a still board, with the
@@ -270,32 +269,6 @@ void TestOperatorTrust::doubleClickOnAMomentaryButtonSendsTwoPulses()
     QTRY_COMPARE(sim.command(QStringLiteral("get F137")), QStringLiteral("0"));
     QCOMPARE(sim.command(QStringLiteral("get D1100")), QStringLiteral("0"));
     QCOMPARE(sim.command(QStringLiteral("get D1200")), QStringLiteral("0"));
-}
-
-void TestOperatorTrust::childWindowCaptionsAndIOStatesNotMaximised()
-{
-    AppHarness h;
-    QVERIFY(h.start());
-    h.w().resize(1000, 720);
-    h.w().show();
-    QVERIFY(QTest::qWaitForWindowActive(&h.w()));
-    const QString captions[4] = {QStringLiteral("Main Display"), QStringLiteral("Set-Up"),
-                                 QStringLiteral("Shift Data"), QStringLiteral("I/O Status")};
-    for (int n : {2, 3, 4, 1}) {
-        chooseWindow(h.w(), n);
-        QMdiSubWindow *sub = h.w().mdiArea->subWindowList().first();
-        const QString caption = captions[n - 1];
-        QCOMPARE(sub->windowTitle(), caption);
-        if (n == 4) {
-            // A window of its own size with its title bar.
-            QVERIFY(!sub->isMaximized());
-            QVERIFY(!(sub->windowFlags() & Qt::FramelessWindowHint));
-        } else {
-            QVERIFY(sub->isMaximized());
-            // A maximised child shows its caption in the main window's.
-            QCOMPARE(h.w().windowTitle(), QStringLiteral("KESTRO - [unnamed] - [%1]").arg(caption));
-        }
-    }
 }
 
 QTEST_MAIN(TestOperatorTrust)

@@ -47,7 +47,6 @@ private slots:
     void passcodeShowsTheBoardsValueAndCancelWritesNothing();
     void passcodeWritesTheBoard();
     void passcodeNeitherReadNorWrittenAfterACommError();
-    void printOnlineUploadsEverythingFirstWhenAsked();
 
 private:
     bool online(AppHarness &h, BoardSimProcess &sim)
@@ -105,43 +104,6 @@ void TestShellCommandsOnline::passcodeNeitherReadNorWrittenAfterACommError()
     QCOMPARE(h.prompt.inputs[0].defaultText, QString());
     QCOMPARE(h.port->sent.size(), before);
     QCOMPARE(sim.command(QStringLiteral("get W1298")), QStringLiteral("4321"));
-}
-
-void TestShellCommandsOnline::printOnlineUploadsEverythingFirstWhenAsked()
-{
-    AppHarness h;
-    BoardSimProcess sim;
-    QVERIFY(online(h, sim));
-    const QString lowSpeed = h.data.gDefaultData.addressAt(122);
-    const QString goodCans = h.data.gDefaultData.addressAt(37);
-    QCOMPARE(sim.command(QStringLiteral("set ") + lowSpeed + QStringLiteral(" 777")),
-             QStringLiteral("ok"));
-    QCOMPARE(sim.command(QStringLiteral("set ") + goodCans + QStringLiteral(" 3456789")),
-             QStringLiteral("ok"));
-    QTemporaryDir out;
-    PdfPrinterDialog printer;
-    printer.file = out.filePath(QStringLiteral("online.pdf"));
-    qint32 lowSpeedWhenAsked = 0;
-    printer.onAsk = [&] { lowSpeedWhenAsked = h.data.gCurrentData.valueAt(122); };
-    h.w().setPrinterDialog(&printer);
-    h.prompt.answers << PromptAnswer::Yes;
-
-    h.w().mnuFilePrint->trigger();
-    // The question first; the last word says where the PDF went.
-    QCOMPARE(h.prompt.asked.size(), 2);
-    QCOMPARE(h.prompt.asked[0].text,
-             QStringLiteral("Do you wish to first 'Upload Data' from the T6800?  "));
-    QCOMPARE(printer.asked, 1);
-    // All data came from the board before the printer was chosen.
-    QCOMPARE(lowSpeedWhenAsked, 777);
-    const PdfWords pdf = PdfWords::read(printer.file);
-    QVERIFY(pdf.ok);
-    const PdfWord *value = pdf.find(QStringLiteral("777"));
-    QVERIFY(value);
-    QVERIFY(qAbs(value->xMax - (0.25 + 5.5) * 72) < 0.5);
-    const PdfWord *count = pdf.find(QStringLiteral("3,456,789"));
-    QVERIFY(count);
-    QVERIFY(qAbs(count->xMax - (0.25 + 4.0) * 72) < 0.5);
 }
 
 QTEST_MAIN(TestShellCommandsOnline)

@@ -39,8 +39,6 @@ private slots:
     void changeExtensionKeepsFolderAndBase();
     void shippedFaultFileCoversEveryReportedCode();
     void displayTextTurnsCarriageReturnsIntoLineBreaks();
-    void fileFilterTranslation();
-    void selectAllTextAndCenterForm();
 };
 
 void TestShellHelpers::projectBoardTypeFindsTheProjectFileInAnyCase()
@@ -122,34 +120,6 @@ void TestShellHelpers::displayTextTurnsCarriageReturnsIntoLineBreaks()
 {
     QCOMPARE(MessageBoxPrompt::displayText(QStringLiteral("a\r\n\r\nb\rc")),
              QStringLiteral("a\n\nb\nc"));
-}
-
-void TestShellHelpers::fileFilterTranslation()
-{
-    QCOMPARE(QtFileDialogs::qtFilter(QStringLiteral("Setup Files(*.sdt)|*.sdt|")),
-             QStringLiteral("Setup Files(*.sdt)"));
-    // The pattern is added only where the description does not show it already.
-    QCOMPARE(QtFileDialogs::qtFilter(QStringLiteral("Text Files(*.txt)|*.txt|All|*.*")),
-             QStringLiteral("Text Files(*.txt);;All (*.*)"));
-}
-
-void TestShellHelpers::selectAllTextAndCenterForm()
-{
-    QLineEdit text(QStringLiteral("1999"));
-    text.setCursorPosition(2);
-    ModUtility::SelectAllText(&text);
-    QCOMPARE(text.selectionStart(), 0);
-    QCOMPARE(text.selectedText(), QStringLiteral("1999"));
-
-    QWidget window;
-    window.resize(300, 200);
-    window.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&window));
-    ModUtility::CenterForm(&window);
-    const QRect screen = window.screen()->geometry();
-    const QRect frame = window.frameGeometry();
-    QCOMPARE(frame.left(), screen.left() + (screen.width() - frame.width()) / 2);
-    QCOMPARE(frame.top(), screen.top() + (screen.height() - frame.height()) / 2);
 }
 
 QTEST_MAIN(TestShellHelpers)

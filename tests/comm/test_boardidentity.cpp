@@ -17,23 +17,6 @@ class TestBoardIdentity : public QObject
     }
 
 private slots:
-    void boardNames()
-    {
-        QCOMPARE(RSComm::TargetboardName(49), QStringLiteral("K7110"));
-        QCOMPARE(RSComm::TargetboardName(57), QStringLiteral("Not Defined"));
-        QCOMPARE(RSComm::TargetboardName(68), QStringLiteral("T6800(PLC)"));
-        QCOMPARE(RSComm::TargetboardName(69), QStringLiteral("T6800(PLS)"));
-        QCOMPARE(RSComm::TargetboardName(70), QStringLiteral("F Is Not Defined."));
-        QCOMPARE(RSComm::TargetboardName(48), QStringLiteral("0 Is Not Defined."));
-        QCOMPARE(RSComm::LCFBoardIndex(49), QStringLiteral("1"));
-        QCOMPARE(RSComm::LCFBoardIndex(50), QStringLiteral("1"));
-        QCOMPARE(RSComm::LCFBoardIndex(58), QStringLiteral("@"));
-        QCOMPARE(RSComm::LCFBoardIndex(68), QStringLiteral("G"));
-        QVERIFY(RSComm::LCFBoardIndex(66).isEmpty());
-        QVERIFY(RSComm::LCFBoardIndex(69).isEmpty());
-        QVERIFY(RSComm::LCFBoardIndex(70).isEmpty());
-    }
-
     void faultAndFirmwareRegisters()
     {
         QTemporaryDir dir;

@@ -113,22 +113,6 @@ private slots:
         QCOMPARE(port.readByte(), -1);
     }
 
-    void waitsWithoutSpinning()
-    {
-        makePty(6);
-        PosixSerialPort port(m_clock, m_dir.path());
-        port.setPortNumber(6);
-        QVERIFY(port.open());
-        const clock_t cpuBefore = ::clock();
-        const qint64 start = m_clock.nowMs();
-        QVERIFY(!port.waitForByte(start + 300));
-        const qint64 waited = m_clock.nowMs() - start;
-        QVERIFY(waited >= 300 && waited < 1000);
-        // A busy loop would burn the whole 300 ms of CPU.
-        QVERIFY(double(::clock() - cpuBefore) / CLOCKS_PER_SEC < 0.1);
-        QVERIFY(port.isOpen());
-    }
-
     void secondOpenerIsRefusedUntilClose()
     {
         makePty(10);
@@ -152,22 +136,6 @@ private slots:
         QCOMPARE(exclusive, 0);
         QVERIFY(second.open());
         second.close();
-    }
-
-    void closeSendsWhatIsQueued()
-    {
-        makePty(11);
-        PosixSerialPort port(m_clock, m_dir.path());
-        port.setPortNumber(11);
-        QVERIFY(port.open());
-        const QByteArray bytes = QByteArray::fromHex("ff0203e80f");
-        for (char b : bytes)
-            QVERIFY(port.sendByte(quint8(b)));
-        port.close();
-        QByteArray received;
-        for (int b = masterRead(200); b >= 0; b = masterRead(200))
-            received.append(char(b));
-        QCOMPARE(received.toHex(), bytes.toHex());
     }
 
     void errorsNameTheDeviceOfTheMoment()
@@ -220,53 +188,6 @@ private slots:
         QVERIFY(!port.sendByte(0x01));
     }
 
-    // The board answers, or goes away, while the port is already waiting, after
-    // more than one tenth-of-a-second blocking read has come back empty.
-    void byteDuringALongWaitEndsItAtOnce()
-    {
-        makePty(8);
-        PosixSerialPort port(m_clock, m_dir.path());
-        port.setPortNumber(8);
-        QVERIFY(port.open());
-        const int master = m_master;
-        std::thread board([master] {
-            std::this_thread::sleep_for(std::chrono::milliseconds(250));
-            const unsigned char reply = 0x55;
-            (void)::write(master, &reply, 1);
-        });
-        const qint64 start = m_clock.nowMs();
-        const bool came = port.waitForByte(start + 5000);
-        const qint64 waited = m_clock.nowMs() - start;
-        board.join();
-        QVERIFY(came);
-        QVERIFY2(waited < 2500, qPrintable(QString::number(waited)));
-        QCOMPARE(port.readByte(), 0x55);
-        QVERIFY(port.isOpen());
-    }
-
-    void hangUpDuringALongWaitClosesThePort()
-    {
-        makePty(9);
-        PosixSerialPort port(m_clock, m_dir.path());
-        port.setPortNumber(9);
-        QVERIFY(port.open());
-        const int master = m_master;
-        const int slave = m_slave;
-        m_master = m_slave = -1;
-        std::thread board([master, slave] {
-            std::this_thread::sleep_for(std::chrono::milliseconds(250));
-            ::close(slave);
-            ::close(master);
-        });
-        const qint64 start = m_clock.nowMs();
-        const bool came = port.waitForByte(start + 5000);
-        const qint64 waited = m_clock.nowMs() - start;
-        board.join();
-        QVERIFY(!came);
-        QVERIFY2(waited < 2500, qPrintable(QString::number(waited)));
-        QVERIFY(!port.isOpen());
-        QCOMPARE(port.lastError(), SerialError::HungUp);
-    }
 };
 
 QTEST_GUILESS_MAIN(TestPosixSerialPort)

@@ -172,12 +172,38 @@ private slots:
         QCOMPARE(link.prompt.asked[0].title, QStringLiteral("Program Download"));
     }
 
+    // Boards 56..65 take the configuration file's columns 36, 39 and 40 into
+    // registers 8190, 8189 and 8188 before the image; others leave them alone.
+    void configurationGoesToTheBoard_data()
+    {
+        QTest::addColumn<QByteArray>("code");
+        QTest::addColumn<QByteArray>("expected"); // 8188, 8189, 8190
+        QTest::newRow("56") << QByteArray("8") << QByteArray::fromHex("140203");
+        QTest::newRow("65") << QByteArray("A") << QByteArray::fromHex("140203");
+        QTest::newRow("66") << QByteArray("B") << QByteArray::fromHex("000000");
+    }
+    void configurationGoesToTheBoard()
+    {
+        QFETCH(QByteArray, code);
+        QFETCH(QByteArray, expected);
+        ProgramLink link;
+        link.comm.DownloadFile(link.project(code, "ABC12345<=05\r\n", ":00000001FF\r\n",
+                                            QByteArray("B") + QByteArray(34, '0') +
+                                                "10023000%\r\n"));
+        QVERIFY(link.comm.ValidProgram());
+        link.open();
+        link.prompt.answers = {PromptAnswer::Yes};
+        link.comm.DumpProgram();
+        QCOMPARE(link.texts().last(), QStringLiteral("Program Download Complete!"));
+        QCOMPARE(link.board.memory.mid(8188, 3), expected);
+    }
+
     void confirmationBox()
     {
         ProgramLink link;
         link.comm.DownloadFile(link.project("D", "NEW1<=05\r\n", ":00000001FF\r\n"));
         link.board.memory.replace(61424, 10,
-                                  QByteArray("OL\x01"
+                                  QByteArray("OL\x1F"
                                              "D\0\0\0\0\x5C\x03",
                                              10));
         link.open();
@@ -357,6 +383,32 @@ private slots:
         QCOMPARE(second.texts().last(), QStringLiteral("Program Download Complete!"));
         QCOMPARE(second.board.memory.mid(61424, 10), QByteArray("ABC\0\0\0\0\0\xCD\x05", 10));
         QCOMPARE(second.board.memory.at(0x4000), char(0x55));
+    }
+
+    // The program memory read back follows the board type.
+    void uploadCoversTheBoardsProgramMemory_data()
+    {
+        QTest::addColumn<QByteArray>("code");
+        QTest::addColumn<QByteArray>("first");
+        QTest::addColumn<int>("records");
+        QTest::newRow("50") << QByteArray("2") << QByteArray(":10500000") << 0xB000 / 16;
+        QTest::newRow("51") << QByteArray("3") << QByteArray(":10200000") << 0x6000 / 16;
+        QTest::newRow("52") << QByteArray("4") << QByteArray(":10200000") << 0x2000 / 16;
+    }
+    void uploadCoversTheBoardsProgramMemory()
+    {
+        QFETCH(QByteArray, code);
+        QFETCH(QByteArray, first);
+        QFETCH(int, records);
+        ProgramLink link;
+        const QString pdx = link.project(code, {}, {});
+        link.open();
+        link.comm.UploadFile(pdx);
+        link.comm.setInUploadMode(true);
+        link.comm.UploadProgram();
+        const QList<QByteArray> lines = readAll(link.file(QStringLiteral("prog.hex"))).split('\n');
+        QCOMPARE(lines.size(), records + 2);
+        QVERIFY(lines[0].startsWith(first));
     }
 
     void uploadWithoutMemoryRange()

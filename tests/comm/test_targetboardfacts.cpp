@@ -21,38 +21,6 @@ class TestTargetBoardFacts : public QObject
     }
 
 private slots:
-    void codeTexts()
-    {
-        QCOMPARE(TB::codeText(5), QStringLiteral("05"));
-        QCOMPARE(TB::codeText(26), QStringLiteral("1A"));
-        QCOMPARE(TB::codeText(0), QStringLiteral("00"));
-        QCOMPARE(TB::codeText(255), QStringLiteral("FF"));
-        QCOMPARE(TB::commErrorCodeText(), QStringLiteral("42"));
-        QCOMPARE(TB::codeValue(QStringLiteral("42")), 66);
-        QCOMPARE(TB::faultRowCaption(0, QStringLiteral("05")),
-                 QStringLiteral("Current Fault: Code = 05H"));
-        QCOMPARE(TB::faultRowCaption(5, QStringLiteral("12")),
-                 QStringLiteral("Last Comm Error: Code = 12H"));
-        QCOMPARE(TB::faultRowCaption(2, QStringLiteral("03"), QStringLiteral("3")),
-                 QStringLiteral("CO-CPU Slot: 3"));
-        QCOMPARE(TB::faultRowCaption(3, QStringLiteral("05")),
-                 QStringLiteral("Corrective Action:"));
-    }
-
-    void registersInReadingOrder()
-    {
-        QStringList registers;
-        for (int i = 0; i < TB::FaultRegisterCount; ++i)
-            registers << TB::faultRegister(i);
-        QCOMPARE(registers, (QStringList{"B8176", "B8177", "B8175", "B8177", "B8179", "B8178"}));
-        QCOMPARE(TB::identityRegister(0), QStringLiteral("B61424"));
-        QCOMPARE(TB::identityRegister(9), QStringLiteral("B61433"));
-        QCOMPARE(TB::setupAddress(1), QStringLiteral("B8191"));
-        QCOMPARE(TB::setupAddress(7), QStringLiteral("B43017"));
-        QCOMPARE(TB::setupFieldText(QStringLiteral("7")), QStringLiteral("07"));
-        QCOMPARE(TB::setupFieldText(QStringLiteral("123")), QStringLiteral("23"));
-    }
-
     void correctiveActionAfterACommError()
     {
         // A pass that met a comm error records 42, which asks for the cable.
@@ -79,16 +47,6 @@ private slots:
         QCOMPARE(text, QStringLiteral("kept"));
         QVERIFY(!TB::lookUpCodeFile(QStringLiteral("/nonexistent/CommErrCodes.txt"),
                                     QStringLiteral("0A"), text));
-    }
-
-    void shippedCommErrorTexts()
-    {
-        QString text;
-        const QString file = TB::commErrCodesFile(QCoreApplication::applicationDirPath());
-        QVERIFY(TB::lookUpCodeFile(file, QStringLiteral("00"), text));
-        for (int code = 0; code < 32; ++code)
-            QVERIFY2(TB::lookUpCodeFile(file, TB::codeText(code), text),
-                     qPrintable(TB::codeText(code)));
     }
 
 
@@ -132,11 +90,6 @@ private slots:
                  dir.filePath("LINE.rev"));
     }
 
-    void pcClockTexts()
-    {
-        QCOMPARE(TB::pcTimeText(QTime(9, 5, 7)), QStringLiteral("09 : 05 : 07"));
-        QCOMPARE(TB::pcDateText(QDate(2007, 3, 4)), QStringLiteral("03 - 04 - 2007"));
-    }
 };
 
 QTEST_MAIN(TestTargetBoardFacts)

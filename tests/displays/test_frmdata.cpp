@@ -30,44 +30,6 @@ private slots:
     void cleanupTestCase() { f.stop(); }
     void cleanup() { f.reset(form); }
 
-    void registerListAndCaptions()
-    {
-        frmData &w = open();
-        QCOMPARE(w.registers().size(), 121);
-        QCOMPARE(w.registers()[0], QStringLiteral("B599"));
-        QCOMPARE(w.registers()[36], QStringLiteral("W1090"));
-        QCOMPARE(w.registers()[42], QStringLiteral("D1112"));
-        QCOMPARE(w.registers()[85], QStringLiteral("W1224"));
-        QCOMPARE(w.registers()[120], QStringLiteral("W1294"));
-        QCOMPARE(w.lblDescription[0]->text(), QStringLiteral("Tripped Spindle:"));
-        QCOMPARE(w.lblDescription[36]->text(), QStringLiteral("#36"));
-        QCOMPARE(w.lblDescription[42]->text(), QStringLiteral("Restart Blow-offs:"));
-        QCOMPARE(w.lblDescription[79]->text(), QStringLiteral("Total Good Cans:"));
-        QCOMPARE(w.lblDescription[121]->text(), QStringLiteral("Spindle #1 Trip &Offset:"));
-        QCOMPARE(w.tbsData->tabText(2), QStringLiteral("&Last Shift"));
-    }
-
-    void offlineShowsMemory()
-    {
-        for (int i = 1; i <= 120; ++i)
-            f.data.gCurrentData.Value[i] = 12345 + i;
-        f.data.gCurrentData.Value[0] = 7;
-        frmData &w = open();
-        QTRY_COMPARE(w.lblData[120]->text(), QStringLiteral("12,465"));
-        QCOMPARE(w.lblData[85]->text(), QStringLiteral("12,430"));
-        QCOMPARE(w.lblData[1]->text(), QStringLiteral("12,346"));
-        QCOMPARE(w.lblData[0]->text(), QStringLiteral("-"));
-        QCOMPARE(w.txtSpindleTripOffset->text(), QStringLiteral("7"));
-        QVERIFY(!w.txtSpindleTripOffset->isEnabled() && !w.cmdResetTrips->isEnabled());
-        QVERIFY(!w.lblData[50]->isEnabled());
-        f.util->gOfflineEditing = true;
-        QTRY_VERIFY(w.txtSpindleTripOffset->isEnabled());
-        QVERIFY(!w.cmdResetTrips->isEnabled() && !w.cmdEndofShift->isEnabled());
-        typeAndLeave(w, QStringLiteral("11"));
-        QVERIFY(f.prompt.asked.isEmpty());
-        QCOMPARE(f.data.gCurrentData.Value[0], 11);
-    }
-
     void tripOffsetLimits_data()
     {
         QTest::addColumn<int>("spindles");
@@ -189,17 +151,6 @@ private slots:
         disconnect(&w, &DisplayForm::passRead, this, nullptr);
     }
 
-    void silentBoardSwitchesOffline()
-    {
-        QVERIFY(f.goOnline());
-        frmData &w = open();
-        QVERIFY(DisplayFixture::waitPasses(w, 1));
-        QCOMPARE(f.sim.command(QStringLiteral("silent on")), QStringLiteral("ok"));
-        QTRY_VERIFY_WITH_TIMEOUT(!f.comm->OnlineMode, 20000);
-        QTRY_COMPARE(w.lblData[0]->text(), QStringLiteral("-"));
-        QVERIFY(!w.cmdResetTrips->isEnabled());
-        QCOMPARE(f.sim.command(QStringLiteral("silent off")), QStringLiteral("ok"));
-    }
 };
 
 QTEST_MAIN(TestFrmData)

@@ -56,29 +56,6 @@ private slots:
     void cleanupTestCase() { f.stop(); }
     void cleanup() { f.reset(form); }
 
-    void captionsAndTooltips()
-    {
-        frmDisplayIO &w = open();
-        QCOMPARE(w.windowTitle(), QStringLiteral("I/O Status"));
-        QCOMPARE(w.fraBMIO[2]->title(), QStringLiteral("Slot0-0"));
-        QCOMPARE(w.lblSlot00[0]->text(), QStringLiteral("(B100.0)    0:"));
-        QCOMPARE(w.lblSlot00[0]->toolTip(), QStringLiteral("Mandrel No.1 Mark Sensor"));
-        QCOMPARE(w.lblSlot00[8]->text(), QStringLiteral("(B101.0)  10:"));
-        QCOMPARE(w.lblSlot01[15]->text(), QStringLiteral("(B111.7)  17:"));
-        QCOMPARE(w.lblSlot01[15]->toolTip(), QStringLiteral("Q.C. Can Blowoff Solenoid"));
-        QCOMPARE(w.lblSlot02[1]->toolTip(), QStringLiteral("'A' Trip Cam off Solenoid"));
-        QCOMPARE(w.lblTmgChannel[7]->text(), QStringLiteral("CH07:"));
-        QCOMPARE(w.lblTmgChannel[8]->text(), QStringLiteral("CH10:"));
-        QCOMPARE(w.lblTmgChannel[7]->toolTip(), QStringLiteral("1 Puls Per Can Timing"));
-        QCOMPARE(w.lblTmgChannelState[15]->toolTip(), QStringLiteral("B171.7"));
-        QCOMPARE(w.lblt6810[6]->toolTip(), QStringLiteral("Reslover Position"));
-        QCOMPARE(w.lblt6810[7]->text(), QStringLiteral("RPM:"));
-        QCOMPARE(w.lblt6810State[7]->toolTip(), QStringLiteral("W182"));
-        QCOMPARE(w.registers()[7], QStringLiteral("W112"));
-        QCOMPARE(w.registers()[6], QStringLiteral("W180"));
-        QCOMPARE(w.registers()[14], QStringLiteral("W120"));
-    }
-
     void offlineShowsDashesAndReadsNothing()
     {
         frmDisplayIO &w = open();
@@ -157,19 +134,6 @@ private slots:
         QCOMPARE(counter.requests, 0);
     }
 
-    void silentBoardSwitchesOffline()
-    {
-        QVERIFY(f.goOnline());
-        frmDisplayIO &w = open();
-        QVERIFY(DisplayFixture::waitPasses(w, 1));
-        QCOMPARE(w.lblSlot00State[0]->text().isEmpty(), false);
-        QCOMPARE(f.sim.command(QStringLiteral("silent on")), QStringLiteral("ok"));
-        QTRY_VERIFY_WITH_TIMEOUT(!f.comm->OnlineMode, 20000);
-        QTRY_COMPARE(w.lblSlot00State[0]->text(), QStringLiteral("-"));
-        QCOMPARE(w.lblt6810State[6]->text(), QStringLiteral("-"));
-        QVERIFY(!w.fraBMIO[1]->isEnabled());
-        QCOMPARE(f.sim.command(QStringLiteral("silent off")), QStringLiteral("ok"));
-    }
 };
 
 QTEST_MAIN(TestFrmDisplayIO)

@@ -67,25 +67,6 @@ private slots:
         QCOMPARE(w.updSpindleNumber->maximum(), spindles);
     }
 
-    void offlineShowsMemory()
-    {
-        f.data.gCurrentData.Value[37] = 1234567;
-        f.data.gCurrentData.Value[38] = 0;
-        f.data.gCurrentData.Value[121] = 98765;
-        f.util->gSystemMessage = QStringLiteral("Set-up Program is Currently OFFLINE");
-        frmMain &w = open();
-        QTRY_COMPARE(w.lblDisplay[3]->text(), QStringLiteral("1,234,567"));
-        QCOMPARE(w.lblDisplay[4]->text(), QStringLiteral("0"));
-        QCOMPARE(w.lblDisplay[5]->text(), QStringLiteral("98,765"));
-        for (int i = 0; i < 3; ++i)
-            QCOMPARE(w.lblDisplay[i]->text(), QStringLiteral("-"));
-        QCOMPARE(w.txtSpindleBlowoff->text(), QStringLiteral("-"));
-        QVERIFY(!w.cmdSingleBlowoff->isEnabled() && !w.cmdBadCanBlowoff->isEnabled());
-        QVERIFY(!w.txtSpindleBlowoff->isEnabled() && !w.updSpindleNumber->isEnabled());
-        QCOMPARE(w.txtMessageDisplay->toPlainText(), f.util->gSystemMessage);
-        QCOMPARE(w.passCount(), 0); // nothing read while offline
-    }
-
     void refusedSpindleNumber_data()
     {
         QTest::addColumn<int>("spindles");

@@ -32,25 +32,16 @@ private slots:
     void cleanupTestCase() { f.stop(); }
     void cleanup() { f.reset(form); }
 
-    void captionsAndLimitsFromTheTable()
+    // Offline, the window looks at memory again only after its interval.
+    void offlineTurnsWaitTheirInterval()
     {
         frmSetup &w = open();
-        QCOMPARE(w.windowTitle(), QStringLiteral("Set-Up"));
-        QCOMPARE(w.tbsSetup->tabText(1), QStringLiteral("&Blow-off Parameters"));
-        QCOMPARE(w.fieldCaption(5)->text(),
-                 QStringLiteral("Numb&er of Cans to Blow-off at Infeed Open:"));
-        QCOMPARE(w.fieldCaption(9)->text(), QStringLiteral("Bad &Can Blow-off Solenoid:"));
-        QCOMPARE(w.fieldCaption(11)->text(), QStringLiteral("Q.C. Blow-off So&lenoid:"));
-        QCOMPARE(w.lblDescription[3]->text(), QStringLiteral("Applicator No.1 Roll Speed (RPM):"));
-        QCOMPARE(w.fieldCaption(0)->buddy(), w.txtSetup[0]);
-        QCOMPARE(w.updSetup[0]->maximum(), 1999);
-        QCOMPARE(w.updSetup[4]->minimum(), 1);
-        QCOMPARE(w.updSetup[4]->maximum(), 5);
-        QCOMPARE(w.updSetup[12]->minimum(), 5);
-        QCOMPARE(w.updSetup[8]->maximum(), 24);
-        f.data.gSpindleCount = 36;
-        QTest::qWait(250); // a turn sets the port shift maximum
-        QCOMPARE(w.updSetup[8]->maximum(), 36);
+        w.setOfflineTurnInterval(60000);
+        f.data.gCurrentData.Value[122 + 5] = 16;
+        QTRY_COMPARE(w.txtSetup[5]->text(), QStringLiteral("16"));
+        f.data.gCurrentData.Value[122 + 5] = 17;
+        QTest::qWait(500);
+        QCOMPARE(w.txtSetup[5]->text(), QStringLiteral("16"));
     }
 
     void offlineShowsMemoryAndFollowsOfflineEditing()
@@ -238,19 +229,6 @@ private slots:
         QVERIFY(f.get("W188") != QStringLiteral("0"));
     }
 
-    void tabSwitchEndsThePass()
-    {
-        QVERIFY(f.goOnline());
-        frmSetup &w = open();
-        QVERIFY(DisplayFixture::waitPasses(w, 1));
-        const qint64 passes = w.passCount();
-        w.tbsSetup->setCurrentIndex(1);
-        // The pass that was running ends without counting as whole; the
-        // next ones read page 1 (ten fields).
-        QVERIFY(f.set("B1009", 33));
-        QTRY_COMPARE(w.txtSetup[12]->text(), QStringLiteral("33"));
-        QVERIFY(w.passCount() >= passes);
-    }
 };
 
 QTEST_MAIN(TestFrmSetup)

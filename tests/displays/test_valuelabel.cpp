@@ -82,54 +82,6 @@ private slots:
                 label->fontMetrics().horizontalAdvance(QStringLiteral("8,888,888,888")));
     }
 
-    // Whatever it caches, the label shows a text as a QLabel of the same
-    // size, font, frame and alignment would.
-    void drawsItsTextAsALabelWould_data()
-    {
-        QTest::addColumn<int>("alignment");
-        QTest::addColumn<bool>("framed");
-        QTest::addColumn<bool>("bold");
-        QTest::newRow("centred, framed, bold") << int(Qt::AlignCenter) << true << true;
-        QTest::newRow("right, framed") << int(Qt::AlignRight | Qt::AlignVCenter) << true << false;
-        QTest::newRow("left, no frame") << int(Qt::AlignLeft | Qt::AlignVCenter) << false << false;
-    }
-    void drawsItsTextAsALabelWould()
-    {
-        QFETCH(int, alignment);
-        QFETCH(bool, framed);
-        QFETCH(bool, bold);
-        QWidget top;
-        auto *label = new QLabel(&top);
-        auto *value = new ValueLabel(QStringLiteral("-"), QStringLiteral("8,888,888"), &top);
-        for (QFrame *w : std::initializer_list<QFrame *>{label, value}) {
-            QFont font = w->font();
-            font.setBold(bold);
-            w->setFont(font);
-            w->setAutoFillBackground(true);
-            if (framed) {
-                w->setFrameShape(QFrame::StyledPanel);
-                w->setFrameShadow(QFrame::Sunken);
-            }
-            w->setGeometry(0, 0, 140, 30);
-        }
-        label->setAlignment(Qt::Alignment(alignment));
-        value->setAlignment(Qt::Alignment(alignment));
-        top.show();
-        QVERIFY(QTest::qWaitForWindowExposed(&top));
-        // Texts come back, so the second round draws from what was laid out.
-        for (int round = 0; round < 2; ++round) {
-            for (const QString &text : {QStringLiteral("1,234,567"), QStringLiteral("ON"),
-                                        QStringLiteral("off"), QStringLiteral("-359")}) {
-                label->setText(text);
-                value->setText(text);
-                QCOMPARE(value->grab().toImage(), label->grab().toImage());
-            }
-        }
-        value->setEnabled(false);
-        label->setEnabled(false);
-        QCOMPARE(value->grab().toImage(), label->grab().toImage());
-    }
-
     void fontChangeResizes()
     {
         ValueLabel label(QStringLiteral("-"), QStringLiteral("88888"));

@@ -234,6 +234,12 @@ void TestDataTransfer::uploadUsesRecordAddresses()
     QCOMPARE(data.Value[122], 77);
     QVERIFY(link.log.contains("R W2000"));
     QVERIFY(!link.log.contains("R W1092"));
+
+    // A record that came with fewer values than addresses grows to hold them.
+    data.Value.resize(1);
+    DataTransfer(link, data).ProcessTransfer(TransferMode::UploadAll);
+    QCOMPARE(data.Value.size(), data.Address.size());
+    QCOMPARE(data.Value[122], 77);
 }
 
 void TestDataTransfer::cancelDuringShiftUpload()

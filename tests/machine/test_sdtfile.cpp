@@ -69,7 +69,6 @@ private slots:
     void goldenDefaultFile();
     void saveWritesGoldenFile();
     void roundTrip();
-    void roundTripOtherDimensions();
     void readerTakesFileDimensions();
     void readerIgnoresBytesAfterRecord();
     void readerIgnoresLowerBound();
@@ -154,21 +153,6 @@ void TestSdtFile::roundTrip()
     QCOMPARE(readSetupFile(file, back), MachineError::None);
     QCOMPARE(back, d);
     QCOMPARE(readAll(file), referenceImage(d.Version, d.Address, d.Value));
-}
-
-void TestSdtFile::roundTripOtherDimensions()
-{
-    DataSet d;
-    d.Version = QString();
-    d.Address = QStringList{"W1", "", "B2"};
-    d.Value = {1, -2, 3, 4, 5};
-    QByteArray bytes;
-    QCOMPARE(encodeSetupRecord(d, bytes), MachineError::None);
-    DataSet back;
-    qsizetype size = 0;
-    QCOMPARE(decodeSetupRecord(bytes, back, &size), MachineError::None);
-    QCOMPARE(size, bytes.size());
-    QCOMPARE(back, d);
 }
 
 void TestSdtFile::readerTakesFileDimensions()

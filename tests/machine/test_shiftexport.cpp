@@ -21,7 +21,6 @@ class TestShiftExport : public QObject
     Q_OBJECT
 
 private slots:
-    void afterStartUp();
     void uploadTimeHasTheGeneralDateForm();
     void linesOfAFilledRecord();
     void negativeValues();
@@ -29,36 +28,6 @@ private slots:
     void replacesExistingFile();
     void unwritableTarget();
 };
-
-void TestShiftExport::afterStartUp()
-{
-    const QStringList lines = shiftExportLines(buildDefaultData(), QString(), QString());
-    QCOMPARE(lines.size(), 96);
-    QCOMPARE(lines[0], QStringLiteral("untitled"));
-    QCOMPARE(lines[1], QStringLiteral("Date: "));
-    QCOMPARE(lines[2], QStringLiteral(" "));
-    QCOMPARE(lines[3], QStringLiteral("Current Shift Data:"));
-    const QString legend = QStringLiteral("(Good Can, Total Blow-off, Misloads, Manual Blow-offs, "
-                                          "QC Blow-offs, Restart Blow-off)");
-    QCOMPARE(lines[4], legend);
-    QCOMPARE(lines[11], QStringLiteral(" "));
-    QCOMPARE(lines[12], QStringLiteral("Current Shift Trips per Spindle:"));
-    QCOMPARE(lines[49], QStringLiteral(" "));
-    QCOMPARE(lines[50], QStringLiteral("Last Shift Data:"));
-    QCOMPARE(lines[51], legend);
-    QCOMPARE(lines[58], QStringLiteral(" "));
-    QCOMPARE(lines[59], QStringLiteral("Last Shift Trips per Spindle"));
-    // Every value line of a default record is a space followed by 0.
-    const QList<int> headingLines = {0, 1, 2, 3, 4, 11, 12, 49, 50, 51, 58, 59};
-    int valueLines = 0;
-    for (int n = 0; n < 96; ++n) {
-        if (headingLines.contains(n))
-            continue;
-        QCOMPARE(lines[n], QStringLiteral(" 0"));
-        ++valueLines;
-    }
-    QCOMPARE(valueLines, 84);
-}
 
 void TestShiftExport::uploadTimeHasTheGeneralDateForm()
 {

@@ -9,7 +9,7 @@ packages=(
   qt6-base-dev qt6-serialport-dev qt6-svg-dev qt6-charts-dev libqt6opengl6-dev libqt6sql6-sqlite libgl-dev qt6-qpa-plugins
   fonts-liberation xvfb xauth imagemagick poppler-utils
   python3 python3-serial
-  dpkg-dev file
+  dpkg-dev file gcovr
   libmosquitto-dev mosquitto mosquitto-clients
 )
 
