@@ -102,15 +102,23 @@ bool RSComm::readConfirmedBlock(int address, int count, QByteArray &out)
             QStringLiteral("reading %1: the link failed").arg(addressText(address + i));
         return false;
     };
+    // A byte at FF00H and above cannot be addressed: its high byte is taken
+    // as attention and the read always fails. It is read once, as the
+    // protocol has it, and kept as the 0 that read gives.
+    const auto unaddressable = [address](int i) { return (address + i) >= 0xFF00; };
     for (int pass = 0; pass < 2; ++pass)
         for (int i = 0; i < count; ++i)
-            if (!readOnce(i))
+            if ((pass == 0 || !unaddressable(i)) && !readOnce(i))
                 return linkLost(i);
     bool noisy = false;
-    for (const RepeatedReads &r : std::as_const(reads))
-        noisy = noisy || r.noisy();
+    for (int i = 0; i < count; ++i)
+        noisy = noisy || (!unaddressable(i) && reads[i].noisy());
     out.clear();
     for (int i = 0; i < count; ++i) {
+        if (unaddressable(i)) {
+            out.append('\0');
+            continue;
+        }
         if (noisy)
             reads[i].markNoisy();
         while (!reads[i].confirmed()) {

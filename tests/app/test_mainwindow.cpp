@@ -205,7 +205,7 @@ private slots:
         h.key(Qt::Key_S, Qt::ControlModifier);
         QCOMPARE(h.dialogs.asked.size(), 1);
         QCOMPARE(h.dialogs.asked[0].filter, QStringLiteral("Setup Files(*.sdt)|*.sdt|"));
-        QCOMPARE(h.w().windowTitle(), QStringLiteral("KESTRO - [Line3.sdt]"));
+        QCOMPARE(h.w().windowTitle(), QStringLiteral("KESTRO - [Line3.sdt] - [Main Display]"));
         DataSet back;
         QCOMPARE(readSetupFile(path, back), MachineError::None);
         QCOMPARE(back, h.data.gDefaultData);
@@ -226,7 +226,7 @@ private slots:
         QVERIFY(chooseMenu(h.w(), {"mnuFile", "mnuFileSaveAs"}));
         QCOMPARE(h.titles(), QStringList{"KESTRO"});
         QVERIFY(h.prompt.asked[0].text.contains(bad));
-        QCOMPARE(h.w().windowTitle(), QStringLiteral("KESTRO - [Line3.sdt]"));
+        QCOMPARE(h.w().windowTitle(), QStringLiteral("KESTRO - [Line3.sdt] - [Main Display]"));
         QCOMPARE(h.w().gFileNamePath, path);
         QVERIFY(h.data.hasUnsavedChanges());
         QVERIFY(!QFile::exists(bad));
@@ -248,7 +248,7 @@ private slots:
         h.key(Qt::Key_O, Qt::ControlModifier);
         QVERIFY(h.prompt.asked.isEmpty());
         QCOMPARE(h.data.gCurrentData.Value[125], 40);
-        QCOMPARE(h.w().windowTitle(), QStringLiteral("KESTRO - [same.sdt]"));
+        QCOMPARE(h.w().windowTitle(), QStringLiteral("KESTRO - [same.sdt] - [Main Display]"));
 
         // Another version: No shows the dialog again, Cancel keeps what was there.
         h.dialogs.answers = {h.file("other.sdt"), h.file("other.sdt")};
@@ -268,7 +268,7 @@ private slots:
         h.prompt.answers = {PromptAnswer::Yes};
         h.key(Qt::Key_O, Qt::ControlModifier);
         QCOMPARE(h.data.gCurrentData.Value[125], 77);
-        QCOMPARE(h.w().windowTitle(), QStringLiteral("KESTRO - [other.sdt]"));
+        QCOMPARE(h.w().windowTitle(), QStringLiteral("KESTRO - [other.sdt] - [Main Display]"));
         QVERIFY(h.data.hasUnsavedChanges());
 
         // A damaged file ends the command with nothing changed.

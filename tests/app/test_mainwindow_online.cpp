@@ -283,7 +283,7 @@ void TestMainWindowOnline::saveOnlineUploadsEverythingFirstWhenAsked()
     QCOMPARE(saved.Value[84], 65537);
     QCOMPARE(saved.Value[135], 12);
     QCOMPARE(saved, h.data.gSavedData);
-    QCOMPARE(w.windowTitle(), QStringLiteral("KESTRO - [asked.sdt]"));
+    QCOMPARE(w.windowTitle(), QStringLiteral("KESTRO - [asked.sdt] - [Main Display]"));
 }
 
 QTEST_MAIN(TestMainWindowOnline)
