@@ -40,7 +40,11 @@ private slots:
     {
         AppHarness h;
         BoardSimProcess sim;
-        QVERIFY(h.startWithBoard(sim, {QStringLiteral("--frozen")},
+        // A board that takes a moment over each record, as a real one does,
+        // so the window's quarter-second label clock ticks while they go.
+        QVERIFY(h.startWithBoard(sim,
+                                 {QStringLiteral("--frozen"), QStringLiteral("--delay-ms"),
+                                  QStringLiteral("1")},
                                  AppHarness::BackgroundTimer::Running));
         h.w().show();
         QVERIFY(QTest::qWaitForWindowExposed(&h.w()));
