@@ -206,23 +206,30 @@ int RSComm::ExchangeByte(int value, ReplyWait wait, InputFlush flush)
     }
 }
 
+bool RSComm::modeDeadlineKept(qint64 &deadline)
+{
+    if (m_clock.nowMs() <= deadline)
+        return true;
+    const PromptAnswer answer =
+        m_prompt.ask(kLinkTitle, QStringLiteral("Cannot Set PLC Mode Within Target Board."),
+                     PromptIcon::Critical, PromptButtons::RetryCancel);
+    if (answer != PromptAnswer::Retry) {
+        CommError = true;
+        OnlineMode = false;
+        CloseRSComm();
+        return false;
+    }
+    deadline = m_clock.nowMs() + kModeTimeoutMs;
+    return true;
+}
+
 bool RSComm::SetPLCMode(qint16 mode, quint8 modeByte)
 {
     m_currentMode = 0;
     qint64 deadline = m_clock.nowMs() + kModeTimeoutMs;
     while (m_currentMode != mode) {
-        if (m_clock.nowMs() > deadline) {
-            const PromptAnswer answer =
-                m_prompt.ask(kLinkTitle, QStringLiteral("Cannot Set PLC Mode Within Target Board."),
-                             PromptIcon::Critical, PromptButtons::RetryCancel);
-            if (answer != PromptAnswer::Retry) {
-                CommError = true;
-                OnlineMode = false;
-                CloseRSComm();
-                return false;
-            }
-            deadline = m_clock.nowMs() + kModeTimeoutMs;
-        }
+        if (!modeDeadlineKept(deadline))
+            return false;
         int reply = ExchangeByte(Attention, ReplyWait::Await, InputFlush::FlushFirst);
         if (reply == NoReply)
             return false;

@@ -238,6 +238,9 @@ private:
     QString queryText(quint8 code);
     bool programPLS(qint16 mode, quint8 modeByte, const QByteArray &bytes);
     bool plsReadyPoll();
+    // The mode handshake's 2-second limit: past it the operator is asked;
+    // Cancel drops the link (false), Retry grants 2 seconds more.
+    bool modeDeadlineKept(qint64 &deadline);
     bool plsHandshake(qint16 mode, quint8 modeByte, const QByteArray &bytes, qsizetype &next);
     bool plsSettleDoubt(const QByteArray &bytes);
     bool plsRefuse(const QString &title, const QString &text, PromptIcon icon);

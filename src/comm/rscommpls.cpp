@@ -181,19 +181,9 @@ bool RSComm::plsHandshake(qint16 mode, quint8 modeByte, const QByteArray &bytes,
     next = 0;
     qint64 deadline = m_clock.nowMs() + kModeTimeoutMs;
     for (;;) {
-        if (m_clock.nowMs() > deadline) {
-            const PromptAnswer answer =
-                m_prompt.ask(QStringLiteral("WARNING - Communication Error!"),
-                             QStringLiteral("Cannot Set PLC Mode Within Target Board."),
-                             PromptIcon::Critical, PromptButtons::RetryCancel);
-            if (answer != PromptAnswer::Retry) {
-                CommError = true;
-                OnlineMode = false;
-                CloseRSComm();
-                m_plsOutcome = PLSOutcome::NoAnswer;
-                return false;
-            }
-            deadline = m_clock.nowMs() + kModeTimeoutMs;
+        if (!modeDeadlineKept(deadline)) {
+            m_plsOutcome = PLSOutcome::NoAnswer;
+            return false;
         }
         int reply = ExchangeByte(Attention, ReplyWait::Await, InputFlush::FlushFirst);
         if (reply == NoReply)
