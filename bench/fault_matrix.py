@@ -124,9 +124,14 @@ def cli(bindir, args, timeout=120):
 def file_state(path):
     try:
         with open(path, "rb") as f:
-            return f.read()
+            data = f.read()
     except OSError:
         return None
+    if path.endswith(".hex"):
+        # The board's clock (B43008..B43017, record A800H) ticks inside the
+        # program range even on a frozen board: it is left out of the match.
+        data = b"\n".join(l for l in data.split(b"\n") if not l.startswith(b":10A800"))
+    return data
 
 
 def main():
