@@ -1,6 +1,7 @@
 #include "comm/clock.h"
 #include "comm/posixserialport.h"
 #include "fakes/boardsimprocess.h"
+#include "fakes/programrun.h"
 
 #include <QtTest>
 
@@ -18,11 +19,7 @@ class TestCliLinkE2E : public QObject
     QTemporaryDir m_program;
     QString stableName() const { return m_program.filePath(QStringLiteral("by-id/usb-board")); }
 
-    struct Run {
-        int exitCode = -1;
-        QString out;
-        QString err;
-    };
+    using Run = ProgramRun;
 
     Run cli(const QStringList &args, const QStringList &runAs = {})
     {
@@ -32,13 +29,7 @@ class TestCliLinkE2E : public QObject
         p.setArguments(runAs.isEmpty() ? args : runAs.mid(1) + QStringList{tool} + args);
         p.start();
         p.closeWriteChannel();
-        if (!p.waitForFinished(60000))
-            p.kill();
-        Run r;
-        r.exitCode = p.exitStatus() == QProcess::NormalExit ? p.exitCode() : -1;
-        r.out = QString::fromUtf8(p.readAllStandardOutput());
-        r.err = QString::fromUtf8(p.readAllStandardError());
-        return r;
+        return ProgramRun::finish(p, 60000);
     }
 
     bool startBoard(BoardSimProcess &sim, QStringList args)

@@ -1,4 +1,5 @@
 #include "fakes/boardsimprocess.h"
+#include "fakes/programrun.h"
 
 #include <QtTest>
 
@@ -13,11 +14,7 @@ class TestCliPortsE2E : public QObject
     QTemporaryDir m_config;
     BoardSimProcess m_sim;
 
-    struct Run {
-        int exitCode = -1;
-        QString out;
-        QString err;
-    };
+    using Run = ProgramRun;
 
     Run cli(const QStringList &args)
     {
@@ -29,13 +26,7 @@ class TestCliPortsE2E : public QObject
         p.setArguments(args);
         p.start();
         p.closeWriteChannel();
-        if (!p.waitForFinished(30000))
-            p.kill();
-        Run r;
-        r.exitCode = p.exitStatus() == QProcess::NormalExit ? p.exitCode() : -1;
-        r.out = QString::fromUtf8(p.readAllStandardOutput());
-        r.err = QString::fromUtf8(p.readAllStandardError());
-        return r;
+        return ProgramRun::finish(p, 30000);
     }
 
 private slots:
