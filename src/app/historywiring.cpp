@@ -5,6 +5,7 @@
 #include "modutility.h"
 
 #include "comm/rscomm.h"
+#include "comm/targetboardfacts.h"
 #include "history/historyrecorder.h"
 #include "history/historysampler.h"
 #include "history/historystore.h"
@@ -44,6 +45,15 @@ HistoryWiring::HistoryWiring(ModUtility &util, QMainWindow &window)
     m_audit = std::make_unique<History::WriteAudit>(*m_store);
     m_sampler = std::make_unique<History::HistorySampler>(*m_recorder, *util.gRSComm,
                                                           util.clock());
+    m_sampler->setCommErrorText([&util](int code) {
+        QString text;
+        TargetBoardFacts::lookUpCodeFile(TargetBoardFacts::commErrCodesFile(util.programDir()),
+                                         TargetBoardFacts::codeText(code), text);
+        return text;
+    });
+    m_audit->setReadListener([this](const QString &add, const QString &value) {
+        m_sampler->valueSeen(add, value);
+    });
     util.gRSComm->setRegisterObserver(m_audit.get());
     util.gAudit = m_audit.get();
     util.gRecorder = m_recorder.get();
@@ -80,11 +90,10 @@ void HistoryWiring::cycleOnline(int fault, const QString &faultText)
     RSComm &comm = *m_util.gRSComm;
     if (!m_wasOnline) {
         m_wasOnline = true;
-        m_recorder->commErrorSeen(0, {});
-        m_recorder->setMachine(
-            qEnvironmentVariable("KESTRO_LINE", QSysInfo::machineHostName()),
-            comm.ValidProgram() ? comm.ProgramIdent() : RSComm::TargetboardName(comm.TargetboardType),
-            m_util.gData.gSpindleCount);
+        m_recorder->linkFaultSeen(0, {});
+        // The program identity is the board's; the sampler reads it first.
+        m_recorder->setMachine(qEnvironmentVariable("KESTRO_LINE", QSysInfo::machineHostName()),
+                               QString(), m_util.gData.gSpindleCount);
         m_sampler->setSpindleCount(m_util.gData.gSpindleCount);
     }
     if (fault >= 0)
@@ -98,7 +107,7 @@ void HistoryWiring::cycleOnline(int fault, const QString &faultText)
 void HistoryWiring::cycleOffline(bool commError)
 {
     if (commError)
-        m_recorder->commErrorSeen(1, u"Comm Fault with T6800"_s);
+        m_recorder->linkFaultSeen(1, u"Comm Fault with T6800"_s);
     if (m_wasOnline) {
         m_wasOnline = false;
         m_sampler->linkLost();

@@ -174,6 +174,16 @@ void BoardIdentity::take(int k, const QString &valueText)
         revision = valueText;
 }
 
+QString BoardIdentity::summary() const
+{
+    QString printable;
+    for (const QChar c : name)
+        if (c.unicode() > 31)
+            printable += c;
+    return QStringLiteral("%1 (revision %2, checksum %3)")
+        .arg(printable.trimmed(), revision, checksum);
+}
+
 bool readDiskIdentity(const QString &revPath, DiskIdentity &identity, int *errorNumber,
                       QString *why)
 {

@@ -20,6 +20,7 @@ QString faultRegister(int index);
 // The CO-CPU slot row has no text box.
 inline constexpr int CoCpuSlotIndex = 2;
 inline constexpr int CorrectiveActionIndex = 3;
+inline constexpr int CurrentCommErrorIndex = 4;
 
 // The code as at least two upper-case hexadecimal digits: 5 -> "05", 26 -> "1A".
 QString codeText(qint64 value);
@@ -63,6 +64,9 @@ struct BoardIdentity {
     QString revision = QStringLiteral("-");
     // Takes byte k of the block as read (decimal text); byte 0 starts the name.
     void take(int k, const QString &valueText);
+    // "NAME (revision R, checksum C)", the name without its NUL and control
+    // characters.
+    QString summary() const;
 };
 
 // The identity of the project on disk, from its .rev file.

@@ -40,7 +40,7 @@ Table faultTable(const QList<FaultRecord> &faults)
     Table t{{u"Time"_s, u"Source"_s, u"Code"_s, u"Text"_s}};
     for (const FaultRecord &f : faults) {
         t << QStringList{timeText(f.at), faultSourceName(f.source),
-                         f.source == FaultSource::Board && f.code != 0
+                         f.source != FaultSource::Link && f.code != 0
                              ? QString::number(f.code, 16).toUpper() + u'H'
                              : QString::number(f.code),
                          f.code == 0 ? (f.text.isEmpty() ? u"cleared"_s : f.text) : f.text};

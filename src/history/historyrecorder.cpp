@@ -99,6 +99,11 @@ void HistoryRecorder::commErrorSeen(int code, const QString &text)
     codeSeen(FaultSource::Comm, code, text);
 }
 
+void HistoryRecorder::linkFaultSeen(int code, const QString &text)
+{
+    codeSeen(FaultSource::Link, code, text);
+}
+
 bool HistoryRecorder::snapshotDue() const
 {
     return !m_lastSnapshot.isValid()

@@ -21,6 +21,8 @@ public:
 
     // What every shift recorded from now on carries.
     void setMachine(const QString &lineName, const QString &programIdentity, int spindleCount);
+    // The program identity as read from the board.
+    void setProgramIdentity(const QString &identity) { m_programIdentity = identity; }
 
     // The board's last-shift counts as read (trips: spindle 1 first). The
     // first reading after connecting is only remembered; any later change
@@ -34,10 +36,12 @@ public:
     // A shift-data upload: its last shift is recorded unless already stored.
     void shiftUploaded(const ShiftRecord &lastShiftCounts);
 
-    // Fault code of the board and comm error code of the link, as seen on
-    // each cycle; only a change is recorded (a clear is code 0).
+    // The board's fault code and comm error code, and this PC's link fault
+    // (1: lost, 0: answering), as seen; only a change is recorded (a clear
+    // is code 0).
     void faultCodeSeen(int code, const QString &text);
     void commErrorSeen(int code, const QString &text);
+    void linkFaultSeen(int code, const QString &text);
 
     // Production values; stored when the last snapshot is older than the
     // interval.

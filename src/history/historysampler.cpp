@@ -1,9 +1,10 @@
 #include "historysampler.h"
 
 #include "comm/clock.h"
-#include "machine/valuetext.h"
 #include "comm/registerlink.h"
+#include "comm/targetboardfacts.h"
 #include "machine/registermap.h"
+#include "machine/valuetext.h"
 
 namespace History
 {
@@ -14,6 +15,11 @@ namespace
 // Good cans, blow-offs, speed, lifetime count: speed is a live register.
 constexpr int SnapshotItems[] = {Item::CurShiftGoodCans, Item::CurShiftBlowoffs, -1,
                                  Item::LifetimeCanCount};
+
+QString commErrorRegister()
+{
+    return TargetBoardFacts::faultRegister(TargetBoardFacts::CurrentCommErrorIndex);
+}
 
 } // namespace
 
@@ -30,44 +36,85 @@ QString HistorySampler::addressOf(int index) const
     return add.isEmpty() ? defaultAddress(index) : add;
 }
 
-QList<int> HistorySampler::blockIndexes() const
+QStringList HistorySampler::blockAddresses() const
 {
-    QList<int> indexes;
+    QStringList adds;
     for (int i = Item::LastShiftGoodCans; i <= Item::LastShiftRestartBlowoffs; ++i)
-        indexes << i;
+        adds << addressOf(i);
     const int spindles = m_spindleCount > 0 ? m_spindleCount : Item::MaxSpindles;
     for (int s = 1; s <= spindles; ++s)
-        indexes << Item::lastShiftTrips(s);
-    return indexes;
+        adds << addressOf(Item::lastShiftTrips(s));
+    return adds;
 }
 
-bool HistorySampler::readOne(const QString &add, qint32 &value)
+void HistorySampler::valueSeen(const QString &add, const QString &value)
 {
-    m_lastExchangeMs = m_clock.nowMs();
+    m_seen.insert(add.toUpper(), {roundedTextValue(value), m_clock.nowMs()});
+}
+
+HistorySampler::Take HistorySampler::take(const QString &add, qint32 &value)
+{
+    const qint64 now = m_clock.nowMs();
+    // Read by anyone within two gaps: as good as our own, and the windows'
+    // passes come round about that often.
+    const auto seen = m_seen.constFind(add.toUpper());
+    if (seen != m_seen.cend() && now - seen->atMs < 2 * m_minimumGapMs) {
+        value = seen->value;
+        return Take::Got;
+    }
+    if (m_exchanged && now - m_lastExchangeMs < m_minimumGapMs)
+        return Take::Later;
+    m_lastExchangeMs = now;
     m_exchanged = true;
     ++m_exchanges;
     const QString text = m_link.RSRead(add);
     if (m_link.commErrorSet() || m_link.lastTransactionFailed())
-        return false;
+        return Take::Failed;
     value = roundedTextValue(text);
+    m_seen.insert(add.toUpper(), {value, now});
+    return Take::Got;
+}
+
+bool HistorySampler::gather(const QStringList &adds, QList<qint32> &into)
+{
+    while (into.size() < adds.size()) {
+        qint32 value = 0;
+        switch (take(adds.at(into.size()), value)) {
+        case Take::Got:
+            into << value;
+            break;
+        case Take::Later:
+            return false;
+        case Take::Failed:
+            into.clear();
+            return false;
+        }
+    }
     return true;
 }
 
 void HistorySampler::step()
 {
-    const qint64 now = m_clock.nowMs();
-    if (m_link.commErrorSet() || (m_exchanged && now - m_lastExchangeMs < m_minimumGapMs))
+    if (m_link.commErrorSet())
         return;
-    qint32 value = 0;
+    const qint64 now = m_clock.nowMs();
+
+    if (!m_identityKnown) {
+        QStringList adds;
+        for (int k = 0; k < TargetBoardFacts::IdentityByteCount; ++k)
+            adds << TargetBoardFacts::identityRegister(k);
+        if (!gather(adds, m_identity))
+            return;
+        TargetBoardFacts::BoardIdentity identity;
+        for (int k = 0; k < m_identity.size(); ++k)
+            identity.take(k, QString::number(m_identity[k]));
+        m_identity.clear();
+        m_identityKnown = true;
+        m_recorder.setProgramIdentity(identity.summary());
+    }
 
     if (m_blockWanted) {
-        const QList<int> indexes = blockIndexes();
-        if (!readOne(addressOf(indexes.at(m_block.size())), value)) {
-            m_block.clear();
-            return;
-        }
-        m_block << value;
-        if (m_block.size() < indexes.size())
+        if (!gather(blockAddresses(), m_block))
             return;
         ShiftRecord counts;
         counts.goodCans = m_block[0];
@@ -88,21 +135,25 @@ void HistorySampler::step()
     }
 
     if (now >= m_nextWatchMs) {
-        m_nextWatchMs = now + m_watchPeriodMs;
-        if (!readOne(addressOf(Item::LastShiftGoodCans), value))
+        if (!gather({addressOf(Item::LastShiftGoodCans), commErrorRegister()}, m_watch))
             return;
-        if (m_haveWatch && value != m_watchValue)
+        m_nextWatchMs = now + m_watchPeriodMs;
+        const qint32 lastShiftGood = m_watch[0];
+        const int commError = m_watch[1];
+        m_watch.clear();
+        m_recorder.commErrorSeen(commError, commError != 0 && m_commErrorText
+                                                ? m_commErrorText(commError)
+                                                : QString());
+        if (m_haveWatch && lastShiftGood != m_watchValue)
             m_blockWanted = true;
         return;
     }
 
     if (m_recorder.snapshotDue()) {
-        if (!readOne(addressOf(SnapshotItems[m_snapshot.size()]), value)) {
-            m_snapshot.clear();
-            return;
-        }
-        m_snapshot << value;
-        if (m_snapshot.size() < int(std::size(SnapshotItems)))
+        QStringList adds;
+        for (int index : SnapshotItems)
+            adds << addressOf(index);
+        if (!gather(adds, m_snapshot))
             return;
         SnapshotRecord s;
         s.goodCans = m_snapshot[0];
@@ -116,8 +167,12 @@ void HistorySampler::step()
 
 void HistorySampler::linkLost()
 {
+    m_identity.clear();
+    m_identityKnown = false; // another board may answer next
+    m_watch.clear();
     m_block.clear();
     m_snapshot.clear();
+    m_seen.clear();
     m_blockWanted = true;
     m_haveWatch = false;
     m_recorder.linkLost();

@@ -125,7 +125,15 @@ static ShiftOrigin shiftOriginFrom(const QString &name)
 
 QString faultSourceName(FaultSource source)
 {
-    return source == FaultSource::Comm ? u"comm"_s : u"board"_s;
+    switch (source) {
+    case FaultSource::Comm:
+        return u"comm"_s;
+    case FaultSource::Link:
+        return u"link"_s;
+    case FaultSource::Board:
+        break;
+    }
+    return u"board"_s;
 }
 
 bool ShiftRecord::sameCounts(const ShiftRecord &o) const
@@ -553,7 +561,10 @@ QList<FaultRecord> HistoryStore::faults(const Query &query) const
         FaultRecord f;
         f.id = q.value(0).toLongLong();
         f.at = timeOf(q.value(1));
-        f.source = q.value(2).toString() == u"comm" ? FaultSource::Comm : FaultSource::Board;
+        const QString source = q.value(2).toString();
+        f.source = source == u"comm"   ? FaultSource::Comm
+                   : source == u"link" ? FaultSource::Link
+                                       : FaultSource::Board;
         f.code = q.value(3).toInt();
         f.text = q.value(4).toString();
         if (matches(query.text, {faultSourceName(f.source), f.text,

@@ -52,7 +52,9 @@ struct SnapshotRecord {
     qint32 lifetimeCount = 0; // thousands of cans
 };
 
-enum class FaultSource { Board, Comm };
+// Board: the fault code register; Comm: the board's comm error code
+// register; Link: this PC's own link to the board failing.
+enum class FaultSource { Board, Comm, Link };
 QString faultSourceName(FaultSource source);
 
 struct FaultRecord {

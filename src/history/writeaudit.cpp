@@ -33,6 +33,8 @@ void WriteAudit::valueRead(const QString &add, const QString &value)
     if (m_hidden.contains(add.toUpper()))
         return;
     m_lastKnown.insert(add.toUpper(), value.trimmed());
+    if (m_readListener)
+        m_readListener(add, value);
 }
 
 void WriteAudit::setLastKnown(const QString &add, const QString &value)

@@ -6,6 +6,8 @@
 #include <QHash>
 #include <QSet>
 
+#include <functional>
+
 namespace History
 {
 
@@ -22,9 +24,18 @@ class WriteAudit final : public RegisterObserver
 {
 public:
     explicit WriteAudit(HistoryStore &store);
+    // False when the store could not be opened: nothing is recorded.
+    bool recording() const { return m_store.isOpen(); }
 
     void valueRead(const QString &add, const QString &value) override;
     void valueWritten(const QString &add, const QString &value, bool done) override;
+
+    // Told of every value read but the hidden ones (the history sampler
+    // takes what the windows read).
+    void setReadListener(std::function<void(const QString &, const QString &)> listener)
+    {
+        m_readListener = std::move(listener);
+    }
 
     // Writes to this register are recorded without their values (the
     // passcode is one from the start).
@@ -58,6 +69,7 @@ private:
     HistoryStore &m_store;
     QHash<QString, QString> m_lastKnown;
     QSet<QString> m_hidden;
+    std::function<void(const QString &, const QString &)> m_readListener;
     QString m_origin;
     bool m_inBatch = false;
     ChangeRecord m_batch;

@@ -3,6 +3,7 @@
 #include "comm/clock.h"
 #include "comm/rscomm.h"
 #include "comm/serialport.h"
+#include "comm/targetboardfacts.h"
 #include "machine/registermap.h"
 
 #include <QLoggingCategory>
@@ -53,6 +54,15 @@ bool LineMonitor::openLink()
             return false;
         m_spindleCount = int(n);
     }
+    // The program the board runs, once per link: another board may answer.
+    TargetBoardFacts::BoardIdentity identity;
+    for (int k = 0; k < TargetBoardFacts::IdentityByteCount; ++k) {
+        qint64 byte = 0;
+        if (!read(TargetBoardFacts::identityRegister(k), byte))
+            return false;
+        identity.take(k, QString::number(byte));
+    }
+    m_programIdentity = identity.summary();
     m_linkUp = m_everUp = true;
     m_backoffMs = 1000;
     m_lastFailure.clear();

@@ -47,6 +47,8 @@ public:
     // A whole pass has been read since the link came up.
     bool valuesCurrent() const { return m_linkUp && m_valuesCurrent; }
     int spindleCount() const { return m_spindleCount; }
+    // The board's program identity, read each time the link comes up.
+    const QString &programIdentity() const { return m_programIdentity; }
     const LiveValues &values() const { return m_values; }
     // Register reads since start, for the link's use.
     qint64 registerReads() const { return m_reads; }
@@ -82,6 +84,7 @@ private:
     qint64 m_nextAttemptMs = 0;
     qint64 m_backoffMs = 1000;
     int m_spindleCount = 0;
+    QString m_programIdentity;
     bool m_shiftPending = true; // the first record is read at once
     qint64 m_reads = 0;
 };

@@ -22,7 +22,8 @@ MonitorService::MonitorService(LineMonitor &monitor, History::HistoryRecorder &r
     connect(&monitor, &LineMonitor::valuesRead, this, &MonitorService::onValues);
     connect(&monitor, &LineMonitor::lastShiftRead, this,
             [this](const History::ShiftRecord &shift) {
-                m_recorder.setMachine(m_line, QString(), m_monitor.spindleCount());
+                m_recorder.setMachine(m_line, m_monitor.programIdentity(),
+                                      m_monitor.spindleCount());
                 m_recorder.lastShiftSeen(shift);
             });
     connect(&mqtt, &MqttClient::connectionChanged, this, &MonitorService::onBroker);
@@ -171,10 +172,12 @@ void MonitorService::onLink(bool up, const QString &reason)
 
 void MonitorService::faultRecorded(const History::FaultRecord &fault)
 {
-    const bool board = fault.source == History::FaultSource::Board;
+    using History::FaultSource;
     publishEvent(QStringLiteral("fault"),
-                 QJsonObject{{QStringLiteral("kind"), board ? QStringLiteral("fault")
-                                                            : QStringLiteral("commError")},
+                 QJsonObject{{QStringLiteral("kind"),
+                              fault.source == FaultSource::Board  ? QStringLiteral("fault")
+                              : fault.source == FaultSource::Comm ? QStringLiteral("commError")
+                                                                  : QStringLiteral("link")},
                              {QStringLiteral("active"), fault.code > 0},
                              {QStringLiteral("code"), TargetBoardFacts::codeText(fault.code)},
                              {QStringLiteral("text"), fault.text},

@@ -7,6 +7,7 @@
 #include "appharness.h"
 #include "displays/frmsetup.h"
 #include "fakes/programrun.h"
+#include "machine/datatransfer.h"
 
 #include <QLineEdit>
 #include <QMenu>
@@ -22,6 +23,7 @@ class TestHistoryGui : public QObject
 private slots:
     void setupChangeIsListedByTheCommandLine();
     void historyWindowShowsTheStoreOffline();
+    void compareListsWhatADownloadWouldChange();
 };
 
 void TestHistoryGui::setupChangeIsListedByTheCommandLine()
@@ -92,6 +94,50 @@ void TestHistoryGui::historyWindowShowsTheStoreOffline()
     QFile f(csv);
     QVERIFY(f.open(QIODevice::ReadOnly));
     QCOMPARE(f.readAll(), QByteArray("Time,Source,Code,Text\n2026-03-02 07:00:00,board,1AH,valve\n"));
+}
+
+// File > Compare with Board on the shown window: the one item the board holds
+// differently is listed with both values, and nothing else.
+void TestHistoryGui::compareListsWhatADownloadWouldChange()
+{
+    AppHarness h;
+    BoardSimProcess sim;
+    QVERIFY(h.startWithBoard(sim));
+    h.w().show();
+    QVERIFY(QTest::qWaitForWindowActive(&h.w()));
+    QTest::keyClick(&h.w(), Qt::Key_F3);
+    QTRY_VERIFY(h.comm->OnlineMode);
+    DataSet &memory = h.data.gCurrentData;
+    // Memory as the board holds it, then one item changed on the board.
+    QCOMPARE(DataTransfer(*h.comm, memory)
+                 .ProcessTransfer(transferMode(TransferDirection::Upload, DataGroup::SetupData))
+                 .Outcome,
+             TransferOutcome::Completed);
+    int index = 0;
+    while (memory.addressAt(index) != u"B1003")
+        ++index;
+    const qint32 inMemory = memory.valueAt(index);
+    QCOMPARE(sim.command(QStringLiteral("set B1003 %1").arg(inMemory + 1)), QStringLiteral("ok"));
+
+    QStringList rows;
+    QTimer poll;
+    QObject::connect(&poll, &QTimer::timeout, [&] {
+        QWidget *dialog = QApplication::activeModalWidget();
+        if (!dialog || dialog->objectName() != u"frmCompare")
+            return;
+        poll.stop();
+        auto *grid = dialog->findChild<QTableWidget *>(QStringLiteral("grdItems"));
+        for (int r = 0; grid && r < grid->rowCount(); ++r)
+            rows << grid->item(r, 0)->text() + u'|' + grid->item(r, 1)->text() + u'|'
+                        + grid->item(r, 2)->text();
+        QTest::keyClick(dialog, Qt::Key_Escape);
+    });
+    poll.start(20);
+    QVERIFY(chooseMenu(h.w(), {QStringLiteral("mnuFile"), QStringLiteral("mnuFileCompare")}));
+    QTRY_VERIFY(!poll.isActive());
+    QCOMPARE(rows, QStringList{QStringLiteral("Number of Cans to Blow-off for Each Mis-load|%1|%2")
+                                   .arg(inMemory)
+                                   .arg(inMemory + 1)});
 }
 
 QTEST_MAIN(TestHistoryGui)

@@ -73,6 +73,17 @@ private slots:
                  QStringLiteral("Number of Cans to Blow-off for Each Mis-load B1003 %1 %2")
                      .arg(old, value));
 
+        // Downloading A puts it back: the record lists that item alone, with
+        // the value the board held.
+        QCOMPARE(cli({QStringLiteral("download"), QStringLiteral("setup"), a}).exitCode, 0);
+        const ProgramRun h = cli({QStringLiteral("history"), QStringLiteral("changes"),
+                                  QStringLiteral("--csv")});
+        const QString last = h.out.trimmed().split(u'\n').constLast();
+        QVERIFY2(last.endsWith(QStringLiteral(",command download,yes,B1003 Number of Cans to "
+                                              "Blow-off for Each Mis-load: %1 -> %2")
+                                   .arg(value, old)),
+                 qPrintable(last));
+
         // A board that does not answer is no verdict.
         m_sim.command(QStringLiteral("silent on"));
         const ProgramRun dead = cli({QStringLiteral("diff"), a, QStringLiteral("--board")});

@@ -50,6 +50,11 @@ void TestHistoryBoard::eachShiftOnceWhoeverEndedIt()
         for (int i = 0; i < 200 && store.shifts().isEmpty(); ++i)
             cycle(1);
     };
+    // The board's own program identity and comm error code, as the shifts and
+    // faults carry them.
+    for (const char *set : {"set B61424 75", "set B61425 57", "set B61426 0", "set B61432 9",
+                            "set B61433 2", "set B8179 5"})
+        QCOMPARE(sim.command(QString::fromLatin1(set)), QStringLiteral("ok"));
     cycle(100); // the counts the PC first sees are not a shift it watched end
     QCOMPARE(store.shifts().size(), 0);
 
@@ -71,6 +76,12 @@ void TestHistoryBoard::eachShiftOnceWhoeverEndedIt()
     const QList<ShiftRecord> shifts = store.shifts();
     QCOMPARE(shifts.size(), 2);
     QCOMPARE(shifts[0].origin, ShiftOrigin::Machine);
+    QVERIFY2(shifts[0].programIdentity.startsWith(QStringLiteral("K9")), qPrintable(shifts[0].programIdentity));
+    QVERIFY(shifts[0].programIdentity.endsWith(QStringLiteral("(revision 2, checksum 9)")));
+    const QList<FaultRecord> faults = store.faults();
+    QCOMPARE(faults.size(), 1);
+    QCOMPARE(faults[0].source, FaultSource::Comm);
+    QCOMPARE(faults[0].code, 5);
     QCOMPARE(QString::number(shifts[0].goodCans), made);
     QCOMPARE(shifts[1].origin, ShiftOrigin::Program);
     QCOMPARE(shifts[1].goodCans, 777);

@@ -258,6 +258,21 @@ int downloadCommand(CliContext &ctx, DataGroup group, const QString &path)
     const TransferMode mode = transferMode(TransferDirection::Download, group);
     if (!ctx.goOnline())
         return noTransfer(ctx, data.gCurrentData, mode);
+    if (ctx.audit && ctx.audit->recording()) {
+        // The board's values first, so the record lists what each item held
+        // before; one that could not be read keeps an unknown old value.
+        DataSet before = data.gCurrentData;
+        TransferCallbacks callbacks;
+        callbacks.yieldEvents = [] { QCoreApplication::processEvents(); };
+        DataTransfer(ctx.comm, before)
+            .ProcessTransfer(transferMode(TransferDirection::Upload, group), callbacks);
+        if (ctx.comm.CommError) {
+            ctx.err << "kestro-cli: nothing written: the link failed while reading the board's "
+                       "values first"
+                    << Qt::endl;
+            return CliExit::CommFailure;
+        }
+    }
     if (ctx.audit)
         ctx.audit->beginBatch(QStringLiteral("command download"),
                               dataGroupName(group) + QStringLiteral(" from ") +

@@ -112,8 +112,8 @@ int main(int argc, char *argv[])
                     store.recordFault({0, t, FaultSource::Board, 0, {}});
                 }
                 if (rng.bounded(9000) == 0) {
-                    store.recordFault({0, t, FaultSource::Comm, 1, QStringLiteral("Comm Fault with T6800")});
-                    store.recordFault({0, t.addSecs(20), FaultSource::Comm, 0, {}});
+                    store.recordFault({0, t, FaultSource::Link, 1, QStringLiteral("Comm Fault with T6800")});
+                    store.recordFault({0, t.addSecs(20), FaultSource::Link, 0, {}});
                 }
             }
             if (to > QDateTime(end, QTime(23, 59)))
