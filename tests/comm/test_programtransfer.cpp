@@ -5,7 +5,8 @@
 
 namespace
 {
-const QString kInvalid = QStringLiteral("Currently Selected Program is Invalid.\r\n\r\nProgram Download Halted!");
+const QString kInvalid =
+    QStringLiteral("Currently Selected Program is Invalid.\r\n\r\nProgram Download Halted!");
 const QString kChecksum = QStringLiteral("Checksum Error, Program Download Halted!");
 const QString kComplete = QStringLiteral("Program Download Complete!");
 const QByteArray kLcf = QByteArray("B") + QByteArray(34, '0') + "10023000%\r\n";
@@ -31,7 +32,8 @@ struct ProgramLink : FakeLink {
                     const QByteArray &lcf = {})
     {
         write(QStringLiteral("prog.pdx"), code + ",project\r\n");
-        const std::pair<const char *, QByteArray> files[] = {{"prog.rev", rev}, {"prog.hex", hex}, {"prog.lcf", lcf}};
+        const std::pair<const char *, QByteArray> files[] = {
+            {"prog.rev", rev}, {"prog.hex", hex}, {"prog.lcf", lcf}};
         for (const auto &[name, content] : files)
             if (!content.isNull())
                 write(QLatin1String(name), content);
@@ -45,7 +47,10 @@ struct ProgramLink : FakeLink {
         prompt.answers = {PromptAnswer::Yes};
         comm.DumpProgram();
     }
-    QString lastText() const { return prompt.asked.isEmpty() ? QString() : prompt.asked.last().text; }
+    QString lastText() const
+    {
+        return prompt.asked.isEmpty() ? QString() : prompt.asked.last().text;
+    }
     // Bytes sent after the program-load mode byte (FF, 03).
     QByteArray streamed() const
     {
@@ -69,16 +74,6 @@ class TestProgramTransfer : public QObject
     Q_OBJECT
 
 private slots:
-    void markHexNotation()
-    {
-        QString mark = QStringLiteral("<=");
-        QCOMPARE(RSComm::MarkHex2HEX(mark), QStringLiteral("CD"));
-        QString hex = QStringLiteral("9F0A");
-        QCOMPARE(RSComm::HEX2MarkHEX(hex), QStringLiteral("9?0:"));
-        QCOMPARE(RSComm::MarkHexToNumber(QStringLiteral("05")), QStringLiteral(" 5"));
-        QCOMPARE(RSComm::HexToNumber(QStringLiteral("7FFF")), 32767);
-    }
-
     void hexRecordFields()
     {
         const HexRecord r = HexRecord::parse(QStringLiteral(":0300300002337A1E"));
@@ -127,16 +122,21 @@ private slots:
         QTest::addColumn<int>("icon");
         const QByteArray rev = "ABC12345<=05\r\n";
         QTest::newRow("T6800") << QByteArray("D") << rev << QByteArray() << "" << 0;
-        QTest::newRow("limit switch") << QByteArray("7") << rev << QByteArray()
+        QTest::newRow("limit switch")
+            << QByteArray("7") << rev << QByteArray()
             << "prog file is a PLS target board program.\r\nOpen PLS program to download to target "
-               "board.\r\n\r\nProgram Downloaded Halted." << int(PromptIcon::Information);
-        QTest::newRow("incompatible") << QByteArray("1") << rev << QByteArray()
+               "board.\r\n\r\nProgram Downloaded Halted."
+            << int(PromptIcon::Information);
+        QTest::newRow("incompatible")
+            << QByteArray("1") << rev << QByteArray()
             << "prog file is incompatible with target board.\r\n\r\nProgram Downloaded Halted!"
             << int(PromptIcon::Critical);
-        QTest::newRow("60 without configuration") << QByteArray("<") << rev << QByteArray()
+        QTest::newRow("60 without configuration")
+            << QByteArray("<") << rev << QByteArray()
             << "%1/prog.lcf Configuration File is Not Valid\r\n\r\nProgram Downloaded Halted!"
             << int(PromptIcon::Exclamation);
-        QTest::newRow("60 without revision") << QByteArray("<") << QByteArray() << kLcf
+        QTest::newRow("60 without revision")
+            << QByteArray("<") << QByteArray() << kLcf
             << "%1/prog.rev Revision File is Not Valid\r\n\r\nProgram Downloaded Halted!"
             << int(PromptIcon::Exclamation);
         QTest::newRow("60 complete") << QByteArray("<") << rev << kLcf << "" << 0;
@@ -159,7 +159,8 @@ private slots:
     void recordStreamedAndAnsweredOncePerSelection()
     {
         ProgramLink link;
-        const QString pdx = link.project("D", "ABC12345<=05\r\n", ":0300300002337A1E\r\n:00000001FF\r\n");
+        const QString pdx =
+            link.project("D", "ABC12345<=05\r\n", ":0300300002337A1E\r\n:00000001FF\r\n");
         link.comm.DownloadFile(pdx);
         QCOMPARE(link.comm.ProgramIdent(), QStringLiteral("ABC12345"));
         QCOMPARE(link.comm.ProgramChecksum(), QStringLiteral(" 205"));
@@ -204,7 +205,10 @@ private slots:
     void confirmationBoxNoLeavesAllAsItWas()
     {
         ProgramLink link;
-        link.board.memory.replace(61424, 10, QByteArray("OL\x1F" "D\0\0\0\0\x5C\x03", 10));
+        link.board.memory.replace(61424, 10,
+                                  QByteArray("OL\x1F"
+                                             "D\0\0\0\0\x5C\x03",
+                                             10));
         link.comm.DownloadFile(link.project("D", "NEW1<=05\r\n", ":00000001FF\r\n"));
         link.open();
         link.prompt.answers = {PromptAnswer::No};
@@ -243,8 +247,9 @@ private slots:
         ProgramLink link;
         (silent ? link.board.silentOnRecord : link.board.wrongSumOnRecord) = 2;
         const qint64 before = link.clock.nowMs();
-        link.dump(link.project("D", "ABC<=05\r\n",
-                               ":0240000011228B\r\n:02400200334445\r\n:024004005566FF\r\n:00000001FF\r\n"));
+        link.dump(link.project(
+            "D", "ABC<=05\r\n",
+            ":0240000011228B\r\n:02400200334445\r\n:024004005566FF\r\n:00000001FF\r\n"));
         QCOMPARE(link.lastText(), kChecksum);
         QCOMPARE(link.prompt.asked.last().icon, PromptIcon::Exclamation);
         QCOMPARE(link.board.recordsLoaded, 2);
@@ -261,10 +266,13 @@ private slots:
     {
         QTest::addColumn<QByteArray>("hex"); // null: no file
         QTest::addColumn<QString>("text");
-        QTest::newRow("bad line") << QByteArray(":0240000011228B\r\n:02400200334446\r\n:00000001FF\r\n") << kInvalid;
-        QTest::newRow("missing") << QByteArray()
-                                 << "%1/prog.hex File Does Not Exist.\r\n\r\nProgram Downloaded Halted";
-        QTest::newRow("empty") << QByteArray("") << "%1/prog.hex File is Not Valid\r\n\r\nProgram Downloaded Halted";
+        QTest::newRow("bad line") << QByteArray(
+                                         ":0240000011228B\r\n:02400200334446\r\n:00000001FF\r\n")
+                                  << kInvalid;
+        QTest::newRow("missing")
+            << QByteArray() << "%1/prog.hex File Does Not Exist.\r\n\r\nProgram Downloaded Halted";
+        QTest::newRow("empty") << QByteArray("")
+                               << "%1/prog.hex File is Not Valid\r\n\r\nProgram Downloaded Halted";
     }
     void unsoundImageSendsNothing()
     {
@@ -282,7 +290,9 @@ private slots:
         ProgramLink link;
         link.comm.DownloadFile(link.project("D", "ABC<=05\r\n", ":00000001FF\r\n"));
         link.comm.DumpProgram();
-        QCOMPARE(link.lastText(), QStringLiteral("Program is Currently OFFLINE.\r\n\r\nSwitch to ONLINE MODE to Continue."));
+        QCOMPARE(link.lastText(),
+                 QStringLiteral(
+                     "Program is Currently OFFLINE.\r\n\r\nSwitch to ONLINE MODE to Continue."));
         QVERIFY(link.port.sent.isEmpty());
     }
 
@@ -299,7 +309,8 @@ private slots:
         QCOMPARE(lines.size(), 2050); // 2048 data records, the end record, the final line end
         QCOMPARE(lines[0], QByteArray(":10400000000102030405060708090A0B0C0D0E0F38\r"));
         QCOMPARE(lines[2047], QByteArray(":10BFF00000000000000000000000000000000099A8\r"));
-        QCOMPARE(readAll(link.file(QStringLiteral("prog.rev"))), QByteArray("ABC\0\0\0\0\0<=05\r\n", 14));
+        QCOMPARE(readAll(link.file(QStringLiteral("prog.rev"))),
+                 QByteArray("ABC\0\0\0\0\0<=05\r\n", 14));
         QVERIFY(!QFile::exists(link.file(QStringLiteral("prog.lcf"))));
 
         // The ident with its NUL bytes goes back into a board unchanged.
@@ -341,7 +352,8 @@ private slots:
         link.board.memory[8189] = char(7);
         link.board.memory[8188] = char(10);
         link.uploaded("<");
-        QCOMPARE(readAll(link.file(QStringLiteral("prog.lcf"))), QByteArray("B") + QByteArray(34, '0') + "20072000%\r\n");
+        QCOMPARE(readAll(link.file(QStringLiteral("prog.lcf"))),
+                 QByteArray("B") + QByteArray(34, '0') + "20072000%\r\n");
     }
 
     void failedUploadLeavesTheFiles()
@@ -359,7 +371,8 @@ private slots:
         link.comm.setInUploadMode(true);
         link.port.hangUpAfter = 5000; // part-way through the memory
         link.comm.UploadProgram();
-        QCOMPARE(link.lastText(), QStringLiteral("Program Upload Not Complete!\r\n\r\nHEX file not created."));
+        QCOMPARE(link.lastText(),
+                 QStringLiteral("Program Upload Not Complete!\r\n\r\nHEX file not created."));
         QCOMPARE(link.prompt.asked.last().icon, PromptIcon::Critical);
         QVERIFY(!link.comm.OnlineMode);
         QVERIFY(!link.comm.InUploadMode());

@@ -7,7 +7,10 @@ namespace
 const QString kLinkTitle = QStringLiteral("WARNING - Communication Error!");
 const QString kModeText = QStringLiteral("Cannot Set PLC Mode Within Target Board.");
 
-QByteArray hex(const char *text) { return QByteArray::fromHex(text); }
+QByteArray hex(const char *text)
+{
+    return QByteArray::fromHex(text);
+}
 
 // A board that answers every handshake but never echoes a data byte right.
 void neverEchoRight(FakeSerialPort &port)
@@ -66,7 +69,8 @@ private slots:
         link.prompt.answers = {PromptAnswer::Retry, PromptAnswer::Cancel};
         QVERIFY(!link.comm.InitializeRSComm(link.port));
         QCOMPARE(link.prompt.asked.size(), 2); // Retry reads the file again
-        QCOMPARE(link.prompt.asked[0].text, QStringLiteral("Error Number = 62\r\n\r\nInput past end of file"));
+        QCOMPARE(link.prompt.asked[0].text,
+                 QStringLiteral("Error Number = 62\r\n\r\nInput past end of file"));
         QCOMPARE(link.prompt.asked[0].buttons, PromptButtons::RetryCancel);
         QVERIFY(link.comm.setupFailed());
         QVERIFY(!link.comm.OnlineMode);
@@ -147,13 +151,27 @@ private slots:
         QTest::addColumn<QString>("address");
         QTest::addColumn<QString>("text");
         QTest::addColumn<QString>("message");
-        QTest::newRow("flag 2") << "F119" << "2" << "Enter 0 or 1 Only.";
-        QTest::newRow("minus") << "W98" << "-5" << "Only Numerical Data Allowed.";
-        QTest::newRow("letter") << "B10" << "4a" << "Only Numerical Data Allowed.";
-        QTest::newRow("byte 256") << "B1000" << "256" << "Entry out of Range (0-255).";
-        QTest::newRow("word 65536") << "W98" << "65536" << "Entry out of Range (0-65,535).";
-        QTest::newRow("double over") << "D1304" << "655360000" << "Entry out of Range (0-655,359,999).";
-        QTest::newRow("huge") << "D1304" << "99999999999999999999" << "Entry out of Range (0-655,359,999).";
+        QTest::newRow("flag 2") << "F119"
+                                << "2"
+                                << "Enter 0 or 1 Only.";
+        QTest::newRow("minus") << "W98"
+                               << "-5"
+                               << "Only Numerical Data Allowed.";
+        QTest::newRow("letter") << "B10"
+                                << "4a"
+                                << "Only Numerical Data Allowed.";
+        QTest::newRow("byte 256") << "B1000"
+                                  << "256"
+                                  << "Entry out of Range (0-255).";
+        QTest::newRow("word 65536") << "W98"
+                                    << "65536"
+                                    << "Entry out of Range (0-65,535).";
+        QTest::newRow("double over") << "D1304"
+                                     << "655360000"
+                                     << "Entry out of Range (0-655,359,999).";
+        QTest::newRow("huge") << "D1304"
+                              << "99999999999999999999"
+                              << "Entry out of Range (0-655,359,999).";
     }
     void refusedValueIsNamedAndNotSent()
     {
@@ -217,7 +235,8 @@ private slots:
         link.prompt.onAsk = [&](const ScriptedPrompt::Asked &) { link.port.reply(0x55, 500); };
         link.prompt.answers = {PromptAnswer::Retry};
         const qint64 start = link.clock.nowMs();
-        QCOMPARE(link.comm.ExchangeByte(0xFF, RSComm::ReplyWait::Await, RSComm::InputFlush::Keep), 0x55);
+        QCOMPARE(link.comm.ExchangeByte(0xFF, RSComm::ReplyWait::Await, RSComm::InputFlush::Keep),
+                 0x55);
         QCOMPARE(link.clock.nowMs() - start, 5500);
         QVERIFY(!link.comm.CommError && !link.comm.CommErrorAlert);
 
@@ -241,7 +260,9 @@ private slots:
         link.open();
         link.prompt.answers = {PromptAnswer::Cancel};
         // Each wrong acknowledge costs fake time only through the reply delay.
-        link.port.responder = [](quint8 b, FakeSerialPort &p) { p.reply(b == 0xFF ? 0x00 : b, 100); };
+        link.port.responder = [](quint8 b, FakeSerialPort &p) {
+            p.reply(b == 0xFF ? 0x00 : b, 100);
+        };
         QCOMPARE(link.comm.RSRead(QStringLiteral("W98")), QStringLiteral("0"));
         QCOMPARE(link.prompt.asked.size(), 1);
         QCOMPARE(link.prompt.asked[0].text, kModeText);
@@ -327,7 +348,9 @@ private slots:
         QCOMPARE(link.comm.PLSScaleFactor(), QStringLiteral(" 291"));
 
         // Mode byte never acknowledged: the handshake message, then -9999.
-        link.port.responder = [](quint8 b, FakeSerialPort &p) { p.reply(b == 0xFF ? 0x55 : 0x00, 50); };
+        link.port.responder = [](quint8 b, FakeSerialPort &p) {
+            p.reply(b == 0xFF ? 0x55 : 0x00, 50);
+        };
         link.prompt.answers = {PromptAnswer::Cancel};
         QCOMPARE(link.comm.PLSRpm(), QStringLiteral("-9999"));
         QVERIFY(link.comm.CommError);

@@ -58,7 +58,8 @@ private slots:
         PlsLink link;
         // Scale query, then the record: channel, START low/high, ON, OFF, kind 0.
         QVERIFY(link.comm.PulseTrain(3, 10, 20, 300));
-        QCOMPARE(link.port.sentBytes(), kScaleQuery + bytes({0xFF, 0x2B, 3, 0x2C, 0x01, 10, 20, 0}) + kReadyAtOnce);
+        QCOMPARE(link.port.sentBytes(),
+                 kScaleQuery + bytes({0xFF, 0x2B, 3, 0x2C, 0x01, 10, 20, 0}) + kReadyAtOnce);
         QCOMPARE(link.comm.currentMode(), qint16(0));
         QCOMPARE(link.comm.plsOutcome(), RSComm::PLSOutcome::Done);
         link.port.sent.clear();
@@ -66,7 +67,8 @@ private slots:
         QCOMPARE(link.board.programmed.last().bytes, bytes({2, 0x67, 0x01, 255, 105, 0}));
         link.port.sent.clear();
         QVERIFY(link.comm.SingleSetpoint(7, 359, 45));
-        QCOMPARE(link.port.sentBytes(), kScaleQuery + bytes({0xFF, 0x1B, 7, 0x67, 0x01, 45, 0, 1}) + kReadyAtOnce);
+        QCOMPARE(link.port.sentBytes(),
+                 kScaleQuery + bytes({0xFF, 0x1B, 7, 0x67, 0x01, 45, 0, 1}) + kReadyAtOnce);
         // A clear needs no scale: the record goes straight out.
         link.port.sent.clear();
         QVERIFY(link.comm.ClearPLSChan(12));
@@ -85,12 +87,18 @@ private slots:
         QTest::addColumn<int>("off");
         QTest::addColumn<int>("start");
         QTest::addColumn<QString>("message");
-        QTest::newRow("not a multiple") << 7 << 10 << 0 << "ON Division Plus OFF Division\r\nMust be a Multiple of 360.";
-        QTest::newRow("ON 0") << 0 << 20 << 0 << "ON Division and OFF Division Must be Greater Than 0.";
-        QTest::newRow("OFF 0 before multiple") << 7 << 0 << 0 << "ON Division and OFF Division Must be Greater Than 0.";
-        QTest::newRow("ON 256") << 256 << 104 << 0 << "ON Division or OFF Division Must be Less Than 255.";
-        QTest::newRow("OFF 300") << 60 << 300 << 0 << "ON Division or OFF Division Must be Less Than 255.";
-        QTest::newRow("start 360") << 10 << 20 << 360 << "Start Position Must Not Be Greater Than 359.";
+        QTest::newRow("not a multiple")
+            << 7 << 10 << 0 << "ON Division Plus OFF Division\r\nMust be a Multiple of 360.";
+        QTest::newRow("ON 0") << 0 << 20 << 0
+                              << "ON Division and OFF Division Must be Greater Than 0.";
+        QTest::newRow("OFF 0 before multiple")
+            << 7 << 0 << 0 << "ON Division and OFF Division Must be Greater Than 0.";
+        QTest::newRow("ON 256") << 256 << 104 << 0
+                                << "ON Division or OFF Division Must be Less Than 255.";
+        QTest::newRow("OFF 300") << 60 << 300 << 0
+                                 << "ON Division or OFF Division Must be Less Than 255.";
+        QTest::newRow("start 360")
+            << 10 << 20 << 360 << "Start Position Must Not Be Greater Than 359.";
     }
     void pulseTrainRefused()
     {
@@ -100,7 +108,8 @@ private slots:
         QFETCH(QString, message);
         PlsLink link;
         QVERIFY(!link.comm.PulseTrain(1, qint16(on), qint16(off), qint16(start)));
-        link.asked(QStringLiteral("PLS Pulse Train"), message + kNotProgrammed, PromptIcon::Exclamation);
+        link.asked(QStringLiteral("PLS Pulse Train"), message + kNotProgrammed,
+                   PromptIcon::Exclamation);
         // Only the scale was asked for (once more before a refusal that rests on it).
         const QByteArray sent = link.port.sentBytes();
         QCOMPARE(sent, kScaleQuery.repeated(qMax(1, int(sent.size() / 4))));
@@ -124,7 +133,9 @@ private slots:
         PlsLink link;
         QVERIFY(!link.comm.SingleSetpoint(1, qint16(on), qint16(off)));
         link.asked(QStringLiteral("PLS Single Setpoint"),
-                   QStringLiteral("Setpoint setting %1 is greater than scale factor.\r\n\r\nChannel can not be programmed.").arg(shown),
+                   QStringLiteral("Setpoint setting %1 is greater than scale "
+                                  "factor.\r\n\r\nChannel can not be programmed.")
+                       .arg(shown),
                    PromptIcon::Exclamation);
         QVERIFY(link.board.programmed.isEmpty());
         QCOMPARE(link.comm.plsOutcome(), RSComm::PLSOutcome::ValueRefused);
@@ -136,7 +147,8 @@ private slots:
         link.board.refuseDataByte = 3;
         QVERIFY(!link.comm.PulseTrain(4, 10, 20, 0));
         link.asked(QStringLiteral("PLS Pulse Train"),
-                   QStringLiteral("Error Encountered while Programming Pulse Train.") + kNotProgrammed,
+                   QStringLiteral("Error Encountered while Programming Pulse Train.") +
+                       kNotProgrammed,
                    PromptIcon::Information);
         QCOMPARE(link.comm.plsOutcome(), RSComm::PLSOutcome::BoardRefused);
         // Nothing after the refused byte: no further data and no ready poll.
@@ -150,7 +162,8 @@ private slots:
         link.board.refusedModes = {0x1B};
         link.prompt.answers = {PromptAnswer::Cancel};
         QVERIFY(!link.comm.ClearPLSChan(1));
-        link.asked(kLinkTitle, QStringLiteral("Cannot Set PLC Mode Within Target Board."), PromptIcon::Critical);
+        link.asked(kLinkTitle, QStringLiteral("Cannot Set PLC Mode Within Target Board."),
+                   PromptIcon::Critical);
         QVERIFY(!link.comm.OnlineMode);
         QCOMPARE(link.comm.plsOutcome(), RSComm::PLSOutcome::NoAnswer);
         // Latched: nothing more goes out.
@@ -168,8 +181,9 @@ private slots:
         link.board.offset = 10;
         link.board.position = 100;
         QVERIFY(link.comm.SetPLSOffset(90));
-        QCOMPARE(link.port.sentBytes(), bytes({0xFF, 0x28, 0x55, 0x55, 0xFF, 0x48, 0x55, 0x55}) + kScaleQuery +
-                                            bytes({0xFF, 0x2A, 20, 0}) + kReadyAtOnce);
+        QCOMPARE(link.port.sentBytes(), bytes({0xFF, 0x28, 0x55, 0x55, 0xFF, 0x48, 0x55, 0x55}) +
+                                            kScaleQuery + bytes({0xFF, 0x2A, 20, 0}) +
+                                            kReadyAtOnce);
         // A position equal to the scale is allowed and reads as 0.
         link.board.scale = 1000;
         link.board.offset = 0;
@@ -180,7 +194,8 @@ private slots:
 
         QVERIFY(!link.comm.SetPLSOffset(1001));
         link.asked(QStringLiteral("Set PLS Offset"),
-                   QStringLiteral("Desired Position cannot be greater than Scale Factor of 1000.\r\n\r\nPLS Offset will not be Programmed."),
+                   QStringLiteral("Desired Position cannot be greater than Scale Factor of "
+                                  "1000.\r\n\r\nPLS Offset will not be Programmed."),
                    PromptIcon::Exclamation);
         QCOMPARE(link.board.programmed.size(), 2);
     }
@@ -203,7 +218,8 @@ private slots:
         QTest::addColumn<QList<int>>("answers"); // PromptAnswer values
         QTest::addColumn<bool>("done");
         QTest::newRow("cancel") << 60000 << QList<int>{int(PromptAnswer::Cancel)} << false;
-        QTest::newRow("retry twice") << 6000 << QList<int>{int(PromptAnswer::Retry), int(PromptAnswer::Retry)} << true;
+        QTest::newRow("retry twice")
+            << 6000 << QList<int>{int(PromptAnswer::Retry), int(PromptAnswer::Retry)} << true;
     }
     void readyPollTimeLimit()
     {
@@ -218,17 +234,20 @@ private slots:
         QList<qint64> askedAt;
         link.prompt.onAsk = [&](const ScriptedPrompt::Asked &a) {
             askedAt.append(link.clock.nowMs() - start);
-            QCOMPARE(a.text, QStringLiteral("Cannot Determine PLS READY Mode Within Target Board."));
+            QCOMPARE(a.text,
+                     QStringLiteral("Cannot Determine PLS READY Mode Within Target Board."));
             QCOMPARE(a.buttons, PromptButtons::RetryCancel);
         };
         QCOMPARE(link.comm.ClearPLSChan(1), done);
         QCOMPARE(askedAt.size(), answers.size());
         for (int i = 0; i < askedAt.size(); ++i) {
             const qint64 since = askedAt[i] - (i ? askedAt[i - 1] : 0);
-            QVERIFY2(since >= (i ? 2000 : 3000) && since < (i ? 2100 : 3100), qPrintable(QString::number(since)));
+            QVERIFY2(since >= (i ? 2000 : 3000) && since < (i ? 2100 : 3100),
+                     qPrintable(QString::number(since)));
         }
         QCOMPARE(link.comm.CommError, !done);
-        QCOMPARE(link.comm.plsOutcome(), done ? RSComm::PLSOutcome::Done : RSComm::PLSOutcome::NotReady);
+        QCOMPARE(link.comm.plsOutcome(),
+                 done ? RSComm::PLSOutcome::Done : RSComm::PLSOutcome::NotReady);
     }
 
     void recallChannel_data()
@@ -240,14 +259,20 @@ private slots:
         QTest::addColumn<int>("state");
         QTest::addColumn<int>("position");
         QTest::addColumn<int>("outcome");
-        const int done = int(RSComm::PLSOutcome::Done), refused = int(RSComm::PLSOutcome::BoardRefused),
+        const int done = int(RSComm::PLSOutcome::Done),
+                  refused = int(RSComm::PLSOutcome::BoardRefused),
                   noAnswer = int(RSComm::PLSOutcome::NoAnswer);
-        QTest::newRow("on at 300") << bytes({1, 0x2C, 0x01}) << 0x55 << -1 << true << 1 << 300 << done;
-        QTest::newRow("high byte 16 is a position") << bytes({0, 0xFF, 16}) << 0x55 << -1 << true << 0 << 4351 << done;
-        QTest::newRow("high byte 17 is not") << bytes({1, 0, 17}) << 0x55 << -1 << false << 2 << 0 << refused;
-        QTest::newRow("channel refused") << bytes({1, 0x10, 0}) << 0x0E << -1 << false << 2 << 0 << refused;
+        QTest::newRow("on at 300")
+            << bytes({1, 0x2C, 0x01}) << 0x55 << -1 << true << 1 << 300 << done;
+        QTest::newRow("high byte 16 is a position")
+            << bytes({0, 0xFF, 16}) << 0x55 << -1 << true << 0 << 4351 << done;
+        QTest::newRow("high byte 17 is not")
+            << bytes({1, 0, 17}) << 0x55 << -1 << false << 2 << 0 << refused;
+        QTest::newRow("channel refused")
+            << bytes({1, 0x10, 0}) << 0x0E << -1 << false << 2 << 0 << refused;
         // Handshake (2) and channel (1) answered, then one of the three.
-        QTest::newRow("silent in the answers") << bytes({1, 0, 0}) << 0x55 << 4 << false << 0 << 0 << noAnswer;
+        QTest::newRow("silent in the answers")
+            << bytes({1, 0, 0}) << 0x55 << 4 << false << 0 << 0 << noAnswer;
         QTest::newRow("silent") << bytes({1, 0, 0}) << 0x55 << 0 << false << 2 << 0 << noAnswer;
     }
     void recallChannel()
@@ -272,7 +297,8 @@ private slots:
         QTEST(int(link.comm.plsOutcome()), "outcome");
         QCOMPARE(link.comm.CommError, silenceAfter >= 0);
         if (silenceAfter < 0) // nothing more after a refused channel
-            QCOMPARE(link.port.sentBytes(), bytes({0xFF, 0x09, 5}) + QByteArray(channelReply == 0x55 ? 3 : 0, 0x55));
+            QCOMPARE(link.port.sentBytes(),
+                     bytes({0xFF, 0x09, 5}) + QByteArray(channelReply == 0x55 ? 3 : 0, 0x55));
         QCOMPARE(link.comm.currentMode(), qint16(0));
     }
 
@@ -353,7 +379,8 @@ private slots:
         QCOMPARE(link.prompt.asked.size(), 2);
         QCOMPARE(link.prompt.asked[0].title, kLinkTitle);
         QCOMPARE(link.prompt.asked[1].title, QStringLiteral("PLS Upload"));
-        QCOMPARE(link.prompt.asked[1].text, QStringLiteral("Not able to Upload Configuration from PLS."));
+        QCOMPARE(link.prompt.asked[1].text,
+                 QStringLiteral("Not able to Upload Configuration from PLS."));
     }
 };
 
