@@ -6,7 +6,24 @@
 #include <QtTest>
 
 #include <pty.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
+
+#include <functional>
+
+// Runs check as an ordinary user (root may open anything) and returns its result.
+static int asOrdinaryUser(const std::function<int()> &check)
+{
+    if (::geteuid() != 0)
+        return check();
+    const pid_t child = ::fork();
+    if (child == 0)
+        ::_exit(::setgid(65534) == 0 && ::setuid(65534) == 0 ? check() : 100);
+    int status = 0;
+    ::waitpid(child, &status, 0);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : 101;
+}
 
 // What the machine says about its serial devices, read from a fake /dev and
 // /sys laid out as the kernel does for a USB adapter and a built-in port.
@@ -55,6 +72,7 @@ private slots:
     void initTestCase()
     {
         QVERIFY(m_root.isValid());
+        ::chmod(QFile::encodeName(m_root.path()).constData(), 0755);
         usbAdapter(QStringLiteral("ttyUSB0"), 1, "0403", "6001", "A1B2C3",
                    QStringLiteral("ftdi_sio"), 16,
                    QStringLiteral("usb-FTDI_FT232R_USB_UART_A1B2C3-if00-port0"));
@@ -66,7 +84,8 @@ private slots:
         const QString port = uart + QStringLiteral("/00:00:0/00:00:0.0");
         QDir().mkpath(port);
         write(sys() + QStringLiteral("/class/tty/ttyS0/type"), "4");
-        link(sys() + QStringLiteral("/bus/serial-base/drivers/port"), port + QStringLiteral("/driver"));
+        link(sys() + QStringLiteral("/bus/serial-base/drivers/port"),
+             port + QStringLiteral("/driver"));
         link(sys() + QStringLiteral("/bus/serial-base/drivers/ctrl"),
              uart + QStringLiteral("/00:00:0/driver"));
         link(sys() + QStringLiteral("/bus/pnp/drivers/serial"), uart + QStringLiteral("/driver"));
@@ -85,11 +104,18 @@ private slots:
         QTest::addColumn<QString>("serial");
         QTest::addColumn<int>("latencyTimer");
         QTest::addColumn<QString>("byId");
-        QTest::newRow("FTDI") << "ttyUSB0" << "ftdi_sio" << "0403:6001" << "A1B2C3" << 16
-                              << "usb-FTDI_FT232R_USB_UART_A1B2C3-if00-port0";
-        QTest::newRow("CH340") << "ttyUSB1" << "ch341-uart" << "1a86:7523" << "" << -1
-                               << "usb-1a86_USB_Serial-if00-port0";
-        QTest::newRow("built-in") << "ttyS0" << "serial" << ":" << "" << -1 << "";
+        QTest::newRow("FTDI") << "ttyUSB0"
+                              << "ftdi_sio"
+                              << "0403:6001"
+                              << "A1B2C3" << 16 << "usb-FTDI_FT232R_USB_UART_A1B2C3-if00-port0";
+        QTest::newRow("CH340") << "ttyUSB1"
+                               << "ch341-uart"
+                               << "1a86:7523"
+                               << "" << -1 << "usb-1a86_USB_Serial-if00-port0";
+        QTest::newRow("built-in") << "ttyS0"
+                                  << "serial"
+                                  << ":"
+                                  << "" << -1 << "";
     }
     void describesEachDevice()
     {
@@ -131,13 +157,36 @@ private slots:
         QVERIFY2(warning.contains(QStringLiteral("Upload All at 9600 baud takes up to 10.6 s "
                                                  "instead of 1.2 s")),
                  qPrintable(warning));
-        QVERIFY2(warning.contains(QStringLiteral("/sys/bus/usb-serial/devices/ttyUSB0/latency_timer")),
-                 qPrintable(warning));
+        QVERIFY2(
+            warning.contains(QStringLiteral("/sys/bus/usb-serial/devices/ttyUSB0/latency_timer")),
+            qPrintable(warning));
         // Nothing to say once low latency is on, or for a fast timer.
         QVERIFY(SerialDevices::latencyWarning(ftdi, 9600, LowLatency::On, 586).isEmpty());
         SerialDevice fast = ftdi;
         fast.latencyTimerMs = 1;
         QVERIFY(SerialDevices::latencyWarning(fast, 9600, LowLatency::Refused, 586).isEmpty());
+    }
+
+    // A node this user may not open names the group to join.
+    void lockedNodeNamesTheGroup()
+    {
+        const QString locked = dev() + QStringLiteral("/ttyUSB1");
+        ::chmod(QFile::encodeName(locked).constData(), 0600);
+        const int faults = asOrdinaryUser([&] {
+            QString group;
+            const SerialDevice::Access access = SerialDevices::accessOf(locked, &group);
+            const QString text = SerialDevices::accessText(access, QStringLiteral("dialout"));
+            return access == SerialDevice::Access::NoPermission &&
+                           text.contains(QStringLiteral("no permission")) &&
+                           text.contains(QStringLiteral("usermod -aG dialout"))
+                       ? 0
+                       : 1;
+        });
+        QCOMPARE(faults, 0);
+        QCOMPARE(SerialDevices::accessOf(dev() + QStringLiteral("/ttyUSB0")),
+                 SerialDevice::Access::Usable);
+        QCOMPARE(SerialDevices::accessOf(dev() + QStringLiteral("/ttyS9")),
+                 SerialDevice::Access::Missing);
     }
 
     void aPtyHasNoLowLatencyModeAndOpensAllTheSame()
