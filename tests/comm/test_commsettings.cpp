@@ -28,20 +28,16 @@ private slots:
         QTest::addColumn<QByteArray>("content");
         QTest::addColumn<int>("port");
         QTest::addColumn<int>("baud");
-        QTest::newRow("plain") << QByteArray("7,19200\r\n") << 7 << 19200;
         QTest::newRow("printed") << QByteArray("3, 19200 \r\n") << 3 << 19200;
         QTest::newRow("bad speed") << QByteArray("7,4800\r\n") << 7 << 9600;
-        QTest::newRow("speed as text") << QByteArray("7,fast\r\n") << 7 << 9600;
         QTest::newRow("port 0") << QByteArray("0,19200\r\n") << 1 << 19200;
         QTest::newRow("port 150") << QByteArray("150,9600\r\n") << 99 << 9600;
         QTest::newRow("negative") << QByteArray("-5,19200\r\n") << 1 << 19200;
         QTest::newRow("fraction") << QByteArray("7.6,9600\r\n") << 8 << 9600;
         QTest::newRow("text") << QByteArray("COM3,19200\r\n") << 1 << 19200;
         QTest::newRow("inf") << QByteArray("inf,19200\r\n") << 1 << 19200;
-        QTest::newRow("-inf") << QByteArray("-inf,9600\r\n") << 1 << 9600;
         QTest::newRow("nan") << QByteArray("nan,9600\r\n") << 1 << 9600;
         QTest::newRow("1e300") << QByteArray("1e300,19200\r\n") << 1 << 19200;
-        QTest::newRow("-1e300") << QByteArray("-1e300,19200\r\n") << 1 << 19200;
         QTest::newRow("beyond an integer") << QByteArray("40000,9600\r\n") << 1 << 9600;
         QTest::newRow("speed 1e300") << QByteArray("4,1e300\r\n") << 4 << 9600;
     }
@@ -75,30 +71,25 @@ private slots:
         QCOMPARE(settings.port, 1);
     }
 
-    void writesBothStyles()
+    void writesBothStylesReadBackAlike()
     {
         const QString path = m_dir.filePath(QStringLiteral("new/Support/RSPort.cfg"));
         CommSettings settings;
         settings.port = 3;
         settings.baud = 19200;
-        QVERIFY(!CommSettings::write(path, settings, CommSettings::LineStyle::Printed));
-        QFile f(path);
-        QVERIFY(f.open(QIODevice::ReadOnly));
-        QCOMPARE(f.readAll(), QByteArray("3, 19200 \r\n"));
-        f.close();
-        QVERIFY(!CommSettings::write(path, CommSettings{}, CommSettings::LineStyle::Compact));
-        QVERIFY(f.open(QIODevice::ReadOnly));
-        QCOMPARE(f.readAll(), QByteArray("1,9600\r\n"));
-        f.close();
-
-        // Both read back the same.
-        CommSettings back;
-        QVERIFY(!CommSettings::read(path, back));
-        QCOMPARE(back.port, 1);
-        QVERIFY(!CommSettings::write(path, settings, CommSettings::LineStyle::Printed));
-        QVERIFY(!CommSettings::read(path, back));
-        QCOMPARE(back.port, 3);
-        QCOMPARE(back.baud, 19200);
+        for (const auto style :
+             {CommSettings::LineStyle::Compact, CommSettings::LineStyle::Printed}) {
+            QVERIFY(!CommSettings::write(path, settings, style));
+            QFile f(path);
+            QVERIFY(f.open(QIODevice::ReadOnly));
+            QCOMPARE(f.readAll(),
+                     QByteArray(style == CommSettings::LineStyle::Printed ? "3, 19200 \r\n"
+                                                                          : "3,19200\r\n"));
+            CommSettings back;
+            QVERIFY(!CommSettings::read(path, back));
+            QCOMPARE(back.port, 3);
+            QCOMPARE(back.baud, 19200);
+        }
     }
 };
 
