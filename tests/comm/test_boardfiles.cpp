@@ -79,12 +79,7 @@ private slots:
         FakeLink link;
         QCOMPARE(link.comm.FaultDescription(92),
                  QStringLiteral("Fault Code (5CH): --- Fault File Not Found ---"));
-        const QString path = link.dir.filePath(QStringLiteral("Support/FaultErrCodes.txt"));
-        QDir().mkpath(QFileInfo(path).path());
-        QFile f(path);
-        QVERIFY(f.open(QIODevice::WriteOnly));
-        f.write(content);
-        f.close();
+        link.write(QStringLiteral("Support/FaultErrCodes.txt"), content);
         QCOMPARE(link.comm.FaultDescription(92),
                  QStringLiteral("Fault Code (5CH): Program checksum fault"));
         QCOMPARE(link.comm.FaultDescription(10),
@@ -93,7 +88,8 @@ private slots:
         QCOMPARE(link.comm.FaultDescription(5), QStringLiteral("Fault Code (05H): "));
         QVERIFY(link.prompt.asked.isEmpty());
         // Unreadable: the line so far, and the error for the operator.
-        QVERIFY(f.remove() && QDir().mkpath(path));
+        const QString path = link.dir.filePath(QStringLiteral("Support/FaultErrCodes.txt"));
+        QVERIFY(QFile::remove(path) && QDir().mkpath(path));
         QCOMPARE(link.comm.FaultDescription(92), QStringLiteral("Fault Code (5CH): "));
         QCOMPARE(link.prompt.asked.size(), 1);
         QCOMPARE(link.prompt.asked[0].title, QStringLiteral("RSComm FaultDescription"));

@@ -11,22 +11,11 @@ const QString kChecksum = QStringLiteral("Checksum Error, Program Download Halte
 const QString kComplete = QStringLiteral("Program Download Complete!");
 const QByteArray kLcf = QByteArray("B") + QByteArray(34, '0') + "10023000%\r\n";
 
-QByteArray readAll(const QString &path)
-{
-    QFile f(path);
-    return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray("<missing>");
-}
 } // namespace
 
 // A link to a fake board in fake time, and a project folder.
 struct ProgramLink : FakeLink {
     QString file(const QString &name) const { return dir.filePath(name); }
-    void write(const QString &name, const QByteArray &content)
-    {
-        QFile f(file(name));
-        QVERIFY(f.open(QIODevice::WriteOnly | QIODevice::Truncate));
-        f.write(content);
-    }
     // A project "prog" of the given board code with the companions not null.
     QString project(const QByteArray &code, const QByteArray &rev, const QByteArray &hex,
                     const QByteArray &lcf = {})
@@ -65,7 +54,7 @@ struct ProgramLink : FakeLink {
         comm.UploadFile(pdx);
         comm.setInUploadMode(true);
         comm.UploadProgram();
-        return readAll(file(QStringLiteral("prog.hex"))).split('\n');
+        return read(QStringLiteral("prog.hex")).split('\n');
     }
 };
 
@@ -309,8 +298,7 @@ private slots:
         QCOMPARE(lines.size(), 2050); // 2048 data records, the end record, the final line end
         QCOMPARE(lines[0], QByteArray(":10400000000102030405060708090A0B0C0D0E0F38\r"));
         QCOMPARE(lines[2047], QByteArray(":10BFF00000000000000000000000000000000099A8\r"));
-        QCOMPARE(readAll(link.file(QStringLiteral("prog.rev"))),
-                 QByteArray("ABC\0\0\0\0\0<=05\r\n", 14));
+        QCOMPARE(link.read(QStringLiteral("prog.rev")), QByteArray("ABC\0\0\0\0\0<=05\r\n", 14));
         QVERIFY(!QFile::exists(link.file(QStringLiteral("prog.lcf"))));
 
         // The ident with its NUL bytes goes back into a board unchanged.
@@ -352,7 +340,7 @@ private slots:
         link.board.memory[8189] = char(7);
         link.board.memory[8188] = char(10);
         link.uploaded("<");
-        QCOMPARE(readAll(link.file(QStringLiteral("prog.lcf"))),
+        QCOMPARE(link.read(QStringLiteral("prog.lcf")),
                  QByteArray("B") + QByteArray(34, '0') + "20072000%\r\n");
     }
 
@@ -376,8 +364,8 @@ private slots:
         QCOMPARE(link.prompt.asked.last().icon, PromptIcon::Critical);
         QVERIFY(!link.comm.OnlineMode);
         QVERIFY(!link.comm.InUploadMode());
-        QCOMPARE(readAll(link.file(QStringLiteral("prog.rev"))), QByteArray("OLD<=05\r\n"));
-        QCOMPARE(readAll(link.file(QStringLiteral("prog.hex"))), QByteArray(":00000001FF\r\n"));
+        QCOMPARE(link.read(QStringLiteral("prog.rev")), QByteArray("OLD<=05\r\n"));
+        QCOMPARE(link.read(QStringLiteral("prog.hex")), QByteArray(":00000001FF\r\n"));
         QCOMPARE(QDir(link.dir.path()).entryList(QDir::Files).size(), 3);
     }
 

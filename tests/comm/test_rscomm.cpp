@@ -37,45 +37,32 @@ private slots:
         QTest::newRow("valid") << QByteArray("3, 19200 \r\n") << QByteArray("3, 19200 \r\n") << 3;
         QTest::newRow("empty") << QByteArray("") << QByteArray("1,9600\r\n") << 1;
         QTest::newRow("missing") << QByteArray() << QByteArray("1,9600\r\n") << 1;
+        QTest::newRow("damaged") << QByteArray("7\r\n") << QByteArray("7\r\n") << 5;
     }
     void settingsFile()
     {
         QFETCH(QByteArray, content);
         FakeLink link;
-        QFile f(link.comm.CommSettingsFile());
-        if (!content.isNull()) {
-            QDir().mkpath(QFileInfo(f).path());
-            QVERIFY(f.open(QIODevice::WriteOnly));
-            f.write(content);
-            f.close();
-        }
+        if (!content.isNull())
+            link.write(QStringLiteral("Support/RSPort.cfg"), content);
         link.port.setPortNumber(5);
-        QVERIFY(link.comm.InitializeRSComm(link.port));
-        QTEST(link.port.portNumber(), "port");
-        QVERIFY(f.open(QIODevice::ReadOnly));
-        QTEST(f.readAll(), "after");
-        QVERIFY(link.prompt.asked.isEmpty());
-    }
-
-    void damagedSettingsAskRetryCancelAndNeverOpen()
-    {
-        FakeLink link;
-        QDir().mkpath(link.dir.filePath(QStringLiteral("Support")));
-        QFile f(link.comm.CommSettingsFile());
-        QVERIFY(f.open(QIODevice::WriteOnly));
-        f.write("7\r\n"); // no speed
-        f.close();
         link.comm.OnlineMode = true;
+        // A damaged file asks Retry/Cancel: Retry reads it again.
         link.prompt.answers = {PromptAnswer::Retry, PromptAnswer::Cancel};
-        QVERIFY(!link.comm.InitializeRSComm(link.port));
-        QCOMPARE(link.prompt.asked.size(), 2); // Retry reads the file again
-        QCOMPARE(link.prompt.asked[0].text,
-                 QStringLiteral("Error Number = 62\r\n\r\nInput past end of file"));
-        QCOMPARE(link.prompt.asked[0].buttons, PromptButtons::RetryCancel);
-        QVERIFY(link.comm.setupFailed());
-        QVERIFY(!link.comm.OnlineMode);
-        link.comm.OpenRSComm(link.port);
-        QCOMPARE(link.port.openCount, 0);
+        const bool damaged = content.startsWith('7');
+        QCOMPARE(link.comm.InitializeRSComm(link.port), !damaged);
+        QTEST(link.port.portNumber(), "port");
+        QTEST(link.read(QStringLiteral("Support/RSPort.cfg")), "after");
+        QCOMPARE(link.prompt.asked.size(), damaged ? 2 : 0);
+        if (damaged) {
+            QCOMPARE(link.prompt.asked[1].text,
+                     QStringLiteral("Error Number = 62\r\n\r\nInput past end of file"));
+            QCOMPARE(link.prompt.asked[1].buttons, PromptButtons::RetryCancel);
+            QVERIFY(link.comm.setupFailed());
+            QVERIFY(!link.comm.OnlineMode);
+            link.comm.OpenRSComm(link.port);
+            QCOMPARE(link.port.openCount, 0);
+        }
     }
 
     void openProbesAndCloseSaysGoodbye()
@@ -151,27 +138,16 @@ private slots:
         QTest::addColumn<QString>("address");
         QTest::addColumn<QString>("text");
         QTest::addColumn<QString>("message");
-        QTest::newRow("flag 2") << "F119"
-                                << "2"
-                                << "Enter 0 or 1 Only.";
-        QTest::newRow("minus") << "W98"
-                               << "-5"
-                               << "Only Numerical Data Allowed.";
-        QTest::newRow("letter") << "B10"
-                                << "4a"
-                                << "Only Numerical Data Allowed.";
-        QTest::newRow("byte 256") << "B1000"
-                                  << "256"
-                                  << "Entry out of Range (0-255).";
-        QTest::newRow("word 65536") << "W98"
-                                    << "65536"
-                                    << "Entry out of Range (0-65,535).";
-        QTest::newRow("double over") << "D1304"
-                                     << "655360000"
-                                     << "Entry out of Range (0-655,359,999).";
-        QTest::newRow("huge") << "D1304"
-                              << "99999999999999999999"
-                              << "Entry out of Range (0-655,359,999).";
+        const char *const rows[][4] = {
+            {"flag 2", "F119", "2", "Enter 0 or 1 Only."},
+            {"minus", "W98", "-5", "Only Numerical Data Allowed."},
+            {"letter", "B10", "4a", "Only Numerical Data Allowed."},
+            {"byte 256", "B1000", "256", "Entry out of Range (0-255)."},
+            {"word 65536", "W98", "65536", "Entry out of Range (0-65,535)."},
+            {"double over", "D1304", "655360000", "Entry out of Range (0-655,359,999)."},
+            {"huge", "D1304", "99999999999999999999", "Entry out of Range (0-655,359,999)."}};
+        for (const auto &r : rows)
+            QTest::newRow(r[0]) << QString(r[1]) << QString(r[2]) << QString(r[3]);
     }
     void refusedValueIsNamedAndNotSent()
     {
