@@ -81,63 +81,48 @@ private slots:
         QVERIFY(link.prompt.asked.isEmpty());
     }
 
-    void pulseTrainRefused_data()
+    // A value the scale does not allow is refused before any record is sent;
+    // only the scale was asked for (once more before a refusal resting on it).
+    void valueRefused_data()
     {
+        QTest::addColumn<int>("start"); // -1: a single setpoint
         QTest::addColumn<int>("on");
         QTest::addColumn<int>("off");
-        QTest::addColumn<int>("start");
         QTest::addColumn<QString>("message");
-        QTest::newRow("not a multiple")
-            << 7 << 10 << 0 << "ON Division Plus OFF Division\r\nMust be a Multiple of 360.";
-        QTest::newRow("ON 0") << 0 << 20 << 0
-                              << "ON Division and OFF Division Must be Greater Than 0.";
-        QTest::newRow("OFF 0 before multiple")
-            << 7 << 0 << 0 << "ON Division and OFF Division Must be Greater Than 0.";
-        QTest::newRow("ON 256") << 256 << 104 << 0
-                                << "ON Division or OFF Division Must be Less Than 255.";
-        QTest::newRow("OFF 300") << 60 << 300 << 0
-                                 << "ON Division or OFF Division Must be Less Than 255.";
+        const QString multiple = "ON Division Plus OFF Division\r\nMust be a Multiple of 360.";
+        const QString zero = "ON Division and OFF Division Must be Greater Than 0.";
+        const QString big = "ON Division or OFF Division Must be Less Than 255.";
+        const QString setpoint = "Setpoint setting %1 is greater than scale factor.";
+        QTest::newRow("not a multiple") << 0 << 7 << 10 << multiple;
+        QTest::newRow("ON 0") << 0 << 0 << 20 << zero;
+        QTest::newRow("OFF 0 before multiple") << 0 << 7 << 0 << zero;
+        QTest::newRow("ON 256") << 0 << 256 << 104 << big;
+        QTest::newRow("OFF 300") << 0 << 60 << 300 << big;
         QTest::newRow("start 360")
-            << 10 << 20 << 360 << "Start Position Must Not Be Greater Than 359.";
+            << 360 << 10 << 20 << "Start Position Must Not Be Greater Than 359.";
+        QTest::newRow("setpoint on 360") << -1 << 360 << 10 << setpoint.arg(360);
+        QTest::newRow("setpoint off 400") << -1 << 10 << 400 << setpoint.arg(400);
+        QTest::newRow("setpoint both, on first") << -1 << 365 << 400 << setpoint.arg(365);
     }
-    void pulseTrainRefused()
+    void valueRefused()
     {
+        QFETCH(int, start);
         QFETCH(int, on);
         QFETCH(int, off);
-        QFETCH(int, start);
         QFETCH(QString, message);
         PlsLink link;
-        QVERIFY(!link.comm.PulseTrain(1, qint16(on), qint16(off), qint16(start)));
-        link.asked(QStringLiteral("PLS Pulse Train"), message + kNotProgrammed,
-                   PromptIcon::Exclamation);
-        // Only the scale was asked for (once more before a refusal that rests on it).
+        if (start < 0) {
+            QVERIFY(!link.comm.SingleSetpoint(1, qint16(on), qint16(off)));
+            link.asked(QStringLiteral("PLS Single Setpoint"),
+                       message + QStringLiteral("\r\n\r\nChannel can not be programmed."),
+                       PromptIcon::Exclamation);
+        } else {
+            QVERIFY(!link.comm.PulseTrain(1, qint16(on), qint16(off), qint16(start)));
+            link.asked(QStringLiteral("PLS Pulse Train"), message + kNotProgrammed,
+                       PromptIcon::Exclamation);
+        }
         const QByteArray sent = link.port.sentBytes();
         QCOMPARE(sent, kScaleQuery.repeated(qMax(1, int(sent.size() / 4))));
-        QCOMPARE(link.comm.plsOutcome(), RSComm::PLSOutcome::ValueRefused);
-    }
-
-    void setpointBeyondScaleRefused_data()
-    {
-        QTest::addColumn<int>("on");
-        QTest::addColumn<int>("off");
-        QTest::addColumn<int>("shown");
-        QTest::newRow("on 360") << 360 << 10 << 360;
-        QTest::newRow("off 400") << 10 << 400 << 400;
-        QTest::newRow("both: on first") << 365 << 400 << 365;
-    }
-    void setpointBeyondScaleRefused()
-    {
-        QFETCH(int, on);
-        QFETCH(int, off);
-        QFETCH(int, shown);
-        PlsLink link;
-        QVERIFY(!link.comm.SingleSetpoint(1, qint16(on), qint16(off)));
-        link.asked(QStringLiteral("PLS Single Setpoint"),
-                   QStringLiteral("Setpoint setting %1 is greater than scale "
-                                  "factor.\r\n\r\nChannel can not be programmed.")
-                       .arg(shown),
-                   PromptIcon::Exclamation);
-        QVERIFY(link.board.programmed.isEmpty());
         QCOMPARE(link.comm.plsOutcome(), RSComm::PLSOutcome::ValueRefused);
     }
 
@@ -200,23 +185,13 @@ private slots:
         QCOMPARE(link.board.programmed.size(), 2);
     }
 
-    void readyPollWaitsForBusyBoard()
-    {
-        PlsLink link;
-        link.board.busyMs = 2500;
-        link.board.notReadyAnswers = 3;
-        QVERIFY(link.comm.ClearPLSChan(1));
-        QVERIFY(link.prompt.asked.isEmpty());
-        QVERIFY(link.board.busyAnswers > 100);
-        QVERIFY(link.board.readyPolls > link.board.busyAnswers);
-    }
-
     // Not ready after 3 s asks Retry/Cancel; each Retry waits 2 s more.
     void readyPollTimeLimit_data()
     {
         QTest::addColumn<int>("busyMs");
         QTest::addColumn<QList<int>>("answers"); // PromptAnswer values
         QTest::addColumn<bool>("done");
+        QTest::newRow("busy, then ready") << 2500 << QList<int>{} << true;
         QTest::newRow("cancel") << 60000 << QList<int>{int(PromptAnswer::Cancel)} << false;
         QTest::newRow("retry twice")
             << 6000 << QList<int>{int(PromptAnswer::Retry), int(PromptAnswer::Retry)} << true;
@@ -228,6 +203,7 @@ private slots:
         QFETCH(bool, done);
         PlsLink link;
         link.board.busyMs = busyMs;
+        link.board.notReadyAnswers = 3; // neither ready nor busy: ask again
         for (int a : answers)
             link.prompt.answers.append(PromptAnswer(a));
         const qint64 start = link.clock.nowMs();
