@@ -1,30 +1,13 @@
 // Program transfers and limit-switch reads against the simulator's own board
 // model, behind a fake port, with the faults it plays on the wire.
 #include "boardmodel.h"
-#include "comm/rscomm.h"
-#include "fakes/fakeclock.h"
-#include "fakes/fakeserialport.h"
-#include "fakes/scriptedprompt.h"
+#include "fakes/fakelink.h"
 
 #include <QRandomGenerator>
-#include <QTemporaryDir>
 #include <QtTest>
 
 namespace
 {
-
-QByteArray fileBytes(const QString &path)
-{
-    QFile f(path);
-    return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray("<missing>");
-}
-
-void writeFile(const QString &path, const QByteArray &content)
-{
-    QFile f(path);
-    QVERIFY(f.open(QIODevice::WriteOnly | QIODevice::Truncate));
-    f.write(content);
-}
 
 QByteArray memory(const BoardModel &board, int from, int count)
 {
@@ -54,46 +37,32 @@ QByteArray hexImage(int start, const QByteArray &data)
 
 } // namespace
 
-// A board model on a fake port in fake time, and a project folder.
-struct ModelLink {
-    QTemporaryDir dir;
-    FakeClock clock;
-    FakeSerialPort port{clock};
-    BoardModel board;
-    ScriptedPrompt prompt;
-    RSComm comm{clock, prompt, dir.path()};
+// The simulator's board model behind the fake port, in fake time.
+struct ModelLink : FakeLink {
+    BoardModel model;
 
     ModelLink()
     {
         // Fake time stands still while nobody waits: a busy limit switch
         // would stay busy.
-        board.limitSwitch().setClock([this] { return clock.nowMs(); });
-        board.limitSwitch().setBusyMs(0);
+        model.limitSwitch().setClock([this] { return clock.nowMs(); });
+        model.limitSwitch().setBusyMs(0);
         port.responder = [this](quint8 b, FakeSerialPort &p) {
-            if (const auto reply = board.feed(b))
+            if (const auto reply = model.feed(b))
                 p.reply(*reply);
         };
-        comm.OpenRSComm(port);
-        port.sent.clear();
+        open();
     }
-    QString file(const QString &name) const { return dir.filePath(name); }
     QString project(const QByteArray &hex)
     {
-        writeFile(file(QStringLiteral("prog.pdx")), "D,project\r\n");
-        writeFile(file(QStringLiteral("prog.rev")), "NEWPROG1<=05\r\n");
-        writeFile(file(QStringLiteral("prog.hex")), hex);
-        return file(QStringLiteral("prog.pdx"));
+        write(QStringLiteral("prog.pdx"), "D,project\r\n");
+        write(QStringLiteral("prog.rev"), "NEWPROG1<=05\r\n");
+        write(QStringLiteral("prog.hex"), hex);
+        return dir.filePath(QStringLiteral("prog.pdx"));
     }
     QString lastText() const
     {
         return prompt.asked.isEmpty() ? QString() : prompt.asked.last().text;
-    }
-    // Exchange n counted from now, of the bytes a clean run sends: the
-    // position of marker in them plus offset.
-    static int exchangeOf(const QByteArray &sent, const QByteArray &marker, int offset)
-    {
-        const qsizetype at = sent.indexOf(marker);
-        return at < 0 ? -1 : int(at) + offset + 1;
     }
 };
 
@@ -125,16 +94,16 @@ private slots:
         ModelLink link;
         const QByteArray ident("PROGID12\xCD\x05", 10);
         for (int i = 0; i < m_program.size(); ++i)
-            link.board.registers().setByte(0x4000 + i, quint8(m_program.at(i)));
+            link.model.registers().setByte(0x4000 + i, quint8(m_program.at(i)));
         for (int i = 0; i < ident.size(); ++i)
-            link.board.registers().setByte(61424 + i, quint8(ident.at(i)));
-        link.board.setGarbageEvery(garbageEvery);
+            link.model.registers().setByte(61424 + i, quint8(ident.at(i)));
+        link.model.setGarbageEvery(garbageEvery);
         link.comm.UploadFile(link.project("old image\r\n"));
         link.comm.setInUploadMode(true);
         link.comm.UploadProgram();
         QCOMPARE(link.lastText(), QStringLiteral("Program Upload Complete!"));
-        QVERIFY(fileBytes(link.file(QStringLiteral("prog.hex"))) == hexImage(0x4000, m_program));
-        QCOMPARE(fileBytes(link.file(QStringLiteral("prog.rev"))), QByteArray("PROGID12<=05\r\n"));
+        QVERIFY(link.read(QStringLiteral("prog.hex")) == hexImage(0x4000, m_program));
+        QCOMPARE(link.read(QStringLiteral("prog.rev")), QByteArray("PROGID12<=05\r\n"));
         QVERIFY(link.comm.programTransferFault().isEmpty());
     }
 
@@ -176,14 +145,14 @@ private slots:
             QCOMPARE(clean.lastText(), QStringLiteral("Program Download Complete!"));
             sent = clean.port.sentBytes();
         }
-        const int at = ModelLink::exchangeOf(sent, marker, offset);
-        QVERIFY(at > 0);
+        QVERIFY(sent.contains(marker));
+        const int at = int(sent.indexOf(marker)) + offset + 1;
 
         ModelLink link;
         link.comm.DownloadFile(link.project(hexImage(0x4000, m_program.left(4096))));
         link.prompt.answers = {PromptAnswer::Yes};
         if (fault == u"wrong")
-            link.board.setWrongAnswerAt(link.board.exchanges() + at);
+            link.model.setWrongAnswerAt(link.model.exchanges() + at);
         else
             link.port.hangUpAfter = at - 1;
         link.comm.DumpProgram();
@@ -193,10 +162,10 @@ private slots:
             QVERIFY(!asked.text.startsWith(QStringLiteral("Checksum Error")));
         QVERIFY(link.comm.programTransferFault().contains(named));
         if (text == u"Program Download Complete!") {
-            QVERIFY(memory(link.board, 0x4000, 4096) == m_program.left(4096));
+            QVERIFY(memory(link.model, 0x4000, 4096) == m_program.left(4096));
         } else if (named != u"4100H") {
-            QVERIFY(!link.board.inProgramLoad());
-            QCOMPARE(link.board.programMemory().recordsLoaded(), 0);
+            QVERIFY(!link.model.inProgramLoad());
+            QCOMPARE(link.model.programMemory().recordsLoaded(), 0);
             QVERIFY(!link.comm.OnlineMode);
         }
     }
@@ -225,14 +194,14 @@ private slots:
         QFETCH(int, garbageEvery);
         QFETCH(bool, mustSucceed);
         ModelLink link;
-        link.board.registers().setWord(186, 360); // the resolver's scale
+        link.model.registers().setWord(186, 360); // the resolver's scale
         if (wrongAt > 0)
-            link.board.setWrongAnswerAt(link.board.exchanges() + wrongAt);
-        link.board.setGarbageEvery(garbageEvery);
+            link.model.setWrongAnswerAt(link.model.exchanges() + wrongAt);
+        link.model.setGarbageEvery(garbageEvery);
 
         const bool done = link.comm.SingleSetpoint(3, 100, 200);
 
-        const PlsModel::Channel &channel = link.board.limitSwitch().channel(3);
+        const PlsModel::Channel &channel = link.model.limitSwitch().channel(3);
         const bool programmed = channel.kind == PlsModel::Channel::Kind::Setpoint &&
                                 channel.first == 100 && channel.second == 200;
         QVERIFY(done || !mustSucceed);
@@ -249,7 +218,7 @@ private slots:
             QCOMPARE(link.port.sentBytes().count(QByteArray::fromHex("ff1b")), 1);
         for (int chan = 0; chan < PlsModel::ChannelCount; ++chan)
             QVERIFY(chan == 3 ||
-                    link.board.limitSwitch().channel(chan).kind == PlsModel::Channel::Kind::Clear);
+                    link.model.limitSwitch().channel(chan).kind == PlsModel::Channel::Kind::Clear);
     }
 };
 
