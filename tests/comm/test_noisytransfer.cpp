@@ -60,10 +60,6 @@ struct ModelLink : FakeLink {
         write(QStringLiteral("prog.hex"), hex);
         return dir.filePath(QStringLiteral("prog.pdx"));
     }
-    QString lastText() const
-    {
-        return prompt.asked.isEmpty() ? QString() : prompt.asked.last().text;
-    }
 };
 
 class TestNoisyTransfer : public QObject

@@ -36,10 +36,6 @@ struct ProgramLink : FakeLink {
         prompt.answers = {PromptAnswer::Yes};
         comm.DumpProgram();
     }
-    QString lastText() const
-    {
-        return prompt.asked.isEmpty() ? QString() : prompt.asked.last().text;
-    }
     // Bytes sent after the program-load mode byte (FF, 03).
     QByteArray streamed() const
     {
@@ -63,18 +59,6 @@ class TestProgramTransfer : public QObject
     Q_OBJECT
 
 private slots:
-    void hexRecordFields()
-    {
-        const HexRecord r = HexRecord::parse(QStringLiteral(":0300300002337A1E"));
-        QVERIFY(r.ok());
-        QCOMPARE(r.length(), 3);
-        QCOMPARE(r.addressText(), QStringLiteral("0030"));
-        QCOMPARE(r.data(), QByteArray::fromHex("02337a"));
-        QCOMPARE(r.sum(), quint8(0xE2));
-        // Its own checksum is never sent, so a record without one is whole.
-        QVERIFY(HexRecord::parse(QStringLiteral(":0300300002337A")).ok());
-    }
-
     void imageCheckedWhole_data()
     {
         QTest::addColumn<QByteArray>("image");

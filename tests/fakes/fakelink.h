@@ -32,6 +32,10 @@ struct FakeLink {
         QFile f(dir.filePath(name));
         return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray("<missing>");
     }
+    QString lastText() const
+    {
+        return prompt.asked.isEmpty() ? QString() : prompt.asked.last().text;
+    }
     // Online, with the opening probe left out of what was sent.
     void open()
     {

@@ -23,7 +23,6 @@ public:
     int scale = 360;
     int offset = 0;
     int position = 0;
-    int rpm = 0;
     // Busy for this long after the last byte of a programming exchange.
     qint64 busyMs = 0;
     // Status answers that are neither ready nor busy, before the real ones.
@@ -38,17 +37,11 @@ public:
     int refuseDataByte = -1;
     // Mode bytes the board refuses in the handshake.
     QList<quint8> refusedModes;
-    // Goes silent after answering this many bytes in all (-1: never).
-    int silentAfter = -1;
     // Goes silent after answering this many more bytes from now.
-    void silenceAfter(int more) { silentAfter = m_answered + more; }
-    qint64 replyDelayMs = 1;
+    void silenceAfter(int more) { m_silentAfter = m_answered + more; }
 
     // Completed programming exchanges, in order.
     QList<Programmed> programmed;
-    QList<quint8> recalledChannels;
-    int readyPolls = 0;
-    int busyAnswers = 0;
 
     void attach(FakeSerialPort &port)
     {
@@ -70,42 +63,22 @@ private:
 
     void answer(FakeSerialPort &p, quint8 byte)
     {
-        if (silentAfter >= 0 && m_answered >= silentAfter)
+        if (m_silentAfter >= 0 && m_answered >= m_silentAfter)
             return;
         ++m_answered;
-        p.reply(byte, replyDelayMs);
+        p.reply(byte, 1);
     }
 
-    static int dataLength(quint8 modeByte)
+    // Channel records (1B..6B) carry six bytes, scale and offset (1A, 2A) two.
+    static int dataLength(quint8 mode)
     {
-        switch (modeByte) {
-        case 0x1B:
-        case 0x2B:
-        case 0x3B:
-        case 0x4B:
-        case 0x5B:
-        case 0x6B:
-            return 6;
-        case 0x1A:
-        case 0x2A:
-            return 2;
-        default:
-            return 0;
-        }
+        return (mode & 0x0F) == 0x0B && mode >= 0x1B && mode <= 0x6B ? 6
+               : mode == 0x1A || mode == 0x2A                        ? 2
+                                                                     : 0;
     }
-
     int queryWord(quint8 code) const
     {
-        switch (code) {
-        case 0x18:
-            return scale;
-        case 0x28:
-            return offset;
-        case 0x48:
-            return position;
-        default:
-            return rpm;
-        }
+        return code == 0x18 ? scale : code == 0x28 ? offset : code == 0x48 ? position : 0;
     }
 
     void onByte(quint8 b, FakeSerialPort &p)
@@ -171,7 +144,6 @@ private:
             return;
         case Stage::PollAck:
             if (b == 0x38) {
-                ++readyPolls;
                 m_stage = Stage::PollStatus;
                 answer(p, 0x55);
             } else {
@@ -184,7 +156,6 @@ private:
                 m_stage = Stage::PollAck;
                 answer(p, 0x07);
             } else if (m_clock.nowMs() < m_busyUntil) {
-                ++busyAnswers;
                 m_stage = Stage::PollAck;
                 answer(p, 0x55);
             } else {
@@ -198,7 +169,6 @@ private:
             return;
         case Stage::Recall:
             if (m_step == 0) {
-                recalledChannels.append(b);
                 ++m_step;
                 if (recallChannelReply != 0x55)
                     m_stage = Stage::Idle;
@@ -222,6 +192,7 @@ private:
     quint8 m_mode = 0;
     int m_step = 0;
     int m_answered = 0;
+    int m_silentAfter = -1;
     QByteArray m_data;
     qint64 m_busyUntil = 0;
 };
