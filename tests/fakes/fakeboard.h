@@ -40,42 +40,30 @@ private:
     {
         if (silent)
             return;
-        if (m_stage == Stage::ProgramLoad) {
-            onProgramByte(b, p);
-            return;
-        }
+        if (m_stage == Stage::ProgramLoad)
+            return onProgramByte(b, p);
         if (b == 0xFF && m_step == 0) {
             m_stage = Stage::AwaitMode;
-            p.reply(0x55);
-            return;
+            return p.reply(0x55);
         }
         switch (m_stage) {
         case Stage::Idle:
-            p.reply(b);
-            return;
+            return p.reply(b);
         case Stage::AwaitMode:
-            if (b == 3) {
-                m_stage = Stage::ProgramLoad;
-                m_record.clear();
-                p.reply(0x55);
-            } else if (b == 1 || b == 2) {
-                m_stage = b == 1 ? Stage::Read : Stage::Write;
-                p.reply(0x55);
-            } else {
-                m_stage = Stage::Idle;
-                p.reply(b);
-            }
-            return;
+            m_record.clear();
+            m_stage = b == 1   ? Stage::Read
+                      : b == 2 ? Stage::Write
+                      : b == 3 ? Stage::ProgramLoad
+                               : Stage::Idle;
+            return p.reply(m_stage == Stage::Idle ? b : 0x55);
         case Stage::Read:
             if (m_step == 0) {
                 m_high = b;
                 m_step = 1;
-                p.reply(wrongReadEchoes > 0 && wrongReadEchoes-- ? quint8(b ^ 0x5A) : b);
-            } else {
-                m_step = 0;
-                p.reply(quint8(memory[m_high * 256 + b]));
+                return p.reply(wrongReadEchoes > 0 && wrongReadEchoes-- ? quint8(b ^ 0x5A) : b);
             }
-            return;
+            m_step = 0;
+            return p.reply(quint8(memory[m_high * 256 + b]));
         case Stage::Write: {
             const bool faulty = echoFaults.contains(m_echoes);
             const EchoFault fault = echoFaults.value(m_echoes++);
