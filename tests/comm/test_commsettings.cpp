@@ -65,6 +65,9 @@ private slots:
         QFile f(path);
         QVERIFY(f.open(QIODevice::ReadOnly));
         QCOMPARE(f.readAll(), QByteArray("3, 19200 \r\n"));
+        CommSettings back;
+        QVERIFY(!CommSettings::read(path, back));
+        QCOMPARE(back.port, 3);
     }
 };
 

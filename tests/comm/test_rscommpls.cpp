@@ -151,12 +151,18 @@ private slots:
                    PromptIcon::Critical);
         QVERIFY(!link.comm.OnlineMode);
         QCOMPARE(link.comm.plsOutcome(), RSComm::PLSOutcome::NoAnswer);
-        // Latched: nothing more goes out.
-        link.port.sent.clear();
+    }
+
+    void latchedErrorSendsNothing()
+    {
+        PlsLink link;
+        link.comm.CommError = true;
         QVERIFY(!link.comm.SingleSetpoint(1, 10, 20));
         QVERIFY(!link.comm.PulseTrain(1, 10, 20, 0));
+        QVERIFY(!link.comm.ClearPLSChan(1));
         QVERIFY(!link.comm.RecallChannel(1));
         QVERIFY(!link.comm.SetPLSOffset(1));
+        QCOMPARE(link.comm.plsOutcome(), RSComm::PLSOutcome::NoAnswer);
         QVERIFY(link.port.sent.isEmpty());
     }
 

@@ -68,8 +68,9 @@ class TestSerialDevices : public QObject
             write(usb + QStringLiteral("/serial"), serial);
         const QString port = usb + QStringLiteral("/1-%1:1.0/").arg(n) + tty;
         QDir().mkpath(port);
-        link(sys() + QStringLiteral("/bus/usb-serial/drivers/") + driver,
-             port + QStringLiteral("/driver"));
+        if (!driver.isEmpty())
+            link(sys() + QStringLiteral("/bus/usb-serial/drivers/") + driver,
+                 port + QStringLiteral("/driver"));
         if (latencyTimer >= 0)
             write(port + QStringLiteral("/latency_timer"), QByteArray::number(latencyTimer));
         link(port, sys() + QStringLiteral("/class/tty/") + tty + QStringLiteral("/device"));
@@ -85,8 +86,10 @@ private slots:
         usbAdapter(QStringLiteral("ttyUSB0"), 1, "0403", "6001", "A1B2C3",
                    QStringLiteral("ftdi_sio"), 16,
                    QStringLiteral("usb-FTDI_FT232R_USB_UART_A1B2C3-if00-port0"));
-        usbAdapter(QStringLiteral("ttyUSB1"), 2, "1a86", "7523", {}, QStringLiteral("ch341-uart"),
-                   -1, QStringLiteral("usb-1a86_USB_Serial-if00-port0"));
+        usbAdapter(QStringLiteral("ttyUSB1"), 2, "1a86", "7523", {}, {}, -1,
+                   QStringLiteral("usb-1a86_USB_Serial-if00-port0"));
+        write(sys() + QStringLiteral("/devices/pci0000:00/usb1/1-2/manufacturer"), "QinHeng");
+        write(sys() + QStringLiteral("/devices/pci0000:00/usb1/1-2/product"), "CH340");
         // The built-in port: the serial core's port device under the UART's
         // own, as the kernel lays out a PC's COM1.
         const QString uart = sys() + QStringLiteral("/devices/pnp0/00:00");
@@ -100,6 +103,8 @@ private slots:
         link(sys() + QStringLiteral("/bus/pnp/drivers/serial"), uart + QStringLiteral("/driver"));
         link(port, sys() + QStringLiteral("/class/tty/ttyS0/device"));
         write(dev() + QStringLiteral("/ttyS0"), {});
+        write(sys() + QStringLiteral("/class/tty/ttyS2/type"), "4");
+        write(dev() + QStringLiteral("/ttyS2"), {});
         // A reserved node without a UART is no device.
         write(sys() + QStringLiteral("/class/tty/ttyS1/type"), "0");
         write(dev() + QStringLiteral("/ttyS1"), {});
@@ -113,18 +118,19 @@ private slots:
         QTest::addColumn<QString>("serial");
         QTest::addColumn<int>("latencyTimer");
         QTest::addColumn<QString>("byId");
-        QTest::newRow("FTDI") << "ttyUSB0"
-                              << "ftdi_sio"
-                              << "0403:6001"
-                              << "A1B2C3" << 16 << "usb-FTDI_FT232R_USB_UART_A1B2C3-if00-port0";
-        QTest::newRow("CH340") << "ttyUSB1"
-                               << "ch341-uart"
-                               << "1a86:7523"
-                               << "" << -1 << "usb-1a86_USB_Serial-if00-port0";
-        QTest::newRow("built-in") << "ttyS0"
-                                  << "serial"
-                                  << ":"
-                                  << "" << -1 << "";
+        QTest::addColumn<QString>("description");
+        const char *const rows[][7] = {
+            {"ttyUSB0", "ftdi_sio", "0403:6001", "A1B2C3", "16",
+             "usb-FTDI_FT232R_USB_UART_A1B2C3-if00-port0", "ftdi_sio"},
+            // No driver link: the names the adapter gives describe it.
+            {"ttyUSB1", "", "1a86:7523", "", "-1", "usb-1a86_USB_Serial-if00-port0",
+             "QinHeng CH340"},
+            {"ttyS0", "serial", ":", "", "-1", "", "on-board serial port"},
+            // Nothing behind the node but its type.
+            {"ttyS2", "", ":", "", "-1", "", ""}};
+        for (const auto &r : rows)
+            QTest::newRow(r[0]) << QString(r[0]) << QString(r[1]) << QString(r[2]) << QString(r[3])
+                                << QByteArray(r[4]).toInt() << QString(r[5]) << QString(r[6]);
     }
     void describesEachDevice()
     {
@@ -133,13 +139,14 @@ private slots:
         QStringList paths;
         for (const SerialDevice &d : all)
             paths << QFileInfo(d.path).fileName();
-        QCOMPARE(paths, QStringList({"ttyS0", "ttyUSB0", "ttyUSB1"}));
+        QCOMPARE(paths, QStringList({"ttyS0", "ttyS2", "ttyUSB0", "ttyUSB1"}));
 
         const SerialDevice d = all.value(paths.indexOf(tty));
         QTEST(d.driver, "driver");
         QTEST(d.vendorId + u':' + d.productId, "usbId");
         QTEST(d.serialNumber, "serial");
         QTEST(d.latencyTimerMs, "latencyTimer");
+        QTEST(d.description, "description");
         QFETCH(QString, byId);
         const QString stable =
             byId.isEmpty() ? QString() : dev() + QStringLiteral("/serial/by-id/") + byId;
