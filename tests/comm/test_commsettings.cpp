@@ -28,6 +28,7 @@ private slots:
         QTest::addColumn<QByteArray>("content");
         QTest::addColumn<int>("port");
         QTest::addColumn<int>("baud");
+        QTest::newRow("speed as text") << QByteArray("7,fast\r\n") << 7 << 9600;
         QTest::newRow("bad speed") << QByteArray("7,4800\r\n") << 7 << 9600;
         QTest::newRow("port 0") << QByteArray("0,19200\r\n") << 1 << 19200;
         QTest::newRow("port 150") << QByteArray("150,9600\r\n") << 99 << 9600;

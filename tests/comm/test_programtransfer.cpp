@@ -69,6 +69,7 @@ private slots:
         QTest::newRow("not hexadecimal") << good + ":03003000G2337A1E\r\n" << 1;
         QTest::newRow("short line") << good + ":0300300002337A\r\n" << 1;
         QTest::newRow("truncated header") << QByteArray(":0\r\n") << 0;
+        QTest::newRow("blank line") << good + "\r\n:00000001FF\r\n" << 1;
         QTest::newRow("truncated address") << QByteArray(":03003\r\n") << 0;
         QTest::newRow("truncated data") << QByteArray(":03003000023\r\n") << 0;
         QTest::newRow("space in the data") << QByteArray(":0300300002 37A\r\n") << 0;
