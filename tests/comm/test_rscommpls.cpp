@@ -1,9 +1,7 @@
 // Limit-switch programming of the link against a fake limit switch, in fake time.
-#include "comm/rscomm.h"
+#include "fakes/fakelink.h"
 #include "fakes/fakeplsboard.h"
-#include "fakes/scriptedprompt.h"
 
-#include <QTemporaryDir>
 #include <QtTest>
 
 namespace
@@ -24,19 +22,14 @@ const QByteArray kReadyAtOnce = bytes({0x38, 0x55, 0x55});
 const QByteArray kScaleQuery = bytes({0xFF, 0x18, 0x55, 0x55});
 } // namespace
 
-struct PlsLink {
-    QTemporaryDir dir;
-    FakeClock clock;
-    FakeSerialPort port{clock};
-    FakePlsBoard board{clock};
-    ScriptedPrompt prompt;
-    RSComm comm{clock, prompt, dir.path()};
+// The fake link with the limit-switch side of the board behind the port.
+struct PlsLink : FakeLink {
+    FakePlsBoard pls{clock};
 
     PlsLink()
     {
-        board.attach(port);
-        comm.OpenRSComm(port);
-        port.sent.clear();
+        pls.attach(port);
+        open();
     }
     // The one box asked, checked whole.
     void asked(const QString &title, const QString &text, PromptIcon icon)
@@ -64,7 +57,7 @@ private slots:
         QCOMPARE(link.comm.plsOutcome(), RSComm::PLSOutcome::Done);
         link.port.sent.clear();
         QVERIFY(link.comm.PulseTrain(2, 255, 105, 359));
-        QCOMPARE(link.board.programmed.last().bytes, bytes({2, 0x67, 0x01, 255, 105, 0}));
+        QCOMPARE(link.pls.programmed.last().bytes, bytes({2, 0x67, 0x01, 255, 105, 0}));
         link.port.sent.clear();
         QVERIFY(link.comm.SingleSetpoint(7, 359, 45));
         QCOMPARE(link.port.sentBytes(),
@@ -73,11 +66,11 @@ private slots:
         link.port.sent.clear();
         QVERIFY(link.comm.ClearPLSChan(12));
         QCOMPARE(link.port.sentBytes(), bytes({0xFF, 0x1B, 12, 0, 0, 0, 0, 0}) + kReadyAtOnce);
-        link.board.programmed.clear();
+        link.pls.programmed.clear();
         QVERIFY(link.comm.SingleSetpoint(5, 100, 200, RSComm::ChannelClear::ClearFirst));
-        QCOMPARE(link.board.programmed.size(), 2);
-        QCOMPARE(link.board.programmed[0].bytes, bytes({5, 0, 0, 0, 0, 0}));
-        QCOMPARE(link.board.programmed[1].bytes, bytes({5, 100, 0, 200, 0, 1}));
+        QCOMPARE(link.pls.programmed.size(), 2);
+        QCOMPARE(link.pls.programmed[0].bytes, bytes({5, 0, 0, 0, 0, 0}));
+        QCOMPARE(link.pls.programmed[1].bytes, bytes({5, 100, 0, 200, 0, 1}));
         QVERIFY(link.prompt.asked.isEmpty());
     }
 
@@ -129,7 +122,7 @@ private slots:
     void refusedRecordIsReported()
     {
         PlsLink link;
-        link.board.refuseDataByte = 3;
+        link.pls.refuseDataByte = 3;
         QVERIFY(!link.comm.PulseTrain(4, 10, 20, 0));
         link.asked(QStringLiteral("PLS Pulse Train"),
                    QStringLiteral("Error Encountered while Programming Pulse Train.") +
@@ -144,7 +137,7 @@ private slots:
     void refusedModeByteEndsInModeMessage()
     {
         PlsLink link;
-        link.board.refusedModes = {0x1B};
+        link.pls.refusedModes = {0x1B};
         link.prompt.answers = {PromptAnswer::Cancel};
         QVERIFY(!link.comm.ClearPLSChan(1));
         link.asked(kLinkTitle, QStringLiteral("Cannot Set PLC Mode Within Target Board."),
@@ -169,18 +162,18 @@ private slots:
     void setOffsetMakesPositionReadAsAsked()
     {
         PlsLink link;
-        link.board.offset = 10;
-        link.board.position = 100;
+        link.pls.offset = 10;
+        link.pls.position = 100;
         QVERIFY(link.comm.SetPLSOffset(90));
         QCOMPARE(link.port.sentBytes(), bytes({0xFF, 0x28, 0x55, 0x55, 0xFF, 0x48, 0x55, 0x55}) +
                                             kScaleQuery + bytes({0xFF, 0x2A, 20, 0}) +
                                             kReadyAtOnce);
         // A position equal to the scale is allowed and reads as 0.
-        link.board.scale = 1000;
-        link.board.offset = 0;
-        link.board.position = 700;
+        link.pls.scale = 1000;
+        link.pls.offset = 0;
+        link.pls.position = 700;
         QVERIFY(link.comm.SetPLSOffset(1000));
-        QCOMPARE(link.board.programmed.last().bytes, bytes({0xBC, 0x02}));
+        QCOMPARE(link.pls.programmed.last().bytes, bytes({0xBC, 0x02}));
         QVERIFY(link.prompt.asked.isEmpty());
 
         QVERIFY(!link.comm.SetPLSOffset(1001));
@@ -188,7 +181,7 @@ private slots:
                    QStringLiteral("Desired Position cannot be greater than Scale Factor of "
                                   "1000.\r\n\r\nPLS Offset will not be Programmed."),
                    PromptIcon::Exclamation);
-        QCOMPARE(link.board.programmed.size(), 2);
+        QCOMPARE(link.pls.programmed.size(), 2);
     }
 
     // Not ready after 3 s asks Retry/Cancel; each Retry waits 2 s more.
@@ -208,8 +201,8 @@ private slots:
         QFETCH(QList<int>, answers);
         QFETCH(bool, done);
         PlsLink link;
-        link.board.busyMs = busyMs;
-        link.board.notReadyAnswers = 3; // neither ready nor busy: ask again
+        link.pls.busyMs = busyMs;
+        link.pls.notReadyAnswers = 3; // neither ready nor busy: ask again
         for (int a : answers)
             link.prompt.answers.append(PromptAnswer(a));
         const qint64 start = link.clock.nowMs();
@@ -264,14 +257,14 @@ private slots:
         QFETCH(int, silenceAfter);
         QFETCH(bool, ok);
         PlsLink link;
-        link.board.recallAnswers[0] = 1;
+        link.pls.recallAnswers[0] = 1;
         QVERIFY(link.comm.RecallChannel(9)); // a state that must not linger
         link.port.sent.clear();
         for (int i = 0; i < 3; ++i)
-            link.board.recallAnswers[i] = quint8(answers[i]);
-        link.board.recallChannelReply = quint8(channelReply);
+            link.pls.recallAnswers[i] = quint8(answers[i]);
+        link.pls.recallChannelReply = quint8(channelReply);
         if (silenceAfter >= 0)
-            link.board.silenceAfter(silenceAfter);
+            link.pls.silenceAfter(silenceAfter);
         link.prompt.answers = {PromptAnswer::Cancel};
         QCOMPARE(link.comm.RecallChannel(5), ok);
         QTEST(int(link.comm.ChannelRecallState()), "state");
@@ -300,12 +293,12 @@ private slots:
             expected += kReadyAtOnce;
         }
         QCOMPARE(link.port.sentBytes(), expected + bytes({0xFF, 0x1A, 0xD0, 0x02}) + kReadyAtOnce);
-        QCOMPARE(link.board.scale, 720);
+        QCOMPARE(link.pls.scale, 720);
         QVERIFY(link.prompt.asked.isEmpty());
 
         // The first block refused: nothing of the others, nor the scale.
         link.port.sent.clear();
-        link.board.refuseDataByte = 0;
+        link.pls.refuseDataByte = 0;
         QVERIFY(!link.comm.PLSConfigDownload(QList<qint16>(24, 9), 360));
         QCOMPARE(link.port.sentBytes(), bytes({0xFF, 0x3B, 9}));
         QCOMPARE(link.comm.plsOutcome(), RSComm::PLSOutcome::BoardRefused);
@@ -342,7 +335,7 @@ private slots:
         PlsLink link;
         QList<qint16> expected;
         for (int i = 0; i < 19; ++i) {
-            link.board.configValues.append(quint8(200 + i));
+            link.pls.configValues.append(quint8(200 + i));
             expected.append(qint16(200 + i));
         }
         bool ok = false;
@@ -353,7 +346,7 @@ private slots:
         QVERIFY(link.prompt.asked.isEmpty());
 
         // Silent after five values: those five are kept, the rest are 0.
-        link.board.silenceAfter(2 + 5);
+        link.pls.silenceAfter(2 + 5);
         link.prompt.answers = {PromptAnswer::Cancel};
         expected = expected.mid(0, 5) + QList<qint16>(14, 0);
         QCOMPARE(link.comm.PLSConfigUpload(&ok), expected);
