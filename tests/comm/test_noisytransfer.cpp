@@ -132,21 +132,16 @@ private slots:
         QFETCH(QString, named);
 
         // A clean run shows where the marked byte goes out.
-        QByteArray sent;
-        {
-            ModelLink clean;
-            clean.comm.DownloadFile(clean.project(hexImage(0x4000, m_program.left(4096))));
-            clean.prompt.answers = {PromptAnswer::Yes};
-            clean.comm.DumpProgram();
-            QCOMPARE(clean.lastText(), QStringLiteral("Program Download Complete!"));
-            sent = clean.port.sentBytes();
+        ModelLink clean, link;
+        for (ModelLink *l : {&clean, &link}) {
+            l->comm.DownloadFile(l->project(hexImage(0x4000, m_program.left(4096))));
+            l->prompt.answers = {PromptAnswer::Yes};
         }
+        clean.comm.DumpProgram();
+        QCOMPARE(clean.lastText(), QStringLiteral("Program Download Complete!"));
+        const QByteArray sent = clean.port.sentBytes();
         QVERIFY(sent.contains(marker));
         const int at = int(sent.indexOf(marker)) + offset + 1;
-
-        ModelLink link;
-        link.comm.DownloadFile(link.project(hexImage(0x4000, m_program.left(4096))));
-        link.prompt.answers = {PromptAnswer::Yes};
         if (fault == u"wrong")
             link.model.setWrongAnswerAt(link.model.exchanges() + at);
         else
