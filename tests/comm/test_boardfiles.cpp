@@ -110,6 +110,8 @@ private slots:
         QVERIFY(TB::correctiveAction(TB::commErrorCodeText())
                     .startsWith(QStringLiteral("Verify connection of cable")));
         QCOMPARE(TB::correctiveAction(QStringLiteral("7B")), QStringLiteral("None"));
+        QVERIFY(
+            TB::correctiveAction(QStringLiteral("7A")).startsWith(QStringLiteral("Reset fault")));
     }
 
     void diskIdentity_data()

@@ -70,6 +70,7 @@ private slots:
     void refusedOpens()
     {
         QFETCH(QString, target);
+        QCOMPARE(PosixSerialPort::devicePathFor(3, m_dir.path()), QStringLiteral("/dev/ttyS2"));
         QDir().mkpath(m_dir.filePath(QStringLiteral("Support")));
         const QString link = m_dir.filePath(QStringLiteral("Support/COM4"));
         QFile::remove(link);

@@ -137,7 +137,17 @@ private slots:
     void recordStreamedAndAnsweredOncePerSelection()
     {
         ProgramLink link;
-        link.dump(link.project("D", "ABC12345<=05\r\n", ":0300300002337A1E\r\n:00000001FF\r\n"));
+        const QString pdx =
+            link.project("D", "ABC12345<=05\r\n", ":0300300002337A1E\r\n:00000001FF\r\n");
+        link.comm.DownloadFile(pdx);
+        QCOMPARE(QStringList({link.comm.ProgramIdent(), link.comm.ProgramChecksum(),
+                              link.comm.ProgramRevision(), link.comm.ProjectBoardName()}),
+                 QStringList({"ABC12345", " 205", " 5", "T6800(PLC)"}));
+        QCOMPARE(link.comm.ProjectBoardType(), qint16(68));
+        QCOMPARE(link.comm.imagePath(), link.file(QStringLiteral("prog.hex")));
+        // A record's own checksum is never sent: one without it reads whole.
+        QVERIFY(HexRecord::parse(QStringLiteral(":0300300002337A")).ok());
+        link.dump(pdx);
         // The record, then straight to the FF that leaves program-load mode:
         // the end record sends nothing.
         QCOMPARE(link.streamed().left(7), QByteArray::fromHex("030030 02337a ff"));
