@@ -26,10 +26,9 @@ private slots:
         QTest::addColumn<QList<int>>("echoes");
         QTest::addColumn<FakeBoard::EchoFault>("fault");
         // W1092 = 777: echoes 0-2 are the first triplet, 3-5 the second.
-        const std::pair<const char *, Fault> kinds[] = {
-            {"reply changed", Fault::WrongReply},
-            {"byte misheard", Fault::Misheard},
-            {"reply lost", Fault::LostReply}};
+        const std::pair<const char *, Fault> kinds[] = {{"reply changed", Fault::WrongReply},
+                                                        {"byte misheard", Fault::Misheard},
+                                                        {"reply lost", Fault::LostReply}};
         for (const auto &[name, fault] : kinds) {
             for (int echo = 0; echo < 6; ++echo)
                 QTest::addRow("%s at echo %d", name, echo) << QList<int>{echo} << fault;

@@ -12,8 +12,6 @@ class FakeBoard
 public:
     QByteArray memory = QByteArray(65536, '\0');
     bool silent = false;
-    // Answer to attention bytes (0x55 normally).
-    quint8 attentionReply = 0x55;
     // Faults that keep the board's place, as real line noise does, by index
     // of the write echo (0-based): the reply changed on the way back, the
     // byte changed on the way in (taken and echoed with bit 0 flipped), or
@@ -22,7 +20,6 @@ public:
     QMap<int, EchoFault> echoFaults;
     // This many read transactions from now get a wrong echo of their high byte.
     int wrongReadEchoes = 0;
-    int handshakes = 0;
     // Program load (mode byte 03): records LL AH AL data, each answered with
     // its sum; FF between records leaves the mode with 55. Records are
     // counted from 1; the faults below name one of them.
@@ -43,62 +40,46 @@ private:
     {
         if (silent)
             return;
-        if (m_stage == Stage::ProgramLoad) {
-            onProgramByte(b, p);
-            return;
-        }
+        if (m_stage == Stage::ProgramLoad)
+            return onProgramByte(b, p);
         if (b == 0xFF && m_step == 0) {
             m_stage = Stage::AwaitMode;
-            p.reply(attentionReply);
-            return;
+            return p.reply(0x55);
         }
         switch (m_stage) {
         case Stage::Idle:
-            p.reply(b);
-            return;
+            return p.reply(b);
         case Stage::AwaitMode:
-            if (b == 3) {
-                m_stage = Stage::ProgramLoad;
-                m_record.clear();
-                p.reply(0x55);
-            } else if (b == 1 || b == 2) {
-                m_stage = b == 1 ? Stage::Read : Stage::Write;
-                ++handshakes;
-                p.reply(0x55);
-            } else {
-                m_stage = Stage::Idle;
-                p.reply(b);
-            }
-            return;
+            m_record.clear();
+            m_stage = b == 1   ? Stage::Read
+                      : b == 2 ? Stage::Write
+                      : b == 3 ? Stage::ProgramLoad
+                               : Stage::Idle;
+            return p.reply(m_stage == Stage::Idle ? b : 0x55);
         case Stage::Read:
             if (m_step == 0) {
                 m_high = b;
                 m_step = 1;
-                p.reply(wrongReadEchoes > 0 && wrongReadEchoes-- ? quint8(b ^ 0x5A) : b);
-            } else {
-                m_step = 0;
-                p.reply(quint8(memory[m_high * 256 + b]));
+                return p.reply(wrongReadEchoes > 0 && wrongReadEchoes-- ? quint8(b ^ 0x5A) : b);
             }
-            return;
-        case Stage::Write:
-            if (echoFaults.contains(m_echoes)) {
-                noisyWriteByte(b, p, echoFaults.value(m_echoes++));
-                return;
-            }
-            if (m_step == 0) {
+            m_step = 0;
+            return p.reply(quint8(memory[m_high * 256 + b]));
+        case Stage::Write: {
+            const bool faulty = echoFaults.contains(m_echoes);
+            const EchoFault fault = echoFaults.value(m_echoes++);
+            if (faulty && fault == EchoFault::Misheard)
+                b ^= 0x01;
+            if (m_step == 0)
                 m_high = b;
-                m_step = 1;
-                echo(b, p);
-            } else if (m_step == 1) {
+            else if (m_step == 1)
                 m_low = b;
-                m_step = 2;
-                echo(b, p);
-            } else {
-                m_step = 0;
+            else
                 memory[m_high * 256 + m_low] = char(b);
-                echo(b, p);
-            }
+            m_step = (m_step + 1) % 3;
+            if (!faulty || fault != EchoFault::LostReply)
+                p.reply(faulty && fault == EchoFault::WrongReply ? quint8(b ^ 0x5A) : b);
             return;
+        }
         case Stage::ProgramLoad:
             return;
         }
@@ -126,25 +107,6 @@ private:
         if (recordsLoaded == silentOnRecord)
             return;
         p.reply(quint8(recordsLoaded == wrongSumOnRecord ? ~sum : sum));
-    }
-    void noisyWriteByte(quint8 b, FakeSerialPort &p, EchoFault fault)
-    {
-        if (fault == EchoFault::Misheard)
-            b ^= 0x01;
-        if (m_step == 0)
-            m_high = b;
-        else if (m_step == 1)
-            m_low = b;
-        else
-            memory[m_high * 256 + m_low] = char(b);
-        m_step = (m_step + 1) % 3;
-        if (fault != EchoFault::LostReply)
-            p.reply(fault == EchoFault::WrongReply ? quint8(b ^ 0x5A) : b);
-    }
-    void echo(quint8 b, FakeSerialPort &p)
-    {
-        ++m_echoes;
-        p.reply(b);
     }
 
     Stage m_stage = Stage::Idle;

@@ -19,6 +19,23 @@ struct FakeLink {
     RSComm comm{clock, prompt, dir.path()};
 
     FakeLink() { board.attach(port); }
+    // A file under the program folder, folders made as needed.
+    void write(const QString &name, const QByteArray &content)
+    {
+        QDir().mkpath(QFileInfo(dir.filePath(name)).path());
+        QFile f(dir.filePath(name));
+        if (f.open(QIODevice::WriteOnly | QIODevice::Truncate))
+            f.write(content);
+    }
+    QByteArray read(const QString &name) const
+    {
+        QFile f(dir.filePath(name));
+        return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray("<missing>");
+    }
+    QString lastText() const
+    {
+        return prompt.asked.isEmpty() ? QString() : prompt.asked.last().text;
+    }
     // Online, with the opening probe left out of what was sent.
     void open()
     {

@@ -23,7 +23,6 @@ public:
     int scale = 360;
     int offset = 0;
     int position = 0;
-    int rpm = 0;
     // Busy for this long after the last byte of a programming exchange.
     qint64 busyMs = 0;
     // Status answers that are neither ready nor busy, before the real ones.
@@ -38,17 +37,11 @@ public:
     int refuseDataByte = -1;
     // Mode bytes the board refuses in the handshake.
     QList<quint8> refusedModes;
-    // Goes silent after answering this many bytes in all (-1: never).
-    int silentAfter = -1;
     // Goes silent after answering this many more bytes from now.
-    void silenceAfter(int more) { silentAfter = m_answered + more; }
-    qint64 replyDelayMs = 1;
+    void silenceAfter(int more) { m_silentAfter = m_answered + more; }
 
     // Completed programming exchanges, in order.
     QList<Programmed> programmed;
-    QList<quint8> recalledChannels;
-    int readyPolls = 0;
-    int busyAnswers = 0;
 
     void attach(FakeSerialPort &port)
     {
@@ -70,150 +63,88 @@ private:
 
     void answer(FakeSerialPort &p, quint8 byte)
     {
-        if (silentAfter >= 0 && m_answered >= silentAfter)
+        if (m_silentAfter >= 0 && m_answered >= m_silentAfter)
             return;
         ++m_answered;
-        p.reply(byte, replyDelayMs);
+        p.reply(byte, 1);
     }
 
-    static int dataLength(quint8 modeByte)
+    // Channel records (1B..6B) carry six bytes, scale and offset (1A, 2A) two.
+    static int dataLength(quint8 mode)
     {
-        switch (modeByte) {
-        case 0x1B:
-        case 0x2B:
-        case 0x3B:
-        case 0x4B:
-        case 0x5B:
-        case 0x6B:
-            return 6;
-        case 0x1A:
-        case 0x2A:
-            return 2;
-        default:
-            return 0;
-        }
+        return (mode & 0x0F) == 0x0B && mode >= 0x1B && mode <= 0x6B ? 6
+               : mode == 0x1A || mode == 0x2A                        ? 2
+                                                                     : 0;
     }
-
     int queryWord(quint8 code) const
     {
-        switch (code) {
-        case 0x18:
-            return scale;
-        case 0x28:
-            return offset;
-        case 0x48:
-            return position;
-        default:
-            return rpm;
-        }
+        return code == 0x18 ? scale : code == 0x28 ? offset : code == 0x48 ? position : 0;
+    }
+
+    // Answers and moves on to the next stage.
+    void go(Stage next, FakeSerialPort &p, quint8 byte)
+    {
+        m_stage = next;
+        answer(p, byte);
     }
 
     void onByte(quint8 b, FakeSerialPort &p)
     {
         // In a data stage every byte is data, 0xFF included.
-        if (b == 0xFF && m_stage != Stage::Data) {
-            m_stage = Stage::AwaitMode;
-            answer(p, 0x55);
-            return;
-        }
+        if (b == 0xFF && m_stage != Stage::Data)
+            return go(Stage::AwaitMode, p, 0x55);
         switch (m_stage) {
         case Stage::Idle:
-            answer(p, b);
-            return;
+            return go(Stage::Idle, p, b);
         case Stage::AwaitMode:
-            if (refusedModes.contains(b)) {
-                m_stage = Stage::Idle;
-                answer(p, 0xAA);
-                return;
-            }
             m_mode = b;
             m_step = 0;
             m_data.clear();
+            if (refusedModes.contains(b))
+                return go(Stage::Idle, p, 0xAA);
             if (b == 0x18 || b == 0x28 || b == 0x48 || b == 0x58)
-                m_stage = Stage::Query;
-            else if (dataLength(b) > 0)
-                m_stage = Stage::Data;
-            else if (b == 0x09)
-                m_stage = Stage::Recall;
-            else if (b == 0x0C)
-                m_stage = Stage::Config;
-            else {
-                m_stage = Stage::Idle;
-                answer(p, 0xAA);
-                return;
-            }
-            answer(p, 0x55);
-            return;
+                return go(Stage::Query, p, 0x55);
+            if (dataLength(b) > 0)
+                return go(Stage::Data, p, 0x55);
+            if (b == 0x09 || b == 0x0C)
+                return go(b == 0x09 ? Stage::Recall : Stage::Config, p, 0x55);
+            return go(Stage::Idle, p, 0xAA);
         case Stage::Query: {
-            const int word = queryWord(m_mode);
-            answer(p, quint8(m_step == 0 ? word & 0xFF : (word >> 8) & 0xFF));
-            if (++m_step == 2)
-                m_stage = Stage::Idle;
-            return;
+            const int byte = queryWord(m_mode) >> (8 * m_step);
+            return go(++m_step == 2 ? Stage::Idle : Stage::Query, p, quint8(byte));
         }
         case Stage::Data:
-            if (m_data.size() == refuseDataByte) {
-                m_stage = Stage::Idle;
-                answer(p, 0xAA);
-                return;
-            }
+            if (m_data.size() == refuseDataByte)
+                return go(Stage::Idle, p, 0xAA);
             m_data.append(char(b));
-            if (m_data.size() == dataLength(m_mode)) {
-                programmed.append({m_mode, m_data});
-                if (m_mode == 0x2A)
-                    offset = quint8(m_data[0]) + 256 * quint8(m_data[1]);
-                if (m_mode == 0x1A)
-                    scale = quint8(m_data[0]) + 256 * quint8(m_data[1]);
-                m_busyUntil = m_clock.nowMs() + busyMs;
-                m_stage = Stage::PollAck;
-            }
-            answer(p, 0x55);
-            return;
+            if (m_data.size() < dataLength(m_mode))
+                return go(Stage::Data, p, 0x55);
+            programmed.append({m_mode, m_data});
+            if (m_mode == 0x2A || m_mode == 0x1A)
+                (m_mode == 0x2A ? offset : scale) = quint8(m_data[0]) + 256 * quint8(m_data[1]);
+            m_busyUntil = m_clock.nowMs() + busyMs;
+            return go(Stage::PollAck, p, 0x55);
         case Stage::PollAck:
-            if (b == 0x38) {
-                ++readyPolls;
-                m_stage = Stage::PollStatus;
-                answer(p, 0x55);
-            } else {
-                answer(p, 0xAA);
-            }
-            return;
+            return go(b == 0x38 ? Stage::PollStatus : Stage::PollAck, p, b == 0x38 ? 0x55 : 0xAA);
         case Stage::PollStatus:
             if (notReadyAnswers > 0) {
                 --notReadyAnswers;
-                m_stage = Stage::PollAck;
-                answer(p, 0x07);
-            } else if (m_clock.nowMs() < m_busyUntil) {
-                ++busyAnswers;
-                m_stage = Stage::PollAck;
-                answer(p, 0x55);
-            } else {
-                m_stage = Stage::PollDone;
-                answer(p, 0x00);
+                return go(Stage::PollAck, p, 0x07);
             }
-            return;
+            if (m_clock.nowMs() < m_busyUntil)
+                return go(Stage::PollAck, p, 0x55);
+            return go(Stage::PollDone, p, 0x00);
         case Stage::PollDone:
-            m_stage = Stage::Idle;
-            answer(p, 0x55);
-            return;
+            return go(Stage::Idle, p, 0x55);
         case Stage::Recall:
-            if (m_step == 0) {
-                recalledChannels.append(b);
-                ++m_step;
-                if (recallChannelReply != 0x55)
-                    m_stage = Stage::Idle;
-                answer(p, recallChannelReply);
-                return;
-            }
-            answer(p, recallAnswers[m_step - 1]);
-            if (++m_step == 4)
-                m_stage = Stage::Idle;
-            return;
-        case Stage::Config:
-            answer(p, m_step < configValues.size() ? configValues[m_step] : 0);
-            if (++m_step == 19)
-                m_stage = Stage::Idle;
-            return;
+            if (m_step++ == 0)
+                return go(recallChannelReply == 0x55 ? Stage::Recall : Stage::Idle, p,
+                          recallChannelReply);
+            return go(m_step == 4 ? Stage::Idle : Stage::Recall, p, recallAnswers[m_step - 2]);
+        case Stage::Config: {
+            const quint8 value = m_step < configValues.size() ? configValues[m_step] : 0;
+            return go(++m_step == 19 ? Stage::Idle : Stage::Config, p, value);
+        }
         }
     }
 
@@ -222,6 +153,7 @@ private:
     quint8 m_mode = 0;
     int m_step = 0;
     int m_answered = 0;
+    int m_silentAfter = -1;
     QByteArray m_data;
     qint64 m_busyUntil = 0;
 };

@@ -5,6 +5,7 @@
 
 #include <QByteArray>
 #include <QList>
+#include <algorithm>
 #include <functional>
 
 // A serial port whose far end is a function: every byte sent is handed to
@@ -74,52 +75,36 @@ public:
             responder(value, *this);
         return true;
     }
-    int bytesWaiting() override { return int(due().size()); }
+    int bytesWaiting() override
+    {
+        return int(std::count_if(m_pending.begin(), m_pending.end(),
+                                 [this](const Sent &p) { return p.atMs <= m_clock.nowMs(); }));
+    }
     int readByte() override
     {
-        for (qsizetype i = 0; i < m_pending.size(); ++i) {
-            if (m_pending[i].atMs <= m_clock.nowMs()) {
-                const int b = m_pending[i].byte;
-                m_pending.removeAt(i);
-                return b;
-            }
-        }
+        for (qsizetype i = 0; i < m_pending.size(); ++i)
+            if (m_pending[i].atMs <= m_clock.nowMs())
+                return m_pending.takeAt(i).byte;
         return -1;
     }
     void discardInput() override
     {
-        QList<Sent> later;
-        for (const Sent &p : m_pending)
-            if (p.atMs > m_clock.nowMs())
-                later.append(p);
-        m_pending = later;
+        m_pending.removeIf([this](const Sent &p) { return p.atMs <= m_clock.nowMs(); });
     }
     bool waitForByte(qint64 deadlineMs) override
     {
         if (!m_open)
             return false;
-        if (!due().isEmpty())
-            return true;
         qint64 next = deadlineMs;
         for (const Sent &p : m_pending)
             next = qMin(next, p.atMs);
-        if (next > m_clock.nowMs())
-            m_clock.setNow(next);
-        return !due().isEmpty();
+        m_clock.setNow(qMax(next, m_clock.nowMs()));
+        return bytesWaiting() > 0;
     }
     SerialError lastError() const override { return m_error; }
     QString deviceName() const override { return QStringLiteral("fake%1").arg(m_port); }
 
 private:
-    QList<Sent> due() const
-    {
-        QList<Sent> d;
-        for (const Sent &p : m_pending)
-            if (p.atMs <= m_clock.nowMs())
-                d.append(p);
-        return d;
-    }
-
     FakeClock &m_clock;
     QList<Sent> m_pending;
     int m_port = 1;

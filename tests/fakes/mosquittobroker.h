@@ -33,9 +33,9 @@ public:
             return false;
         const QString passwords = QDir(folder).filePath(QStringLiteral("passwd"));
         if (!QFile::exists(passwords) &&
-            QProcess::execute(QStringLiteral("mosquitto_passwd"),
-                              {QStringLiteral("-b"), QStringLiteral("-c"), passwords, user,
-                               password}) != 0)
+            QProcess::execute(
+                QStringLiteral("mosquitto_passwd"),
+                {QStringLiteral("-b"), QStringLiteral("-c"), passwords, user, password}) != 0)
             return false;
         QFile conf(QDir(folder).filePath(QStringLiteral("mosquitto.conf")));
         if (!conf.open(QIODevice::WriteOnly))
@@ -107,10 +107,7 @@ public:
         bool retained;
     };
 
-    MqttSubscriber()
-    {
-        mosquitto_lib_init();
-    }
+    MqttSubscriber() { mosquitto_lib_init(); }
     ~MqttSubscriber()
     {
         if (m_mosq) {
@@ -125,8 +122,7 @@ public:
     {
         m_filter = filter.toUtf8();
         m_mosq = mosquitto_new(id.toUtf8().constData(), false, this);
-        mosquitto_username_pw_set(m_mosq, user.toUtf8().constData(),
-                                  password.toUtf8().constData());
+        mosquitto_username_pw_set(m_mosq, user.toUtf8().constData(), password.toUtf8().constData());
         mosquitto_reconnect_delay_set(m_mosq, 1, 1, false);
         mosquitto_connect_callback_set(m_mosq, [](mosquitto *m, void *self, int rc) {
             if (rc == 0)
@@ -137,10 +133,10 @@ public:
             m_mosq, [](mosquitto *, void *self, const mosquitto_message *msg) {
                 auto *s = static_cast<MqttSubscriber *>(self);
                 QMutexLocker lock(&s->m_mutex);
-                s->m_messages.append({QString::fromUtf8(msg->topic),
-                                      QByteArray(static_cast<const char *>(msg->payload),
-                                                 msg->payloadlen),
-                                      msg->retain});
+                s->m_messages.append(
+                    {QString::fromUtf8(msg->topic),
+                     QByteArray(static_cast<const char *>(msg->payload), msg->payloadlen),
+                     msg->retain});
             });
         mosquitto_connect_async(m_mosq, "127.0.0.1", port, 10);
         return mosquitto_loop_start(m_mosq) == MOSQ_ERR_SUCCESS;
