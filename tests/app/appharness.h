@@ -18,10 +18,12 @@
 #include <QApplication>
 #include <QDir>
 #include <QFile>
+#include <QLineEdit>
 #include <QList>
 #include <QMainWindow>
 #include <QMenu>
 #include <QMenuBar>
+#include <QTabBar>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QTimer>
@@ -71,8 +73,7 @@ public:
 
     QByteArray sent;
     int openCount = 0;
-    // Sees each reply with the bytes sent so far and may change it (a
-    // corrupted byte on the cable).
+    // May change a reply, seeing the bytes sent so far (a corrupted byte).
     std::function<int(const QByteArray &sent, int reply)> replyFilter;
 
     void setPortNumber(int number) override { m_inner.setPortNumber(number); }
@@ -149,6 +150,56 @@ inline bool prepareProgramDir(const QString &dir)
     return QFile::copy(shipped, copy);
 }
 
+// The bytes that switch the board into write mode: no write without them.
+inline bool wroteAnything(const RecordingPort &port)
+{
+    return port.sent.contains(QByteArray("\xFF\x02", 2));
+}
+
+inline void clickTab(QTabBar *bar, int index)
+{
+    QTest::mouseClick(bar, Qt::LeftButton, {}, bar->tabRect(index).center());
+}
+
+inline void clickInto(QLineEdit *txt)
+{
+    QTest::mouseClick(txt, Qt::LeftButton, {}, txt->rect().center());
+}
+
+// The offscreen platform has no window manager to hand the activation back
+// after a popup or a modal window; do what one would.
+inline bool backInFront(QWidget &w)
+{
+    w.activateWindow();
+    return QTest::qWaitForWindowActive(&w);
+}
+
+// Window menu opened with Alt+W, item n picked by its mnemonic digit.
+inline bool chooseWindow(frmMDIMain &w, int n)
+{
+    QTest::keyClick(&w, Qt::Key_W, Qt::AltModifier);
+    if (!QTest::qWaitFor([&] { return w.mnuWindow->isVisible(); }))
+        return false;
+    QTest::keyClick(w.mnuWindow, Qt::Key(Qt::Key_0 + n));
+    return QTest::qWaitFor([&] { return !w.mnuWindow->isVisible(); }) && backInFront(w);
+}
+
+// Runs body once a modal window of type T is in front, while the command
+// that opened it is still running.
+template <typename T> void whenModal(QObject *context, const std::function<void(T *)> &body)
+{
+    auto *poll = new QTimer(context);
+    poll->setInterval(10);
+    QObject::connect(poll, &QTimer::timeout, context, [poll, body] {
+        if (auto *window = qobject_cast<T *>(QApplication::activeModalWidget())) {
+            poll->stop();
+            poll->deleteLater();
+            body(window);
+        }
+    });
+    poll->start();
+}
+
 struct AppHarness {
     QTemporaryDir dir;
     SteadyClock clock;
@@ -191,6 +242,23 @@ struct AppHarness {
 
     frmMDIMain &w() { return *window; }
     ModUtility &util() { return window->util(); }
+
+    // Shown and active, at a size where every child window fits.
+    bool show()
+    {
+        window->resize(1000, 720);
+        window->show();
+        return backInFront(*window);
+    }
+    // Shown against a simulator and taken online with F3.
+    bool online(BoardSimProcess &sim, const QStringList &simArgs = {QStringLiteral("--frozen")},
+                BackgroundTimer timer = BackgroundTimer::Stopped)
+    {
+        if (!startWithBoard(sim, simArgs, timer) || !show())
+            return false;
+        QTest::keyClick(window.get(), Qt::Key_F3);
+        return comm->OnlineMode;
+    }
 
     int timesAsked(const QString &text) const
     {
