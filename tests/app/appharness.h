@@ -32,8 +32,7 @@
 #include <memory>
 #include <optional>
 
-// Answers the file dialogs from a queue (nullopt = Cancel) and records each
-// question as (filter, initial path).
+// Answers the file dialogs from a queue (nullopt = Cancel), recording each.
 class ScriptedFileDialogs final : public FileDialogs
 {
 public:
@@ -138,18 +137,6 @@ inline QString binDir()
     return BoardSimProcess::binDir();
 }
 
-// A fresh program folder: Support/ with the shipped fault texts.
-inline bool prepareProgramDir(const QString &dir)
-{
-    const QString support = QDir(dir).filePath(QStringLiteral("Support"));
-    if (!QDir().mkpath(support))
-        return false;
-    const QString shipped = QDir(binDir()).filePath(QStringLiteral("Support/FaultErrCodes.txt"));
-    const QString copy = QDir(support).filePath(QStringLiteral("FaultErrCodes.txt"));
-    QFile::remove(copy);
-    return QFile::copy(shipped, copy);
-}
-
 // The bytes that switch the board into write mode: no write without them.
 inline bool wroteAnything(const RecordingPort &port)
 {
@@ -220,7 +207,10 @@ struct AppHarness {
     // runs.
     bool start(BackgroundTimer timer = BackgroundTimer::Stopped)
     {
-        if (!dir.isValid() || !prepareProgramDir(dir.path()))
+        // A fresh program folder with the shipped fault texts.
+        const QString faults = QStringLiteral("Support/FaultErrCodes.txt");
+        if (!dir.isValid() || !QDir(dir.path()).mkpath(QStringLiteral("Support")) ||
+            !QFile::copy(QDir(binDir()).filePath(faults), dir.filePath(faults)))
             return false;
         realPort = std::make_unique<PosixSerialPort>(clock, dir.path());
         port = std::make_unique<RecordingPort>(*realPort);
@@ -258,13 +248,5 @@ struct AppHarness {
             return false;
         QTest::keyClick(window.get(), Qt::Key_F3);
         return comm->OnlineMode;
-    }
-
-    int timesAsked(const QString &text) const
-    {
-        int n = 0;
-        for (const auto &a : prompt.asked)
-            n += a.text == text ? 1 : 0;
-        return n;
     }
 };

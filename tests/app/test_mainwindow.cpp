@@ -88,22 +88,6 @@ private slots:
         QCOMPARE(h.w().gUploadNOW != uploadTime, mode < 10);
     }
 
-    void modePanelDoubleClickGoesOnline()
-    {
-        Shown h;
-        QVERIFY(h.up());
-        QVERIFY(h.noDevice());
-        for (const char *other : {"STATUS", "DATE", "TIME"})
-            QTest::mouseDClick(h.w().findChild<QLabel *>(other), Qt::LeftButton);
-        QCOMPARE(h.port->openCount, 0);
-        QTest::mouseDClick(h.w().findChild<QLabel *>("MODE"), Qt::LeftButton);
-        QCOMPARE(h.port->openCount, 1);
-        QCOMPARE(h.titles(), QStringList{"Comm Port Error"});
-        QCOMPARE(h.w().panelText(2), QStringLiteral("OFFLINE"));
-        QVERIFY(h.action("mnuViewOffline")->isChecked());
-        QVERIFY(!h.action("mnuEditPasscode")->isEnabled());
-    }
-
     // The toolbar button, the menu item and F2 keep each other in step.
     void offlineEditingButtonMenuAndKey()
     {
@@ -156,7 +140,9 @@ private slots:
         QCOMPARE(h.w().currentChild(), shown.data());
     }
 
-    void offlineStatusTexts()
+    // The status panels offline; a double click on MODE, and only there,
+    // goes online.
+    void statusPanels()
     {
         Shown h;
         QVERIFY(h.up(AppHarness::BackgroundTimer::Running));
@@ -166,7 +152,16 @@ private slots:
         h.comm->CommError = true;
         QTRY_COMPARE(h.w().panelText(1), QStringLiteral("System Message:  Comm Fault with T6800"));
         QCOMPARE(h.util().gSystemMessage, QStringLiteral("Set-up Program is Currently OFFLINE"));
+        QVERIFY(h.noDevice());
+        for (const char *other : {"STATUS", "DATE", "TIME"})
+            QTest::mouseDClick(h.w().findChild<QLabel *>(other), Qt::LeftButton);
         QCOMPARE(h.port->openCount, 0);
+        QTest::mouseDClick(h.w().findChild<QLabel *>("MODE"), Qt::LeftButton);
+        QCOMPARE(h.port->openCount, 1);
+        QCOMPARE(h.titles(), QStringList{"Comm Port Error"});
+        QCOMPARE(h.w().panelText(2), QStringLiteral("OFFLINE"));
+        QVERIFY(h.action("mnuViewOffline")->isChecked() &&
+                !h.action("mnuEditPasscode")->isEnabled());
     }
 
     void saveAsThenSave()
@@ -226,6 +221,23 @@ private slots:
                      "File created by set-up program version: KESTRO_R2.0.7\r\n"
                      "Data tables may not be properly aligned.\r\n\r\nDo you wish to continue?"));
         QCOMPARE(h.data.gCurrentData.Value[125], 40);
+        // A file that cannot be read is named with the reason; nothing changes.
+        const QString path = h.file(QStringLiteral("bad.sdt"));
+        for (const auto &[content, reason] :
+             {std::pair{QByteArray("KESTRO"), MachineError::FileTooShort},
+              {QByteArray(2, '\0') + QByteArray(2000, '\x7f'), MachineError::FileDamaged}}) {
+            QFile bad(path);
+            QVERIFY(bad.open(QIODevice::WriteOnly) && bad.write(content) == content.size());
+            bad.close();
+            h.prompt.asked.clear();
+            h.dialogs.answers = {path};
+            h.key(Qt::Key_O, Qt::ControlModifier);
+            QCOMPARE(h.titles(), QStringList{"KESTRO"});
+            QCOMPARE(h.prompt.asked[0].text, "The set-up file could not be opened:\r\n" + path +
+                                                 "\r\n\r\n" + machineErrorText(reason));
+            QCOMPARE(h.data.gCurrentData.Value[125], 40);
+            QCOMPARE(h.w().gFileNamePath, h.file("same.sdt"));
+        }
         // Yes takes it; it counts as changed until saved with this version.
         h.dialogs.answers = {h.file("other.sdt")};
         h.prompt.answers = {PromptAnswer::Yes};
@@ -233,34 +245,6 @@ private slots:
         QCOMPARE(h.data.gCurrentData.Value[125], 77);
         QCOMPARE(h.w().windowTitle(), QStringLiteral("KESTRO - [other.sdt] - [Main Display]"));
         QVERIFY(h.data.hasUnsavedChanges());
-    }
-
-    void unreadableSetupFileIsReported_data()
-    {
-        QTest::addColumn<QByteArray>("content");
-        QTest::addColumn<MachineError>("reason");
-        QTest::newRow("short") << QByteArray("KESTRO") << MachineError::FileTooShort;
-        QTest::newRow("junk") << QByteArray(2, '\0') + QByteArray(2000, '\x7f')
-                              << MachineError::FileDamaged;
-    }
-    void unreadableSetupFileIsReported()
-    {
-        QFETCH(QByteArray, content);
-        QFETCH(MachineError, reason);
-        Shown h;
-        QVERIFY(h.up());
-        const QString path = h.file(QStringLiteral("bad.sdt"));
-        QFile bad(path);
-        QVERIFY(bad.open(QIODevice::WriteOnly) && bad.write(content) == content.size());
-        bad.close();
-        const DataSet before = h.data.gCurrentData;
-        h.dialogs.answers = {path};
-        h.key(Qt::Key_O, Qt::ControlModifier);
-        QCOMPARE(h.titles(), QStringList{"KESTRO"});
-        QCOMPARE(h.prompt.asked[0].text, "The set-up file could not be opened:\r\n" + path +
-                                             "\r\n\r\n" + machineErrorText(reason));
-        QVERIFY(h.w().windowTitle().startsWith(QStringLiteral("KESTRO - [unnamed]")));
-        QCOMPARE(h.data.gCurrentData, before);
     }
 
     void newAndExitAskToSave()
@@ -297,23 +281,6 @@ private slots:
         QCOMPARE(h.prompt.asked.size(), 4);
         QCOMPARE(ended.count(), 1);
         QVERIFY(!h.w().currentChild());
-    }
-
-    // The next export starts from the last path and takes the data now held.
-    void exportShiftData()
-    {
-        Shown h;
-        QVERIFY(h.up());
-        h.dialogs.answers = {h.file("shift.txt"), h.file("shift2.txt")};
-        h.key(Qt::Key_X, Qt::ControlModifier);
-        QCOMPARE(h.dialogs.asked[0].filter, QStringLiteral("Text Files(*.txt)|*.txt|"));
-        h.data.gCurrentData.Value[37] = 15230;
-        h.key(Qt::Key_X, Qt::ControlModifier);
-        QCOMPARE(h.dialogs.asked[1].initialPath, h.file("shift.txt"));
-        QFile out(h.file("shift2.txt"));
-        QVERIFY(out.open(QIODevice::ReadOnly));
-        QCOMPARE(out.readAll().split('\n').value(5), QByteArray(" 15230\r"));
-        QVERIFY(h.prompt.asked.isEmpty());
     }
 
     void saveDialogsAddTheSuffixTheirFilterNames_data()

@@ -97,11 +97,13 @@ private slots:
         QTest::newRow("looked at, other page") << 1 << "" << int(OtherPage) << false << "";
         QTest::newRow("blanked, other window") << 0 << QString() << int(OtherWindow) << false << "";
         QTest::newRow("typed, other window") << 4 << "77" << int(OtherWindow) << false << "";
-        QTest::newRow("typed, click elsewhere") << Field << "15" << int(ClickElsewhere) << true << "";
+        QTest::newRow("typed, click elsewhere")
+            << Field << "15" << int(ClickElsewhere) << true << "";
         QTest::newRow("typed, other page") << 7 << "3" << int(OtherPage) << true << "";
         QTest::newRow("out of range, Tab")
             << 4 << "9" << int(Tab) << false << "Only a Number Between 1 and 5 can be Entered";
-        QTest::newRow("fraction, Tab") << Field << "12.5" << int(Tab) << false << "Only a Number Between 0 and 255 can be Entered";
+        QTest::newRow("fraction, Tab") << Field << "12.5" << int(Tab) << false
+                                       << "Only a Number Between 0 and 255 can be Entered";
     }
     void leavingAField()
     {
@@ -162,34 +164,21 @@ private slots:
         }
     }
 
-    // Typed offline, then F3, and left a while later: the typed value goes.
-    void typedBeforeGoingOnlineIsWhatTheBoardGets()
+    // Typed in offline editing, then F3 and Tab two seconds later, or Ctrl+O
+    // and Enter: the board gets what was typed, the field what was opened.
+    void typedOfflineThen_data()
     {
+        QTest::addColumn<bool>("opening");
+        QTest::newRow("F3") << false;
+        QTest::newRow("Ctrl+O") << true;
+    }
+    void typedOfflineThen()
+    {
+        QFETCH(bool, opening);
         AppHarness h;
         BoardSimProcess sim;
         QVERIFY(h.startWithBoard(sim) && h.show());
         QCOMPARE(sim.command(QStringLiteral("set B1000 13")), QStringLiteral("ok"));
-        QTest::keyClick(&h.w(), Qt::Key_F2);
-        frmSetup *setup = setupPage(h, 1);
-        QVERIFY(setup);
-        QLineEdit *txt = setup->txtSetup[Field];
-        QTRY_VERIFY(txt->isEnabled());
-        clickInto(txt);
-        QTest::keyClicks(txt, QStringLiteral("99"));
-        QTest::keyClick(txt, Qt::Key_F3);
-        QVERIFY(h.comm->OnlineMode);
-        QTest::qWait(2000);
-        QCOMPARE(txt->text(), QStringLiteral("99"));
-        QTest::keyClick(txt, Qt::Key_Tab);
-        QTRY_COMPARE(sim.command(QStringLiteral("get B1000")), QStringLiteral("99"));
-        QCOMPARE(h.data.gCurrentData.Value[Item::FirstSetupParameter + Field], 99);
-    }
-
-    void openEndsTheEntryInProgress()
-    {
-        AppHarness h;
-        BoardSimProcess sim;
-        QVERIFY(h.startWithBoard(sim) && h.show());
         const QString file = QDir(h.programDir()).filePath(QStringLiteral("line3.sdt"));
         h.data.gCurrentData.Value[Item::FirstSetupParameter + Field] = 42;
         QCOMPARE(h.data.saveFile(file), MachineError::None);
@@ -201,15 +190,18 @@ private slots:
         QTRY_VERIFY(txt->isEnabled());
         QTest::qWait(300); // the layout follows offline editing on a later turn
         clickInto(txt);
-        QTest::keyClicks(txt, QStringLiteral("77"));
-        QTest::qWait(300);
-        QCOMPARE(txt->text(), QStringLiteral("77"));
+        QTest::keyClicks(txt, QStringLiteral("99"));
         h.dialogs.answers = {file};
-        QTest::keyClick(txt, Qt::Key_O, Qt::ControlModifier);
-        QTRY_COMPARE(txt->text(), QStringLiteral("42"));
-        QTest::keyClick(txt, Qt::Key_Return);
-        QCOMPARE(h.data.gCurrentData.Value[Item::FirstSetupParameter + Field], 42);
-        QVERIFY(!h.data.hasUnsavedChanges());
+        QTest::keyClick(txt, opening ? Qt::Key_O : Qt::Key_F3,
+                        opening ? Qt::ControlModifier : Qt::NoModifier);
+        QTest::qWait(2000);
+        QCOMPARE(txt->text(), opening ? QStringLiteral("42") : QStringLiteral("99"));
+        QTest::keyClick(txt, opening ? Qt::Key_Return : Qt::Key_Tab);
+        QTRY_COMPARE(sim.command(QStringLiteral("get B1000")),
+                     QString::fromLatin1(opening ? "13" : "99"));
+        QCOMPARE(h.data.gCurrentData.Value[Item::FirstSetupParameter + Field], opening ? 42 : 99);
+        if (opening)
+            QVERIFY(!h.data.hasUnsavedChanges());
     }
 
     void focusIsParkedNeverOnAMachineCommand()

@@ -1,13 +1,7 @@
-// The shell's small procedures: the project's board type, the extension
-// change, the shipped fault texts and message text rendering.
+// The board type of the project the dialogs hand in, from its .PDX file.
 
-#include "app/messageboxprompt.h"
 #include "app/modutility.h"
 #include "appharness.h"
-#include "comm/recordfile.h"
-
-#include <QRegularExpression>
-#include <QSet>
 
 class TestShellHelpers : public QObject
 {
@@ -45,37 +39,6 @@ private slots:
         QCOMPARE(ModUtility::ProjectBoardType(dir.filePath(QStringLiteral("line3.rev")), &empty),
                  qint16(type));
         QCOMPARE(empty, emptyItem);
-    }
-
-    void changeExtensionKeepsFolderAndBase()
-    {
-        QCOMPARE(
-            ModUtility::ChangeExtension(QStringLiteral("/a/b/prog.v2.pdx"), QStringLiteral("rev")),
-            QStringLiteral("/a/b/prog.v2.rev"));
-        QCOMPARE(ModUtility::ChangeExtension(QStringLiteral("prog.pdx"), QStringLiteral("hex")),
-                 QDir::current().absoluteFilePath(QStringLiteral("prog.hex")));
-        QCOMPARE(MessageBoxPrompt::displayText(QStringLiteral("a\r\n\r\nb\rc")),
-                 QStringLiteral("a\n\nb\nc"));
-    }
-
-    // The board reports processor faults 01..7A; every one has a text.
-    void shippedFaultFileCoversEveryReportedCode()
-    {
-        QByteArray content;
-        QVERIFY(RecordReader::readFile(
-            QDir(binDir()).filePath(QStringLiteral("Support/FaultErrCodes.txt")), content));
-        RecordReader reader(content);
-        QSet<int> codes;
-        QString code;
-        QString text;
-        static const QRegularExpression hex2(QStringLiteral("^[0-9A-F]{2}$"));
-        while (reader.next(code)) {
-            QVERIFY2(reader.next(text) && !text.trimmed().isEmpty(), qPrintable(code));
-            QVERIFY2(hex2.match(code).hasMatch(), qPrintable(code));
-            codes.insert(code.toInt(nullptr, 16));
-        }
-        for (int c = 1; c <= 122; ++c)
-            QVERIFY2(codes.contains(c), qPrintable(QString::number(c, 16)));
     }
 };
 
