@@ -205,17 +205,22 @@ private slots:
         other.Version = QStringLiteral("KESTRO_R2.0.7");
         other.Value[125] = 77;
         QCOMPARE(writeSetupFile(h.file("other.sdt"), other), MachineError::None);
-        h.dialogs.answers = {h.file("same.sdt")};
+        // The samples beside the program hold a set-up that opens.
+        const QDir samples(QDir(binDir()).filePath(QStringLiteral("samples")));
+        const QString sample = samples.entryList({QStringLiteral("*.sdt")}, QDir::Files).value(0);
+        h.dialogs.answers = {samples.filePath(sample), h.file("same.sdt")};
         h.key(Qt::Key_O, Qt::ControlModifier);
-        QVERIFY(h.prompt.asked.isEmpty());
+        QCOMPARE(h.w().gFileNameCaption, QLatin1Char('[') + sample + QLatin1Char(']'));
+        h.key(Qt::Key_O, Qt::ControlModifier);
+        QVERIFY(!sample.isEmpty() && h.prompt.asked.isEmpty());
         QCOMPARE(h.data.gCurrentData.Value[125], 40);
 
         // Another version: No shows the dialog again, Cancel keeps what was there.
         h.dialogs.answers = {h.file("other.sdt"), h.file("other.sdt")};
         h.prompt.answers = {PromptAnswer::No, PromptAnswer::Cancel};
         h.key(Qt::Key_O, Qt::ControlModifier);
-        QCOMPARE(h.dialogs.asked.size(), 3);
-        QCOMPARE(h.dialogs.asked[2].initialPath, h.file("same.sdt"));
+        QCOMPARE(h.dialogs.asked.size(), 4);
+        QCOMPARE(h.dialogs.asked[3].initialPath, h.file("same.sdt"));
         QCOMPARE(h.prompt.asked[0].text,
                  QStringLiteral(
                      "File created by set-up program version: KESTRO_R2.0.7\r\n"
