@@ -162,21 +162,18 @@ private slots:
     {
         QTest::addColumn<int>("lastFault");
         QTest::addColumn<QString>("startsWith");
+        // The edges of each range.
         const QList<std::pair<int, const char *>> rows = {
             {0, "None"},
             {123, "None"},
-            {255, "None"},
             {1, "Replace CO-CPU board at "},
             {63, "Replace CO-CPU board at "},
             {64, "Reset fault and try again."},
-            {65, "Reset fault"},
-            {67, "Reset fault"},
-            {91, "Reset fault"},
             {122, "Reset fault"},
-            {92, "Program is invalid."},
-            {93, "Program is invalid."},
             {66, "Verify connection of cable"},
-            {69, "User program executed an sfunc09()"}};
+            {69, "User program executed an sfunc09()"},
+            {92, "Program is invalid."},
+            {93, "Program is invalid."}};
         for (const auto &[code, text] : rows)
             QTest::addRow("%d", code) << code << QString::fromLatin1(text);
     }
