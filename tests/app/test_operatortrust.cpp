@@ -204,7 +204,9 @@ private slots:
             QVERIFY(!h.data.hasUnsavedChanges());
     }
 
-    void focusIsParkedNeverOnAMachineCommand()
+    // The focus is parked, never on a machine command; a double click on a
+    // momentary button is two pulses.
+    void mainDisplayButtons()
     {
         AppHarness h;
         BoardSimProcess sim;
@@ -222,6 +224,26 @@ private slots:
         QTRY_COMPARE(QApplication::focusWidget(), setup->cmdDefault);
         clickTab(setup->tbsSetup, 1);
         QTRY_COMPARE(QApplication::focusWidget(), setup->cmdDefault);
+
+        // Two clicks of a momentary button are two pulses on the board.
+        QVERIFY(chooseWindow(h.w(), 1));
+        display = qobject_cast<frmMain *>(h.w().currentChild());
+        QVERIFY(display);
+        QTRY_VERIFY(display->cmdSingleBlowoff->isEnabled());
+        const qint64 qcBefore = sim.command(QStringLiteral("get D1120")).toLongLong();
+        doubleClick(display->cmdSingleBlowoff);
+        QTRY_COMPARE(sim.command(QStringLiteral("get D1120")).toLongLong(), qcBefore + 2);
+        // End of Shift twice: the second copies the emptied counts.
+        QVERIFY(chooseWindow(h.w(), 3));
+        auto *data = qobject_cast<frmData *>(h.w().currentChild());
+        QVERIFY(data);
+        clickTab(data->tbsData, 1);
+        QTRY_VERIFY(data->cmdEndofShift->isVisible() && data->cmdEndofShift->isEnabled());
+        QCOMPARE(sim.command(QStringLiteral("set D1100 5000")), QStringLiteral("ok"));
+        doubleClick(data->cmdEndofShift);
+        QTRY_COMPARE(sim.command(QStringLiteral("get F137")), QStringLiteral("0"));
+        QCOMPARE(sim.command(QStringLiteral("get D1100")), QStringLiteral("0"));
+        QCOMPARE(sim.command(QStringLiteral("get D1200")), QStringLiteral("0"));
     }
 
     void uploadNamesFailedRegistersAndMarksTheData()
@@ -360,31 +382,6 @@ private slots:
         QVERIFY(h.comm->OnlineMode && h.port->isOpen() && !h.comm->CommError);
         QCOMPARE(h.w().panelText(2), QStringLiteral("ONLINE"));
         QTRY_VERIFY(qobject_cast<DisplayForm *>(display.data())->passCount() > 0);
-    }
-
-    // Two clicks of a momentary button are two pulses on the board.
-    void doubleClickOnAMomentaryButtonSendsTwoPulses()
-    {
-        AppHarness h;
-        BoardSimProcess sim;
-        QVERIFY(online(h, sim));
-        auto *display = qobject_cast<frmMain *>(h.w().currentChild());
-        QVERIFY(display);
-        QTRY_VERIFY(display->cmdSingleBlowoff->isEnabled());
-        const qint64 qcBefore = sim.command(QStringLiteral("get D1120")).toLongLong();
-        doubleClick(display->cmdSingleBlowoff);
-        QTRY_COMPARE(sim.command(QStringLiteral("get D1120")).toLongLong(), qcBefore + 2);
-        // End of Shift twice: the second copies the emptied counts.
-        QVERIFY(chooseWindow(h.w(), 3));
-        auto *data = qobject_cast<frmData *>(h.w().currentChild());
-        QVERIFY(data);
-        clickTab(data->tbsData, 1);
-        QTRY_VERIFY(data->cmdEndofShift->isVisible() && data->cmdEndofShift->isEnabled());
-        QCOMPARE(sim.command(QStringLiteral("set D1100 5000")), QStringLiteral("ok"));
-        doubleClick(data->cmdEndofShift);
-        QTRY_COMPARE(sim.command(QStringLiteral("get F137")), QStringLiteral("0"));
-        QCOMPARE(sim.command(QStringLiteral("get D1100")), QStringLiteral("0"));
-        QCOMPARE(sim.command(QStringLiteral("get D1200")), QStringLiteral("0"));
     }
 };
 
