@@ -71,6 +71,35 @@ private slots:
         QCOMPARE(h.w().panelText(2), QStringLiteral("ONLINE"));
         QCOMPARE(sim.command(QStringLiteral("program")), QStringLiteral("records 2048 last BFF0H"));
     }
+
+    // The read-back mode of the progress window (the program never starts
+    // it today).
+    void readBackWindow()
+    {
+        AppHarness h;
+        BoardSimProcess sim;
+        QVERIFY(h.online(sim));
+        QTemporaryDir projects;
+        QFile pdx(QDir(projects.path()).filePath(QStringLiteral("BACK.pdx")));
+        QVERIFY(pdx.open(QIODevice::WriteOnly) && pdx.write("D,read back\r\n") > 0);
+        pdx.close();
+        h.comm->UploadFile(pdx.fileName());
+        h.comm->setInUploadMode(true);
+        QString labelAtEnd;
+        h.prompt.onAsk = [&](const ScriptedPrompt::Asked &) {
+            if (auto *w = qobject_cast<frmDownloadProg *>(QApplication::activeModalWidget()))
+                labelAtEnd = w->lblWaitDisplay->text();
+        };
+        frmDownloadProg window(*h.comm, &h.w());
+        window.SetTransferMode(1);
+        window.exec();
+        QCOMPARE(h.prompt.asked.last().text, QStringLiteral("Program Upload Complete!"));
+        QVERIFY2(labelAtEnd.startsWith(u"Reading From Program Address: "), qPrintable(labelAtEnd));
+        QVERIFY(window.transferMode() == 0 && !h.comm->linkBusy());
+        QFile hex(QDir(projects.path()).filePath(QStringLiteral("BACK.hex")));
+        QVERIFY(hex.open(QIODevice::ReadOnly));
+        QCOMPARE(hex.readAll().count('\n'), 2049);
+    }
 };
 
 QTEST_MAIN(TestProgramDownloadGui)

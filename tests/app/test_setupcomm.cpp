@@ -51,16 +51,19 @@ private slots:
     {
         AppHarness h;
         QVERIFY(h.start());
+        QFile empty(h.comm->CommSettingsFile()); // an empty file reads as port 1 at 9600
+        QVERIFY(empty.open(QIODevice::WriteOnly));
+        empty.close();
         auto window = shown(h);
         QVERIFY(window);
-        QCOMPARE(window->txtCommPort->text(), QStringLiteral("1"));
+        QVERIFY(window->txtCommPort->text() == "1" && window->optPortSpeed[0]->isChecked());
         int asked = 0;
         for (const char *entry : {"0", "100", "abc", ""}) {
             save(*window, QString::fromLatin1(entry));
             QCOMPARE(h.prompt.asked.size(), ++asked);
             QCOMPARE(h.prompt.asked.last().title, QStringLiteral("Comm Port"));
             QCOMPARE(h.prompt.asked.last().text, RangeMessage);
-            QVERIFY(!QFile::exists(h.comm->CommSettingsFile()));
+            QCOMPARE(QFileInfo(h.comm->CommSettingsFile()).size(), 0);
             QVERIFY(window->isVisible());
         }
         // The spinner stays in range.
@@ -164,41 +167,46 @@ private slots:
         if (window->lstDevices->topLevelItemCount() == 0)
             QSKIP("this machine has no serial device to list");
         const QString link = QDir(h.programDir()).filePath(QStringLiteral("Support/COM5"));
-        for (QPushButton *end : {window->cmdCancel, window->cmdSave}) {
+        for (bool saving : {false, true}) {
             window = shown(h);
             window->txtCommPort->setText(QStringLiteral("5"));
             QTreeWidgetItem *first = window->lstDevices->topLevelItem(0);
             QTest::mouseClick(window->lstDevices->viewport(), Qt::LeftButton, {},
                               window->lstDevices->visualItemRect(first).center());
             QTest::mouseClick(window->cmdAssign, Qt::LeftButton);
-            const bool saving = end == window->cmdSave;
+            const QString device = first->text(0);
             QTest::mouseClick(saving ? window->cmdSave : window->cmdCancel, Qt::LeftButton);
-            QCOMPARE(QFileInfo(link).symLinkTarget(), saving ? first->text(0) : QString());
+            QCOMPARE(QFileInfo(link).symLinkTarget(), saving ? device : QString());
         }
+        QVERIFY(window->lblDevice->text().startsWith(QStringLiteral("Device: Support/COM5 -> ")));
         QVERIFY(h.prompt.asked.isEmpty());
     }
 
+    // From the main window's Ctrl+M; the check leaves the program offline.
     void testLinkShowsTheReportAndCopiesIt()
     {
         AppHarness h;
         BoardSimProcess sim;
-        QVERIFY(h.startWithBoard(sim, {QStringLiteral("--loopback")}));
-        auto window = shown(h);
-        auto *test = window->findChild<QPushButton *>(QStringLiteral("cmdTestLink"));
-        auto *copy = window->findChild<QPushButton *>(QStringLiteral("cmdCopyReport"));
-        auto *report = window->findChild<QPlainTextEdit *>(QStringLiteral("txtLinkReport"));
-        QVERIFY(test && copy && report);
-        QVERIFY(!copy->isEnabled());
-        QTest::mouseClick(test, Qt::LeftButton);
-        QVERIFY(report->isVisible());
-        const QString shownText = report->toPlainText();
-        QVERIFY(shownText.startsWith(QStringLiteral("Port 1: ")));
-        QVERIFY2(shownText.contains(QStringLiteral(
-                     "Result: every byte came back unchanged, the handshake included")),
+        QVERIFY(h.startWithBoard(sim, {QStringLiteral("--loopback")}) && h.show());
+        QString shownText;
+        whenModal<frmSetupComm>(this, [&](frmSetupComm *window) {
+            auto *test = window->findChild<QPushButton *>(QStringLiteral("cmdTestLink"));
+            auto *copy = window->findChild<QPushButton *>(QStringLiteral("cmdCopyReport"));
+            auto *report = window->findChild<QPlainTextEdit *>(QStringLiteral("txtLinkReport"));
+            QVERIFY(test && copy && report && !copy->isEnabled());
+            QTest::mouseClick(test, Qt::LeftButton);
+            shownText = report->isVisible() ? report->toPlainText() : QString();
+            QTest::mouseClick(copy, Qt::LeftButton);
+            QTest::mouseClick(window->cmdCancel, Qt::LeftButton);
+        });
+        QTest::keyClick(&h.w(), Qt::Key_M, Qt::ControlModifier);
+        QVERIFY2(shownText.startsWith(QStringLiteral("Port 1: ")) &&
+                     shownText.contains(QStringLiteral(
+                         "Result: every byte came back unchanged, the handshake included")),
                  qPrintable(shownText));
-        QTest::mouseClick(copy, Qt::LeftButton);
         QCOMPARE(QGuiApplication::clipboard()->text(), shownText);
         QVERIFY(!h.comm->OnlineMode);
+        QCOMPARE(h.w().panelText(2), QStringLiteral("OFFLINE"));
     }
 
     // Online, Save reconnects; a port with no board keeps the window open and

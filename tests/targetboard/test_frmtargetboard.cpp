@@ -24,7 +24,7 @@ class TestFrmTargetBoard : public QObject
     std::unique_ptr<frmTargetBoard> form;
 
     // A project PUMP whose .PDX starts with the board type character.
-    QString project(QChar type, const QByteArray &rev = {})
+    QString project(QChar type, const QByteArray &rev = {}, bool hex = false)
     {
         QDir dir(f.dir.filePath(QStringLiteral("project")));
         dir.removeRecursively();
@@ -35,7 +35,9 @@ class TestFrmTargetBoard : public QObject
         };
         write("PUMP.pdx", QString(type).toLatin1() + "PUMP,1");
         if (!rev.isEmpty())
-            write("PUMP.rev", rev) && write("PUMP.hex", ":00000001FF");
+            write("PUMP.rev", rev);
+        if (hex)
+            write("PUMP.hex", ":00000001FF");
         return dir.filePath(QStringLiteral("PUMP.pdx"));
     }
     frmTargetBoard &open(const QString &pdx, bool waitFirstPass = true)
@@ -111,14 +113,14 @@ private slots:
     // the cycle waiting for a held link, and OK ending it.
     void faultCodesAndReset()
     {
-        QVERIFY(set({"B8176=5", "B8177=26", "B8179=10", "B8178=18"}));
+        QVERIFY(set({"B8176=5", "B8177=26", "B8179=10", "B8178=32"}));
         frmTargetBoard &w = open(project(u'D'));
         QVERIFY(f.comm->OnlineMode && w.cmdGoOnline->isHidden() && w.lblTargetBoard[2]->isHidden());
         const QStringList labels = {
             "Current Fault: Code = 05H",      "Last Fault: Code = 1AH",     "", "",
-            "Current Comm Error: Code = 0AH", "Last Comm Error: Code = 12H"};
-        const QStringList boxes = {codeText(true, "05"),  codeText(true, "1A"), "", "",
-                                   codeText(false, "0A"), codeText(false, "12")};
+            "Current Comm Error: Code = 0AH", "Last Comm Error: Code = 20H"};
+        const QStringList boxes = {codeText(true, "05"),  codeText(true, "1A"),      "", "",
+                                   codeText(false, "0A"), "Code 20H Is Not Defined."};
         for (int i : {0, 1, 4, 5})
             QVERIFY(w.lblTargetBoard[i]->text() == labels[i] && !boxes[i].isEmpty() &&
                     w.boxText(i) == boxes[i]);
@@ -210,18 +212,22 @@ private slots:
     {
         QTest::addColumn<bool>("atOpening");
         QTest::addColumn<QString>("faultLabel");
-        QTest::newRow("at opening") << true << "Current Fault:";
-        QTest::newRow("while open") << false << "Current Fault: Code = 05H";
+        QTest::addColumn<QString>("type");
+        QTest::newRow("at opening") << true << "Current Fault:"
+                                    << "A";
+        QTest::newRow("while open") << false << "Current Fault: Code = 05H"
+                                    << "D";
     }
     void silentBoard()
     {
         QFETCH(bool, atOpening);
         QFETCH(QString, faultLabel);
+        QFETCH(QString, type);
         QVERIFY(f.set("B8176", 5));
         const QString silent = QStringLiteral("silent on");
         if (atOpening)
             f.sim.command(silent);
-        frmTargetBoard &w = open(project(u'A'), !atOpening);
+        frmTargetBoard &w = open(project(type.at(0)), !atOpening);
         QCOMPARE(f.sim.command(silent), QStringLiteral("ok"));
         QTRY_VERIFY_WITH_TIMEOUT(w.CommLostShown, 30000);
         for (int i : {0, 1, 3, 4, 5})
@@ -277,13 +283,17 @@ private slots:
         QVERIFY(!w.cmdResetFaults->isEnabled());
     }
 
-    // Checksum "<=" is CD (205), revision "05"; a shorter line does not open.
+    // Checksum "<=" is CD (205), revision "05"; a shorter line does not open;
+    // a project that is not there is none; no .hex file, no upload time.
     void boardIdentityAgainstTheRevFile()
     {
         form = std::make_unique<frmTargetBoard>(*f.util);
         QVERIFY(!form->prepare(project(u'D', "<=0")));
         QCOMPARE(f.prompt.asked.value(0).title, QStringLiteral("InitializeForm"));
-        frmTargetBoard &w = open(project(u'D', "PUMPCTRL<=05"));
+        QVERIFY(form->prepare(f.dir.filePath(QStringLiteral("none.pdx"))) && form->BoardType == 0);
+        QCOMPARE(open(project(u'D', "PUMPCTRL<=05")).lblRevIdentOnDisk[4]->text(),
+                 QStringLiteral("-"));
+        frmTargetBoard &w = open(project(u'D', "PUMPCTRL<=05", true));
         const QFileInfo hex(f.dir.filePath(QStringLiteral("project/PUMP.hex")));
         QCOMPARE((QStringList{w.lblRevIdentOnDisk[0]->text(), w.lblRevIdentOnDisk[1]->text(),
                               w.lblRevIdentOnDisk[2]->text(), w.lblRevIdentOnDisk[4]->text()}),
