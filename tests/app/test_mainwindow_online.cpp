@@ -90,6 +90,13 @@ private slots:
             QCOMPARE(h.w().panelText(1), status);
         }
         QVERIFY(h.prompt.asked.isEmpty());
+        // The device gone while the link is idle: the tick's first send meets it.
+        sim.command(QStringLiteral("close"));
+        h.w().tmrBackgroungUpdate_Timer();
+        h.w().tmrBackgroungUpdate_Timer();
+        QVERIFY(h.w().panelText(1).startsWith(
+            QStringLiteral("System Message:  Comm Fault with T6800")));
+        QCOMPARE(h.w().panelText(2), QStringLiteral("OFFLINE"));
     }
 
     void faultBoxOncePerEpisode()
