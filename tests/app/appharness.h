@@ -18,10 +18,12 @@
 #include <QApplication>
 #include <QDir>
 #include <QFile>
+#include <QLineEdit>
 #include <QList>
 #include <QMainWindow>
 #include <QMenu>
 #include <QMenuBar>
+#include <QTabBar>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QTimer>
@@ -30,8 +32,7 @@
 #include <memory>
 #include <optional>
 
-// Answers the file dialogs from a queue (nullopt = Cancel) and records each
-// question as (filter, initial path).
+// Answers the file dialogs from a queue (nullopt = Cancel), recording each.
 class ScriptedFileDialogs final : public FileDialogs
 {
 public:
@@ -71,8 +72,7 @@ public:
 
     QByteArray sent;
     int openCount = 0;
-    // Sees each reply with the bytes sent so far and may change it (a
-    // corrupted byte on the cable).
+    // May change a reply, seeing the bytes sent so far (a corrupted byte).
     std::function<int(const QByteArray &sent, int reply)> replyFilter;
 
     void setPortNumber(int number) override { m_inner.setPortNumber(number); }
@@ -137,16 +137,54 @@ inline QString binDir()
     return BoardSimProcess::binDir();
 }
 
-// A fresh program folder: Support/ with the shipped fault texts.
-inline bool prepareProgramDir(const QString &dir)
+// The bytes that switch the board into write mode: no write without them.
+inline bool wroteAnything(const RecordingPort &port)
 {
-    const QString support = QDir(dir).filePath(QStringLiteral("Support"));
-    if (!QDir().mkpath(support))
+    return port.sent.contains(QByteArray("\xFF\x02", 2));
+}
+
+inline void clickTab(QTabBar *bar, int index)
+{
+    QTest::mouseClick(bar, Qt::LeftButton, {}, bar->tabRect(index).center());
+}
+
+inline void clickInto(QLineEdit *txt)
+{
+    QTest::mouseClick(txt, Qt::LeftButton, {}, txt->rect().center());
+}
+
+// The offscreen platform has no window manager to hand the activation back
+// after a popup or a modal window; do what one would.
+inline bool backInFront(QWidget &w)
+{
+    w.activateWindow();
+    return QTest::qWaitForWindowActive(&w);
+}
+
+// Window menu opened with Alt+W, item n picked by its mnemonic digit.
+inline bool chooseWindow(frmMDIMain &w, int n)
+{
+    QTest::keyClick(&w, Qt::Key_W, Qt::AltModifier);
+    if (!QTest::qWaitFor([&] { return w.mnuWindow->isVisible(); }))
         return false;
-    const QString shipped = QDir(binDir()).filePath(QStringLiteral("Support/FaultErrCodes.txt"));
-    const QString copy = QDir(support).filePath(QStringLiteral("FaultErrCodes.txt"));
-    QFile::remove(copy);
-    return QFile::copy(shipped, copy);
+    QTest::keyClick(w.mnuWindow, Qt::Key(Qt::Key_0 + n));
+    return QTest::qWaitFor([&] { return !w.mnuWindow->isVisible(); }) && backInFront(w);
+}
+
+// Runs body once a modal window of type T is in front, while the command
+// that opened it is still running.
+template <typename T> void whenModal(QObject *context, const std::function<void(T *)> &body)
+{
+    auto *poll = new QTimer(context);
+    poll->setInterval(10);
+    QObject::connect(poll, &QTimer::timeout, context, [poll, body] {
+        if (auto *window = qobject_cast<T *>(QApplication::activeModalWidget())) {
+            poll->stop();
+            poll->deleteLater();
+            body(window);
+        }
+    });
+    poll->start();
 }
 
 struct AppHarness {
@@ -169,7 +207,10 @@ struct AppHarness {
     // runs.
     bool start(BackgroundTimer timer = BackgroundTimer::Stopped)
     {
-        if (!dir.isValid() || !prepareProgramDir(dir.path()))
+        // A fresh program folder with the shipped fault texts.
+        const QString faults = QStringLiteral("Support/FaultErrCodes.txt");
+        if (!dir.isValid() || !QDir(dir.path()).mkpath(QStringLiteral("Support")) ||
+            !QFile::copy(QDir(binDir()).filePath(faults), dir.filePath(faults)))
             return false;
         realPort = std::make_unique<PosixSerialPort>(clock, dir.path());
         port = std::make_unique<RecordingPort>(*realPort);
@@ -192,11 +233,20 @@ struct AppHarness {
     frmMDIMain &w() { return *window; }
     ModUtility &util() { return window->util(); }
 
-    int timesAsked(const QString &text) const
+    // Shown and active, at a size where every child window fits.
+    bool show()
     {
-        int n = 0;
-        for (const auto &a : prompt.asked)
-            n += a.text == text ? 1 : 0;
-        return n;
+        window->resize(1000, 720);
+        window->show();
+        return backInFront(*window);
+    }
+    // Shown against a simulator and taken online with F3.
+    bool online(BoardSimProcess &sim, const QStringList &simArgs = {QStringLiteral("--frozen")},
+                BackgroundTimer timer = BackgroundTimer::Stopped)
+    {
+        if (!startWithBoard(sim, simArgs, timer) || !show())
+            return false;
+        QTest::keyClick(window.get(), Qt::Key_F3);
+        return comm->OnlineMode;
     }
 };

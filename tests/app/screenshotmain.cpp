@@ -5,7 +5,6 @@
 #include "app/filedialogs.h"
 #include "app/frmmdimain.h"
 #include "comm/clock.h"
-#include "comm/operatorprompt.h"
 #include "comm/posixserialport.h"
 #include "comm/rscomm.h"
 #include "fakes/loggingprompt.h"
@@ -18,32 +17,18 @@
 #include <QScreen>
 #include <QTimer>
 
-#include <cstdio>
-
 int main(int argc, char *argv[])
 {
     QApplication app(argc, argv);
     QCommandLineParser parser;
-    const QCommandLineOption dirOption(QStringLiteral("program-dir"),
-                                       QStringLiteral("Program folder with Support/."),
-                                       QStringLiteral("DIR"));
-    const QCommandLineOption outOption(QStringLiteral("out"), QStringLiteral("PNG to write."),
-                                       QStringLiteral("FILE"));
-    const QCommandLineOption settleOption(QStringLiteral("settle-ms"),
-                                          QStringLiteral("Time online before the picture."),
-                                          QStringLiteral("MS"), QStringLiteral("4000"));
-    const QCommandLineOption windowOption(QStringLiteral("window"),
-                                          QStringLiteral("Child window 0..3 to show."),
-                                          QStringLiteral("N"), QStringLiteral("0"));
-    parser.addHelpOption();
-    parser.addOptions({dirOption, outOption, settleOption, windowOption});
+    parser.addOptions({{"program-dir", "Program folder with Support/.", "DIR"},
+                       {"out", "PNG to write.", "FILE"},
+                       {"settle-ms", "Time online before the picture.", "MS", "4000"},
+                       {"window", "Child window 0..3 to show.", "N", "0"}});
     parser.process(app);
-    if (!parser.isSet(dirOption) || !parser.isSet(outOption)) {
-        std::fprintf(stderr, "kestro-screenshot-main: --program-dir and --out are required\n");
-        return 2;
-    }
-    const QString programDir = parser.value(dirOption);
-
+    if (!parser.isSet("program-dir") || !parser.isSet("out"))
+        qFatal("kestro-screenshot-main: --program-dir and --out are required");
+    const QString programDir = parser.value("program-dir");
     SteadyClock clock;
     LoggingPrompt prompt;
     PosixSerialPort port(clock, programDir);
@@ -51,25 +36,21 @@ int main(int argc, char *argv[])
     MachineData data;
     QtFileDialogs dialogs;
     frmMDIMain window({comm, port, prompt, clock, data, dialogs, programDir});
-    window.resize(1000, 680);
-    window.move(12, 12);
+    window.setGeometry(12, 12, 1000, 680);
     window.show();
     window.activateWindow();
-
     int status = 0;
     QTimer::singleShot(500, &window, [&] {
-        window.mnuWindowForm[qBound(0, parser.value(windowOption).toInt(), 3)]->trigger();
+        window.mnuWindowForm[qBound(0, parser.value("window").toInt(), 3)]->trigger();
         window.mnuViewOnline->trigger();
         if (!comm.OnlineMode) {
-            std::fprintf(stderr, "kestro-screenshot-main: the board did not answer\n");
+            qWarning("kestro-screenshot-main: the board did not answer");
             status = 1;
         }
     });
-    QTimer::singleShot(500 + parser.value(settleOption).toInt(), &window, [&] {
-        const QPixmap shot = window.screen()->grabWindow(0);
-        if (!shot.save(parser.value(outOption))) {
-            std::fprintf(stderr, "kestro-screenshot-main: cannot write %s\n",
-                         qPrintable(parser.value(outOption)));
+    QTimer::singleShot(500 + parser.value("settle-ms").toInt(), &window, [&] {
+        if (!window.screen()->grabWindow(0).save(parser.value("out"))) {
+            qWarning("kestro-screenshot-main: cannot write %s", qPrintable(parser.value("out")));
             status = 1;
         }
         for (int panel = 1; panel <= 4; ++panel)

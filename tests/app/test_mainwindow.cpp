@@ -1,14 +1,15 @@
 // The main window offline, driven through its menus, keys, toolbar and status
-// panels: transfers, offline editing, the Window menu, background texts,
-// files and the shut-down question. No board is involved.
+// panels. No board answers.
 
 #include "app/childform.h"
 #include "appharness.h"
 #include "machine/sdtfile.h"
 
+#include <QFileDialog>
 #include <QLabel>
 #include <QMdiArea>
 #include <QMdiSubWindow>
+#include <QScopeGuard>
 #include <QSignalSpy>
 #include <QToolBar>
 
@@ -16,15 +17,7 @@ namespace
 {
 
 struct Shown : AppHarness {
-    bool show(BackgroundTimer timer = BackgroundTimer::Stopped)
-    {
-        if (!start(timer))
-            return false;
-        w().show();
-        w().activateWindow();
-        return QTest::qWaitForWindowActive(&w());
-    }
-    QString panel(const char *key) { return w().findChild<QLabel *>(key)->text(); }
+    bool up(BackgroundTimer timer = BackgroundTimer::Stopped) { return start(timer) && show(); }
     QAction *action(const char *name) { return w().findChild<QAction *>(name); }
     void key(int key, Qt::KeyboardModifiers mods = Qt::NoModifier)
     {
@@ -37,27 +30,14 @@ struct Shown : AppHarness {
             t << a.title;
         return t;
     }
-    QString file(const char *name) const
-    {
-        return QDir(programDir()).filePath(QString::fromLatin1(name));
-    }
+    QString file(const QString &name) const { return QDir(programDir()).filePath(name); }
     // Port 1 names a device that does not exist: going online fails at once.
     bool noDevice()
     {
         return QFile::link(QStringLiteral("/nonexistent/kestro-test-device"),
-                           file("Support/COM1"));
+                           file(QStringLiteral("Support/COM1")));
     }
 };
-
-QStringList linesOf(const QString &path)
-{
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly))
-        return {};
-    QStringList lines = QString::fromUtf8(file.readAll()).split(QStringLiteral("\r\n"));
-    lines.removeLast();
-    return lines;
-}
 
 } // namespace
 
@@ -70,14 +50,13 @@ private slots:
     {
         QTest::addColumn<QStringList>("path");
         QTest::addColumn<int>("mode");
-        const QStringList up = {"mnuFile", "mnuFileUpload"};
-        const QStringList down = {"mnuFile", "mnuFileDownload"};
-        QTest::newRow("upload set-up") << up + QStringList{"mnuFileUploadData(0)"} << 0;
-        QTest::newRow("upload shift") << up + QStringList{"mnuFileUploadData(1)"} << 1;
-        QTest::newRow("upload all") << up + QStringList{"mnuFileUploadData(4)"} << 4;
-        QTest::newRow("download set-up") << down + QStringList{"mnuFileDownloadData(0)"} << 10;
-        QTest::newRow("download shift") << down + QStringList{"mnuFileDownloadData(1)"} << 11;
-        QTest::newRow("download all") << down + QStringList{"mnuFileDownloadData(4)"} << 14;
+        for (int i : {0, 1, 4}) {
+            const QString item = QStringLiteral("Data(%1)").arg(i);
+            QTest::addRow("upload %d", i)
+                << QStringList{"mnuFile", "mnuFileUpload", "mnuFileUpload" + item} << i;
+            QTest::addRow("download %d", i)
+                << QStringList{"mnuFile", "mnuFileDownload", "mnuFileDownload" + item} << i + 10;
+        }
     }
     // Each item asks first, then offers to go online; a link that cannot be
     // opened ends the transfer with nothing moved.
@@ -85,18 +64,13 @@ private slots:
     {
         QFETCH(QStringList, path);
         QFETCH(int, mode);
-        const QString title = mode < 10 ? QStringLiteral("Data Upload")
-                                        : QStringLiteral("Data Download");
+        const QString title =
+            mode < 10 ? QStringLiteral("Data Upload") : QStringLiteral("Data Download");
         Shown h;
-        QVERIFY(h.show());
+        QVERIFY(h.up());
         const QString uploadTime = h.w().gUploadNOW;
-
-        h.prompt.answers = {PromptAnswer::No};
+        h.prompt.answers = {PromptAnswer::No, PromptAnswer::Yes, PromptAnswer::No};
         QVERIFY(chooseMenu(h.w(), path));
-        QCOMPARE(h.titles(), QStringList{title});
-        QCOMPARE(h.w().gUploadNOW, uploadTime);
-
-        h.prompt.answers = {PromptAnswer::Yes, PromptAnswer::No};
         QVERIFY(chooseMenu(h.w(), path));
         QCOMPARE(h.titles(), (QStringList{title, title, "Program Offline"}));
         QCOMPARE(h.port->openCount, 0);
@@ -114,10 +88,70 @@ private slots:
         QCOMPARE(h.w().gUploadNOW != uploadTime, mode < 10);
     }
 
-    void modePanelDoubleClickGoesOnline()
+    // The toolbar button, the menu item and F2 keep each other in step.
+    void offlineEditingButtonMenuAndKey()
     {
         Shown h;
-        QVERIFY(h.show());
+        QVERIFY(h.up());
+        QWidget *button =
+            h.w().findChild<QToolBar *>("Toolbar1")->widgetForAction(h.action("tbrOfflineEdit"));
+        const QList<std::function<void()>> toggles = {
+            [&] { QTest::mouseClick(button, Qt::LeftButton); }, [&] { h.key(Qt::Key_F2); },
+            [&] {
+                QVERIFY(chooseMenu(h.w(), {"mnuEdit", "mnuEditOfflineEditing"}));
+            }};
+        bool on = false;
+        for (int i : {0, 0, 1, 0, 2, 1}) {
+            toggles[i]();
+            on = !on;
+            QCOMPARE(h.action("mnuEditOfflineEditing")->isChecked(), on);
+            QCOMPARE(h.action("tbrOfflineEdit")->isChecked(), on);
+            QCOMPARE(h.util().gOfflineEditing, on);
+        }
+    }
+
+    // One child window at a time; the caption keeps the open file's name.
+    void windowMenuShowsOneWindowAtATime()
+    {
+        Shown h;
+        QVERIFY(h.up());
+        const QString path = h.file(QStringLiteral("line3.sdt"));
+        QCOMPARE(h.data.saveFile(path), MachineError::None);
+        h.dialogs.answers = {path};
+        h.key(Qt::Key_O, Qt::ControlModifier);
+        auto *area = h.w().findChild<QMdiArea *>();
+        const char *classes[4] = {"frmMain", "frmSetup", "frmData", "frmDisplayIO"};
+        const QString captions[4] = {" - [Main Display]", " - [Set-Up]", " - [Shift Data]", ""};
+        for (int i : {1, 2, 3, 0, 2}) {
+            QVERIFY(chooseMenu(h.w(), {"mnuWindow", QStringLiteral("mnuWindowForm(%1)").arg(i)}));
+            QCOMPARE(h.w().currentChild()->metaObject()->className(), classes[i]);
+            QCOMPARE(area->subWindowList().size(), 1);
+            // I/O States keeps its own size; the others fill the area.
+            QCOMPARE(area->subWindowList().first()->isMaximized(), i != 3);
+            for (int k = 0; k < 4; ++k)
+                QCOMPARE(
+                    h.action(qPrintable(QStringLiteral("mnuWindowForm(%1)").arg(k)))->isChecked(),
+                    k == i);
+            QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+            QTRY_COMPARE(h.w().windowTitle(), "KESTRO - [line3.sdt]" + captions[i]);
+        }
+        QPointer<ChildForm> shown = h.w().currentChild();
+        QVERIFY(chooseMenu(h.w(), {"mnuWindow", "mnuWindowForm(2)"}));
+        QCOMPARE(h.w().currentChild(), shown.data());
+    }
+
+    // The status panels offline; a double click on MODE, and only there,
+    // goes online.
+    void statusPanels()
+    {
+        Shown h;
+        QVERIFY(h.up(AppHarness::BackgroundTimer::Running));
+        QTRY_COMPARE(h.w().panelText(1),
+                     QStringLiteral("System Message:  Program is Currently OFFLINE - "
+                                    "Press F3 (View > Online Data) to Go Online"));
+        h.comm->CommError = true;
+        QTRY_COMPARE(h.w().panelText(1), QStringLiteral("System Message:  Comm Fault with T6800"));
+        QCOMPARE(h.util().gSystemMessage, QStringLiteral("Set-up Program is Currently OFFLINE"));
         QVERIFY(h.noDevice());
         for (const char *other : {"STATUS", "DATE", "TIME"})
             QTest::mouseDClick(h.w().findChild<QLabel *>(other), Qt::LeftButton);
@@ -125,117 +159,45 @@ private slots:
         QTest::mouseDClick(h.w().findChild<QLabel *>("MODE"), Qt::LeftButton);
         QCOMPARE(h.port->openCount, 1);
         QCOMPARE(h.titles(), QStringList{"Comm Port Error"});
-        QCOMPARE(h.panel("MODE"), QStringLiteral("OFFLINE"));
-        QVERIFY(h.action("mnuViewOffline")->isChecked());
-        QVERIFY(!h.action("mnuEditPasscode")->isEnabled());
-    }
-
-    // The toolbar button, the menu item and its key keep each other in step.
-    void offlineEditingButtonMenuAndKey()
-    {
-        Shown h;
-        QVERIFY(h.show());
-        QAction *item = h.action("mnuEditOfflineEditing");
-        QWidget *button =
-            h.w().findChild<QToolBar *>("Toolbar1")->widgetForAction(h.action("tbrOfflineEdit"));
-        auto state = [&] {
-            return QList<bool>{item->isChecked(), h.action("tbrOfflineEdit")->isChecked(),
-                               h.util().gOfflineEditing};
-        };
-        QTest::mouseClick(button, Qt::LeftButton);
-        QCOMPARE(state(), (QList<bool>{true, true, true}));
-        QTest::mouseClick(button, Qt::LeftButton);
-        QCOMPARE(state(), (QList<bool>{false, false, false}));
-        h.key(Qt::Key_F2);
-        QCOMPARE(state(), (QList<bool>{true, true, true}));
-        QTest::mouseClick(button, Qt::LeftButton);
-        QCOMPARE(state(), (QList<bool>{false, false, false}));
-        QVERIFY(chooseMenu(h.w(), {"mnuEdit", "mnuEditOfflineEditing"}));
-        QCOMPARE(state(), (QList<bool>{true, true, true}));
-        h.key(Qt::Key_F2);
-        QCOMPARE(state(), (QList<bool>{false, false, false}));
-    }
-
-    void windowMenuShowsOneWindowAtATime()
-    {
-        Shown h;
-        QVERIFY(h.show());
-        auto *area = h.w().findChild<QMdiArea *>();
-        const char *classes[4] = {"frmMain", "frmSetup", "frmData", "frmDisplayIO"};
-        for (int i : {1, 2, 3, 0}) {
-            QPointer<ChildForm> before = h.w().currentChild();
-            const QString name = QStringLiteral("mnuWindowForm(%1)").arg(i);
-            QVERIFY(chooseMenu(h.w(), {"mnuWindow", name}));
-            QVERIFY(!before || !before->FormActive);
-            QCOMPARE(h.w().currentChild()->metaObject()->className(), classes[i]);
-            QCOMPARE(area->subWindowList().size(), 1);
-            // I/O States keeps its own size; the others fill the area.
-            QCOMPARE(area->subWindowList().first()->isMaximized(), i != 3);
-            for (int k = 0; k < 4; ++k)
-                QCOMPARE(h.w().findChild<QAction *>(QStringLiteral("mnuWindowForm(%1)").arg(k))
-                             ->isChecked(),
-                         k == i);
-        }
-        // The window already shown: nothing changes.
-        QPointer<ChildForm> main = h.w().currentChild();
-        QVERIFY(chooseMenu(h.w(), {"mnuWindow", "mnuWindowForm(0)"}));
-        QCOMPARE(h.w().currentChild(), main.data());
-    }
-
-    void offlineStatusTexts()
-    {
-        Shown h;
-        QVERIFY(h.show(AppHarness::BackgroundTimer::Running));
-        QTRY_COMPARE(h.panel("STATUS"),
-                     QStringLiteral("System Message:  Program is Currently OFFLINE - "
-                                    "Press F3 (View > Online Data) to Go Online"));
-        h.comm->CommError = true;
-        QTRY_COMPARE(h.panel("STATUS"), QStringLiteral("System Message:  Comm Fault with T6800"));
-        QCOMPARE(h.util().gSystemMessage, QStringLiteral("Set-up Program is Currently OFFLINE"));
-        QCOMPARE(h.port->openCount, 0);
+        QCOMPARE(h.w().panelText(2), QStringLiteral("OFFLINE"));
+        QVERIFY(h.action("mnuViewOffline")->isChecked() &&
+                !h.action("mnuEditPasscode")->isEnabled());
     }
 
     void saveAsThenSave()
     {
         Shown h;
-        QVERIFY(h.show());
+        QVERIFY(h.up());
         // Save on an unnamed set-up runs Save As.
-        const QString path = h.file("Line3.sdt");
+        const QString path = h.file(QStringLiteral("Line3.sdt"));
         h.dialogs.answers = {path};
         h.key(Qt::Key_S, Qt::ControlModifier);
-        QCOMPARE(h.dialogs.asked.size(), 1);
         QCOMPARE(h.dialogs.asked[0].filter, QStringLiteral("Setup Files(*.sdt)|*.sdt|"));
         QCOMPARE(h.w().windowTitle(), QStringLiteral("KESTRO - [Line3.sdt] - [Main Display]"));
-        DataSet back;
-        QCOMPARE(readSetupFile(path, back), MachineError::None);
-        QCOMPARE(back, h.data.gDefaultData);
-
         // Offline, a named file is written at once with no question.
         h.data.gCurrentData.Value[127] = 15;
         h.key(Qt::Key_S, Qt::ControlModifier);
-        QVERIFY(h.prompt.asked.isEmpty());
         QCOMPARE(h.dialogs.asked.size(), 1);
+        DataSet back;
         QCOMPARE(readSetupFile(path, back), MachineError::None);
-        QCOMPARE(back.Value[127], 15);
+        QCOMPARE(back, h.data.gCurrentData);
         QVERIFY(!h.data.hasUnsavedChanges());
 
         // A file that cannot be written: the operator is told, the names stay.
-        const QString bad = h.file("no/such/folder/x.sdt");
+        const QString bad = h.file(QStringLiteral("no/such/folder/x.sdt"));
         h.data.gCurrentData.Value[122] = 700;
         h.dialogs.answers = {bad};
         QVERIFY(chooseMenu(h.w(), {"mnuFile", "mnuFileSaveAs"}));
         QCOMPARE(h.titles(), QStringList{"KESTRO"});
         QVERIFY(h.prompt.asked[0].text.contains(bad));
-        QCOMPARE(h.w().windowTitle(), QStringLiteral("KESTRO - [Line3.sdt] - [Main Display]"));
         QCOMPARE(h.w().gFileNamePath, path);
         QVERIFY(h.data.hasUnsavedChanges());
-        QVERIFY(!QFile::exists(bad));
     }
 
     void openAsksAboutOtherVersions()
     {
         Shown h;
-        QVERIFY(h.show());
+        QVERIFY(h.up());
         DataSet same = h.data.gDefaultData;
         same.Value[125] = 40;
         QCOMPARE(writeSetupFile(h.file("same.sdt"), same), MachineError::None);
@@ -243,26 +205,44 @@ private slots:
         other.Version = QStringLiteral("KESTRO_R2.0.7");
         other.Value[125] = 77;
         QCOMPARE(writeSetupFile(h.file("other.sdt"), other), MachineError::None);
-
-        h.dialogs.answers = {h.file("same.sdt")};
+        // The samples beside the program hold a set-up that opens.
+        const QDir samples(QDir(binDir()).filePath(QStringLiteral("samples")));
+        const QString sample = samples.entryList({QStringLiteral("*.sdt")}, QDir::Files).value(0);
+        h.dialogs.answers = {samples.filePath(sample), h.file("same.sdt")};
         h.key(Qt::Key_O, Qt::ControlModifier);
-        QVERIFY(h.prompt.asked.isEmpty());
+        QCOMPARE(h.w().gFileNameCaption, QLatin1Char('[') + sample + QLatin1Char(']'));
+        h.key(Qt::Key_O, Qt::ControlModifier);
+        QVERIFY(!sample.isEmpty() && h.prompt.asked.isEmpty());
         QCOMPARE(h.data.gCurrentData.Value[125], 40);
-        QCOMPARE(h.w().windowTitle(), QStringLiteral("KESTRO - [same.sdt] - [Main Display]"));
 
         // Another version: No shows the dialog again, Cancel keeps what was there.
         h.dialogs.answers = {h.file("other.sdt"), h.file("other.sdt")};
         h.prompt.answers = {PromptAnswer::No, PromptAnswer::Cancel};
         h.key(Qt::Key_O, Qt::ControlModifier);
-        QCOMPARE(h.dialogs.asked.size(), 3);
-        QCOMPARE(h.dialogs.asked[2].initialPath, h.file("same.sdt"));
+        QCOMPARE(h.dialogs.asked.size(), 4);
+        QCOMPARE(h.dialogs.asked[3].initialPath, h.file("same.sdt"));
         QCOMPARE(h.prompt.asked[0].text,
-                 QStringLiteral("File created by set-up program version: KESTRO_R2.0.7\r\n"
-                                "Data tables may not be properly aligned.\r\n\r\n"
-                                "Do you wish to continue?"));
-        QCOMPARE(h.prompt.asked.size(), 2);
+                 QStringLiteral(
+                     "File created by set-up program version: KESTRO_R2.0.7\r\n"
+                     "Data tables may not be properly aligned.\r\n\r\nDo you wish to continue?"));
         QCOMPARE(h.data.gCurrentData.Value[125], 40);
-
+        // A file that cannot be read is named with the reason; nothing changes.
+        const QString path = h.file(QStringLiteral("bad.sdt"));
+        for (const auto &[content, reason] :
+             {std::pair{QByteArray("KESTRO"), MachineError::FileTooShort},
+              {QByteArray(2, '\0') + QByteArray(2000, '\x7f'), MachineError::FileDamaged}}) {
+            QFile bad(path);
+            QVERIFY(bad.open(QIODevice::WriteOnly) && bad.write(content) == content.size());
+            bad.close();
+            h.prompt.asked.clear();
+            h.dialogs.answers = {path};
+            h.key(Qt::Key_O, Qt::ControlModifier);
+            QCOMPARE(h.titles(), QStringList{"KESTRO"});
+            QCOMPARE(h.prompt.asked[0].text, "The set-up file could not be opened:\r\n" + path +
+                                                 "\r\n\r\n" + machineErrorText(reason));
+            QCOMPARE(h.data.gCurrentData.Value[125], 40);
+            QCOMPARE(h.w().gFileNamePath, h.file("same.sdt"));
+        }
         // Yes takes it; it counts as changed until saved with this version.
         h.dialogs.answers = {h.file("other.sdt")};
         h.prompt.answers = {PromptAnswer::Yes};
@@ -270,64 +250,94 @@ private slots:
         QCOMPARE(h.data.gCurrentData.Value[125], 77);
         QCOMPARE(h.w().windowTitle(), QStringLiteral("KESTRO - [other.sdt] - [Main Display]"));
         QVERIFY(h.data.hasUnsavedChanges());
-
-        // A damaged file ends the command with nothing changed.
-        QFile bad(h.file("damaged.sdt"));
-        QVERIFY(bad.open(QIODevice::WriteOnly));
-        bad.write("\x0D\x00KESTRO");
-        bad.close();
-        h.prompt.answers = {PromptAnswer::No};
-        h.dialogs.answers = {h.file("damaged.sdt")};
-        h.key(Qt::Key_O, Qt::ControlModifier);
-        QCOMPARE(h.data.gCurrentData.Value[125], 77);
-        QCOMPARE(h.w().gFileNamePath, h.file("other.sdt"));
     }
 
     void newAndExitAskToSave()
     {
         Shown h;
-        QVERIFY(h.show());
+        QVERIFY(h.up());
         QSignalSpy ended(&h.w(), &frmMDIMain::programEnded);
         h.data.gCurrentData.Value[127] = 15;
-        h.prompt.answers = {PromptAnswer::Cancel, PromptAnswer::Cancel};
+        h.prompt.answers = {PromptAnswer::Cancel, PromptAnswer::Cancel, PromptAnswer::Yes};
         h.key(Qt::Key_N, Qt::ControlModifier);
         QVERIFY(chooseMenu(h.w(), {"mnuFile", "mnuFileExit"}));
-        QCOMPARE(h.prompt.asked.size(), 2);
+        // Yes to saving, then the Save As dialog cancelled: the program stays.
+        h.dialogs.answers = {std::nullopt};
+        QVERIFY(backInFront(h.w()));
+        QTest::keyClick(&h.w(), Qt::Key_F, Qt::AltModifier);
+        QTRY_VERIFY(h.w().mnuFile->isVisible());
+        QTest::keyClick(h.w().mnuFile, Qt::Key_X);
+        QCOMPARE(h.prompt.asked.size(), 3);
         for (const auto &asked : h.prompt.asked) {
             QCOMPARE(asked.text, QStringLiteral("Save Changes to File?"));
             QCOMPARE(asked.buttons, PromptButtons::YesNoCancel);
         }
+        QVERIFY(h.dialogs.asked.last().save);
         QCOMPARE(h.data.gCurrentData.Value[127], 15);
         QVERIFY(h.w().isVisible());
         QCOMPARE(ended.count(), 0);
 
+        QVERIFY(backInFront(h.w()));
         h.prompt.answers = {PromptAnswer::No};
         h.key(Qt::Key_N, Qt::ControlModifier);
         QCOMPARE(h.data.gCurrentData, h.data.gDefaultData);
-
         // Nothing changed: no question, the window closes in order.
         h.w().close();
-        QCOMPARE(h.prompt.asked.size(), 3);
+        QCOMPARE(h.prompt.asked.size(), 4);
         QCOMPARE(ended.count(), 1);
         QVERIFY(!h.w().currentChild());
     }
 
-    void exportShiftData()
+    void saveDialogsAddTheSuffixTheirFilterNames_data()
     {
+        QTest::addColumn<bool>("exporting");
+        QTest::addColumn<QString>("typed");
+        QTest::addColumn<QString>("written");
+        QTest::newRow("save as") << false << "line3"
+                                 << "line3.sdt";
+        QTest::newRow("save as, suffix typed") << false << "line4.sdt"
+                                               << "line4.sdt";
+        QTest::newRow("export") << true << "shift"
+                                << "shift.txt";
+    }
+    void saveDialogsAddTheSuffixTheirFilterNames()
+    {
+        QFETCH(bool, exporting);
+        QFETCH(QString, typed);
+        QFETCH(QString, written);
         Shown h;
+        QVERIFY(h.start());
+        QtFileDialogs dialogs; // the real dialogs this time
+        h.window = std::make_unique<frmMDIMain>(frmMDIMain::Collaborators{
+            *h.comm, *h.port, h.prompt, h.clock, h.data, dialogs, h.programDir()});
+        h.window->tmrBackgroungUpdate->stop();
         QVERIFY(h.show());
-        h.dialogs.answers = {h.file("shift.txt")};
-        h.key(Qt::Key_X, Qt::ControlModifier);
-        QCOMPARE(h.dialogs.asked[0].filter, QStringLiteral("Text Files(*.txt)|*.txt|"));
-        QCOMPARE(linesOf(h.file("shift.txt")).size(), 96);
-
-        // The next export starts from that path and takes the data now held.
-        h.data.gCurrentData.Value[37] = 15230;
-        h.dialogs.answers = {h.file("shift2.txt")};
-        h.key(Qt::Key_X, Qt::ControlModifier);
-        QCOMPARE(h.dialogs.asked[1].initialPath, h.file("shift.txt"));
-        QCOMPARE(linesOf(h.file("shift2.txt"))[5], QStringLiteral(" 15230"));
-        QVERIFY(h.prompt.asked.isEmpty());
+        QString shownTitle;
+        whenModal<QFileDialog>(this, [&](QFileDialog *dialog) {
+            auto closed = qScopeGuard([dialog] {
+                if (dialog->isVisible())
+                    dialog->reject();
+            });
+            shownTitle = dialog->windowTitle();
+            auto *name = dialog->findChild<QLineEdit *>(QStringLiteral("fileNameEdit"));
+            QVERIFY(name);
+            dialog->setDirectory(h.programDir()); // nothing there completes the name
+            QTest::keyClicks(name, typed);
+            QTest::keyClick(name, Qt::Key_Return);
+        });
+        if (exporting) {
+            h.key(Qt::Key_X, Qt::ControlModifier);
+        } else {
+            h.key(Qt::Key_F, Qt::AltModifier);
+            QTRY_VERIFY(h.w().mnuFile->isVisible());
+            QTest::keyClick(h.w().mnuFile, Qt::Key_A);
+        }
+        QTRY_VERIFY(QFileInfo::exists(h.file(written)));
+        QVERIFY(!QFileInfo::exists(h.file(typed)) || typed == written);
+        if (exporting)
+            QCOMPARE(shownTitle, QStringLiteral("Export Shift Data"));
+        else
+            QCOMPARE(h.w().gFileNameCaption, QLatin1Char('[') + written + QLatin1Char(']'));
     }
 };
 

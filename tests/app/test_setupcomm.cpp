@@ -1,14 +1,15 @@
-// "Comm Port Settings": port validation, the files saving writes, the
-// device shown for a port, and reconnecting when the program was online.
+// "Comm Port Settings": port validation, the files saving writes, the device
+// shown for a port, the link check, and reconnecting when the program was
+// online.
 
 #include "appharness.h"
 #include "comm/frmsetupcomm.h"
 
+#include <QClipboard>
 #include <QLabel>
-#include <QLineEdit>
+#include <QPlainTextEdit>
 #include <QPushButton>
 #include <QRadioButton>
-#include <QTest>
 #include <QToolButton>
 #include <QTreeWidget>
 
@@ -21,6 +22,15 @@ QByteArray contentOf(const QString &path)
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("<missing>");
 }
 
+// Types the port, picks the speed and presses Save, as the operator does.
+void save(frmSetupComm &window, const QString &port, int speed = 0)
+{
+    window.txtCommPort->selectAll();
+    QTest::keyClicks(window.txtCommPort, port);
+    QTest::mouseClick(window.optPortSpeed[speed], Qt::LeftButton);
+    QTest::mouseClick(window.cmdSave, Qt::LeftButton);
+}
+
 const QString RangeMessage = QStringLiteral("Only a Number Between 1 and 99 can be Entered");
 
 } // namespace
@@ -29,286 +39,218 @@ class TestSetupComm : public QObject
 {
     Q_OBJECT
 
+    std::unique_ptr<frmSetupComm> shown(AppHarness &h)
+    {
+        auto window = std::make_unique<frmSetupComm>(*h.comm, *h.port, h.prompt, h.programDir());
+        window->show();
+        return backInFront(*window) ? std::move(window) : nullptr;
+    }
+
 private slots:
-    void refusesPortsOutsideOneToNinetyNine();
-    void leavingTheBoxValidatesIt();
-    void savesPort3At19200IntoEveryToolFolderWithoutOpeningThePort();
-    void loadsTheSavedSettingsAndLimitsThem();
-    void showsTheDeviceAPortResolvesTo();
-    void listsTheDevicesAndAssignsOneToThePort();
-    void spinnerStaysInRange();
-    void onlineSaveReconnects();
-    void onlineSaveWithNoBoardStaysOpenAndOffline();
-    void cancelWritesNothing();
-};
-
-void TestSetupComm::refusesPortsOutsideOneToNinetyNine()
-{
-    AppHarness h;
-    QVERIFY(h.start());
-    frmSetupComm window(*h.comm, *h.port, h.prompt, h.programDir());
-    QCOMPARE(window.windowTitle(), QStringLiteral("Comm Port Settings"));
-    QCOMPARE(window.txtCommPort->text(), QStringLiteral("1"));
-    QVERIFY(window.optPortSpeed[0]->isChecked());
-    const QString settings = h.comm->CommSettingsFile();
-
-    int asked = 0;
-    for (const char *entry : {"0", "100", "abc", ""}) {
-        window.txtCommPort->setText(QString::fromLatin1(entry));
-        window.cmdSave_Click();
-        ++asked;
+    void refusesPortsOutsideOneToNinetyNine()
+    {
+        AppHarness h;
+        QVERIFY(h.start());
+        QFile empty(h.comm->CommSettingsFile()); // an empty file reads as port 1 at 9600
+        QVERIFY(empty.open(QIODevice::WriteOnly));
+        empty.close();
+        auto window = shown(h);
+        QVERIFY(window);
+        QVERIFY(window->txtCommPort->text() == "1" && window->optPortSpeed[0]->isChecked());
+        int asked = 0;
+        for (const char *entry : {"0", "100", "abc", ""}) {
+            save(*window, QString::fromLatin1(entry));
+            QCOMPARE(h.prompt.asked.size(), ++asked);
+            QCOMPARE(h.prompt.asked.last().title, QStringLiteral("Comm Port"));
+            QCOMPARE(h.prompt.asked.last().text, RangeMessage);
+            QCOMPARE(QFileInfo(h.comm->CommSettingsFile()).size(), 0);
+            QVERIFY(window->isVisible());
+        }
+        // The spinner stays in range.
+        window->txtCommPort->setText(QStringLiteral("2"));
+        for (int i = 0; i < 3; ++i)
+            QTest::mouseClick(window->updCommPortDown, Qt::LeftButton);
+        QCOMPARE(window->txtCommPort->text(), QStringLiteral("1"));
+        window->txtCommPort->setText(QStringLiteral("98"));
+        for (int i = 0; i < 3; ++i)
+            QTest::mouseClick(window->updCommPortUp, Qt::LeftButton);
+        QCOMPARE(window->txtCommPort->text(), QStringLiteral("99"));
         QCOMPARE(h.prompt.asked.size(), asked);
-        QCOMPARE(h.prompt.asked.last().title, QStringLiteral("Comm Port"));
-        QCOMPARE(h.prompt.asked.last().text, RangeMessage);
-        QCOMPARE(h.prompt.asked.last().icon, PromptIcon::Information);
-        QCOMPARE(h.prompt.asked.last().buttons, PromptButtons::Ok);
-        QVERIFY(!QFile::exists(settings));
-        QCOMPARE(window.result(), int(QDialog::Rejected));
     }
-    QVERIFY(window.txtCommPort_Validate() == false);
-    window.txtCommPort->setText(QStringLiteral("99"));
-    QVERIFY(window.txtCommPort_Validate());
-    window.txtCommPort->setText(QStringLiteral("1"));
-    QVERIFY(window.txtCommPort_Validate());
-    QCOMPARE(h.prompt.asked.size(), asked + 1);
-}
 
-void TestSetupComm::leavingTheBoxValidatesIt()
-{
-    AppHarness h;
-    QVERIFY(h.start());
-    frmSetupComm window(*h.comm, *h.port, h.prompt, h.programDir());
-    window.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&window));
-    window.activateWindow();
-    QVERIFY(QTest::qWaitForWindowActive(&window));
-    window.txtCommPort->setFocus();
-    QTRY_VERIFY(window.txtCommPort->hasFocus());
-    window.txtCommPort->setText(QStringLiteral("100"));
-    window.optPortSpeed[1]->setFocus();
-    QTRY_COMPARE(h.prompt.asked.size(), 1);
-    QCOMPARE(h.prompt.asked[0].text, RangeMessage);
-    // The focus goes back to the box.
-    QTRY_VERIFY(window.txtCommPort->hasFocus());
+    // Leaving the box with a bad port says so and takes the focus back.
+    void leavingTheBoxValidatesIt()
+    {
+        AppHarness h;
+        QVERIFY(h.start());
+        auto window = shown(h);
+        QVERIFY(window);
+        clickInto(window->txtCommPort);
+        window->txtCommPort->selectAll();
+        QTest::keyClicks(window->txtCommPort, QStringLiteral("100"));
+        QTest::keyClick(window->txtCommPort, Qt::Key_Tab);
+        QTRY_COMPARE(h.prompt.asked.size(), 1);
+        QCOMPARE(h.prompt.asked[0].text, RangeMessage);
+        QTRY_VERIFY(window->txtCommPort->hasFocus());
+        window->txtCommPort->selectAll();
+        QTest::keyClicks(window->txtCommPort, QStringLiteral("12"));
+        QTest::keyClick(window->txtCommPort, Qt::Key_Tab);
+        QTRY_VERIFY(!window->txtCommPort->hasFocus());
+        QCOMPARE(h.prompt.asked.size(), 1);
+    }
 
-    // A valid entry lets the focus go.
-    window.txtCommPort->setText(QStringLiteral("12"));
-    window.optPortSpeed[1]->setFocus();
-    QTRY_VERIFY(window.optPortSpeed[1]->hasFocus());
-    QTest::qWait(50);
-    QCOMPARE(h.prompt.asked.size(), 1);
-}
+    void savesIntoEveryToolFolderWithoutOpeningThePort()
+    {
+        AppHarness h;
+        QVERIFY(h.start());
+        const QDir dir(h.programDir());
+        QVERIFY(dir.mkpath(QStringLiteral("PRX51")) && dir.mkpath(QStringLiteral("LMX51")));
+        // A settings folder that is missing is created.
+        QVERIFY(QDir(dir.filePath(QStringLiteral("Support"))).removeRecursively());
+        auto window = shown(h);
+        QVERIFY(window);
+        // Cancel writes nothing.
+        window->txtCommPort->setText(QStringLiteral("3"));
+        QTest::mouseClick(window->cmdCancel, Qt::LeftButton);
+        QVERIFY(!window->isVisible());
+        QVERIFY(!QFile::exists(h.comm->CommSettingsFile()));
+        QVERIFY(!QFile::exists(dir.filePath(QStringLiteral("PRX51/PRADEX.SFG"))));
 
-void TestSetupComm::savesPort3At19200IntoEveryToolFolderWithoutOpeningThePort()
-{
-    AppHarness h;
-    QVERIFY(h.start());
-    const QDir dir(h.programDir());
-    QVERIFY(dir.mkpath(QStringLiteral("PRX51")));
-    QVERIFY(dir.mkpath(QStringLiteral("LMX51")));
-    // A settings folder that is missing is created.
-    QVERIFY(QDir(dir.filePath(QStringLiteral("Support"))).removeRecursively());
+        // The tools' files hold the port counted from 0.
+        for (const auto &[port, speed, line, tools] :
+             {std::tuple{"3", 1, "3, 19200 \r\n", "2\r\n"}, {"1", 0, "1, 9600 \r\n", "0\r\n"}}) {
+            window = shown(h);
+            save(*window, QString::fromLatin1(port), speed);
+            QCOMPARE(window->result(), int(QDialog::Accepted));
+            QCOMPARE(contentOf(h.comm->CommSettingsFile()), QByteArray(line));
+            for (const char *tool : {"PRX51", "LMX51"})
+                QCOMPARE(contentOf(dir.filePath(QLatin1String(tool) + "/PRADEX.SFG")),
+                         QByteArray(tools));
+        }
+        QVERIFY(!dir.exists(QStringLiteral("PRX96")));
+        QVERIFY(h.prompt.asked.isEmpty());
+        QCOMPARE(h.port->openCount, 0);
+        window = shown(h);
+        QVERIFY(window->txtCommPort->text() == "1" && window->optPortSpeed[0]->isChecked());
+    }
 
-    frmSetupComm window(*h.comm, *h.port, h.prompt, h.programDir());
-    QCOMPARE(window.toolFolders(),
-             (QStringList{dir.filePath("PRX51"), dir.filePath("PRX96"), dir.filePath("LMX51")}));
-    window.txtCommPort->setText(QStringLiteral("3"));
-    window.optPortSpeed[1]->setChecked(true);
-    window.cmdSave_Click();
-    QCOMPARE(window.result(), int(QDialog::Accepted));
-    QVERIFY(h.prompt.asked.isEmpty());
-    QCOMPARE(contentOf(h.comm->CommSettingsFile()), QByteArray("3, 19200 \r\n"));
-    QCOMPARE(contentOf(dir.filePath(QStringLiteral("PRX51/PRADEX.SFG"))), QByteArray("2\r\n"));
-    QCOMPARE(contentOf(dir.filePath(QStringLiteral("LMX51/PRADEX.SFG"))), QByteArray("2\r\n"));
-    QVERIFY(!dir.exists(QStringLiteral("PRX96")));
-    // Offline: the port is never opened.
-    QCOMPARE(h.port->openCount, 0);
-    QVERIFY(h.port->sent.isEmpty());
-    QVERIFY(!h.comm->OnlineMode);
-
-    // Saving again replaces the files; 9600 is the other option.
-    frmSetupComm again(*h.comm, *h.port, h.prompt, h.programDir());
-    again.txtCommPort->setText(QStringLiteral("1"));
-    again.optPortSpeed[0]->setChecked(true);
-    again.cmdSave_Click();
-    QCOMPARE(contentOf(h.comm->CommSettingsFile()), QByteArray("1, 9600 \r\n"));
-    QCOMPARE(contentOf(dir.filePath(QStringLiteral("PRX51/PRADEX.SFG"))), QByteArray("0\r\n"));
-    QCOMPARE(h.port->openCount, 0);
-}
-
-void TestSetupComm::loadsTheSavedSettingsAndLimitsThem()
-{
-    AppHarness h;
-    QVERIFY(h.start());
-    const QString settings = h.comm->CommSettingsFile();
-    const QList<std::tuple<QByteArray, QString, int>> cases = {
-        {"3, 19200 \r\n", "3", 1},
-        {"7,4800\r\n", "7", 0},
-        {"0,19200\r\n", "1", 1},
-        {"150,9600\r\n", "99", 0},
-        {"", "1", 0},
-        // The window and the link read the file alike, nonsense included.
-        {"7.6,19200\r\n", "8", 1},
-        {"inf,19200\r\n", "1", 1},
-        {"1e300,9600\r\n", "1", 0},
-        {"COM3,19200\r\n", "1", 1},
-    };
-    for (const auto &[content, port, option] : cases) {
-        QFile file(settings);
-        QVERIFY(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
-        file.write(content);
-        file.close();
+    void showsTheDeviceAPortResolvesTo()
+    {
+        AppHarness h;
+        BoardSimProcess sim;
+        QVERIFY(h.startWithBoard(sim));
+        QVERIFY(QFile::link(QStringLiteral("/nonexistent/kestro-test-device"),
+                            QDir(h.programDir()).filePath(QStringLiteral("Support/COM7"))));
         frmSetupComm window(*h.comm, *h.port, h.prompt, h.programDir());
-        QCOMPARE(window.txtCommPort->text(), port);
-        QVERIFY2(window.optPortSpeed[option]->isChecked(), content.constData());
-    }
-    QVERIFY(h.prompt.asked.isEmpty());
-}
-
-void TestSetupComm::showsTheDeviceAPortResolvesTo()
-{
-    AppHarness h;
-    BoardSimProcess sim;
-    QVERIFY(h.startWithBoard(sim));
-    QVERIFY(QFile::link(QStringLiteral("/nonexistent/kestro-test-device"),
-                        QDir(h.programDir()).filePath(QStringLiteral("Support/COM7"))));
-    frmSetupComm window(*h.comm, *h.port, h.prompt, h.programDir());
-    QCOMPARE(window.lblDevice->text(), QStringLiteral("Device: Support/COM1 -> ") +
-                                           sim.slavePath() + QStringLiteral(" (present)"));
-    window.txtCommPort->setText(QStringLiteral("7"));
-    QCOMPARE(window.lblDevice->text(),
-             QStringLiteral("Device: Support/COM7 -> /nonexistent/kestro-test-device (not found)"));
-    window.txtCommPort->setText(QStringLiteral("42"));
-    // Whether this machine has the node, and whether this user may open it,
-    // is the machine's business; the label names the device either way.
-    QVERIFY2(window.lblDevice->text().startsWith(QStringLiteral("Device: /dev/ttyS41 (")),
-             qPrintable(window.lblDevice->text()));
-    if (!QFile::exists(QStringLiteral("/dev/ttyS41")))
-        QCOMPARE(window.lblDevice->text(), QStringLiteral("Device: /dev/ttyS41 (not found)"));
-    window.txtCommPort->setText(QStringLiteral("0"));
-    QCOMPARE(window.lblDevice->text(), QStringLiteral("Device: -"));
-}
-
-void TestSetupComm::listsTheDevicesAndAssignsOneToThePort()
-{
-    AppHarness h;
-    QVERIFY(h.start());
-    frmSetupComm window(*h.comm, *h.port, h.prompt, h.programDir());
-    window.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&window));
-    QCOMPARE(window.lstDevices->headerItem()->text(0), QStringLiteral("Device"));
-    QVERIFY(!window.cmdAssign->isEnabled());
-    if (window.lstDevices->topLevelItemCount() == 0)
-        QSKIP("this machine has no serial device to list");
-    for (int i = 0; i < window.lstDevices->topLevelItemCount(); ++i) {
-        const QTreeWidgetItem *item = window.lstDevices->topLevelItem(i);
-        QVERIFY(item->text(0).startsWith(QStringLiteral("/dev/")));
-        QVERIFY(!item->text(3).isEmpty());
+        QCOMPARE(window.lblDevice->text(),
+                 "Device: Support/COM1 -> " + sim.slavePath() + " (present)");
+        const QList<std::pair<const char *, const char *>> cases = {
+            {"7", "Device: Support/COM7 -> /nonexistent/kestro-test-device (not found)"},
+            {"0", "Device: -"}};
+        for (const auto &[port, shownText] : cases) {
+            window.txtCommPort->setText(QString::fromLatin1(port));
+            QCOMPARE(window.lblDevice->text(), QString::fromLatin1(shownText));
+        }
+        // Whether this machine has the node is its business; the label names it.
+        window.txtCommPort->setText(QStringLiteral("42"));
+        QVERIFY2(window.lblDevice->text().startsWith(QStringLiteral("Device: /dev/ttyS41 (")),
+                 qPrintable(window.lblDevice->text()));
     }
 
-    window.txtCommPort->setText(QStringLiteral("5"));
-    QTreeWidgetItem *first = window.lstDevices->topLevelItem(0);
-    const QString device = first->text(0);
-    QTest::mouseClick(window.lstDevices->viewport(), Qt::LeftButton, {},
-                      window.lstDevices->visualItemRect(first).center());
-    QVERIFY(window.cmdAssign->isEnabled());
-    QTest::mouseClick(window.cmdAssign, Qt::LeftButton);
-    const QString link = QDir(h.programDir()).filePath(QStringLiteral("Support/COM5"));
-    // Save makes the link.
-    QVERIFY(!QFileInfo(link).isSymLink());
-    QTest::mouseClick(window.cmdSave, Qt::LeftButton);
-    QCOMPARE(QFileInfo(link).symLinkTarget(), device);
-    QVERIFY2(window.lblDevice->text().startsWith(QStringLiteral("Device: Support/COM5 -> ")),
-             qPrintable(window.lblDevice->text()));
-    QVERIFY(h.prompt.asked.isEmpty());
-}
+    // Assign, then Cancel: the link is as it was; assign and Save makes it.
+    void assignsADeviceToThePort()
+    {
+        AppHarness h;
+        QVERIFY(h.start());
+        auto window = shown(h);
+        QVERIFY(!window->cmdAssign->isEnabled());
+        if (window->lstDevices->topLevelItemCount() == 0)
+            QSKIP("this machine has no serial device to list");
+        const QString link = QDir(h.programDir()).filePath(QStringLiteral("Support/COM5"));
+        for (bool saving : {false, true}) {
+            window = shown(h);
+            window->txtCommPort->setText(QStringLiteral("5"));
+            QTreeWidgetItem *first = window->lstDevices->topLevelItem(0);
+            QTest::mouseClick(window->lstDevices->viewport(), Qt::LeftButton, {},
+                              window->lstDevices->visualItemRect(first).center());
+            QTest::mouseClick(window->cmdAssign, Qt::LeftButton);
+            const QString device = first->text(0);
+            QTest::mouseClick(saving ? window->cmdSave : window->cmdCancel, Qt::LeftButton);
+            QCOMPARE(QFileInfo(link).symLinkTarget(), saving ? device : QString());
+        }
+        QVERIFY(window->lblDevice->text().startsWith(QStringLiteral("Device: Support/COM5 -> ")));
+        QVERIFY(h.prompt.asked.isEmpty());
+    }
 
-void TestSetupComm::spinnerStaysInRange()
-{
-    AppHarness h;
-    QVERIFY(h.start());
-    frmSetupComm window(*h.comm, *h.port, h.prompt, h.programDir());
-    window.updCommPortDown->click();
-    QCOMPARE(window.txtCommPort->text(), QStringLiteral("1"));
-    window.updCommPortUp->click();
-    window.updCommPortUp->click();
-    QCOMPARE(window.txtCommPort->text(), QStringLiteral("3"));
-    window.txtCommPort->setText(QStringLiteral("99"));
-    window.updCommPortUp->click();
-    QCOMPARE(window.txtCommPort->text(), QStringLiteral("99"));
-    QVERIFY(h.prompt.asked.isEmpty());
-}
+    // From the main window's Ctrl+M; the check leaves the program offline.
+    void testLinkShowsTheReportAndCopiesIt()
+    {
+        AppHarness h;
+        BoardSimProcess sim;
+        QVERIFY(h.startWithBoard(sim, {QStringLiteral("--loopback")}) && h.show());
+        QString shownText;
+        whenModal<frmSetupComm>(this, [&](frmSetupComm *window) {
+            auto *test = window->findChild<QPushButton *>(QStringLiteral("cmdTestLink"));
+            auto *copy = window->findChild<QPushButton *>(QStringLiteral("cmdCopyReport"));
+            auto *report = window->findChild<QPlainTextEdit *>(QStringLiteral("txtLinkReport"));
+            QVERIFY(test && copy && report && !copy->isEnabled());
+            QTest::mouseClick(test, Qt::LeftButton);
+            shownText = report->isVisible() ? report->toPlainText() : QString();
+            QTest::mouseClick(copy, Qt::LeftButton);
+            QTest::mouseClick(window->cmdCancel, Qt::LeftButton);
+        });
+        QTest::keyClick(&h.w(), Qt::Key_M, Qt::ControlModifier);
+        QVERIFY2(shownText.startsWith(QStringLiteral("Port 1: ")) &&
+                     shownText.contains(QStringLiteral(
+                         "Result: every byte came back unchanged, the handshake included")),
+                 qPrintable(shownText));
+        QCOMPARE(QGuiApplication::clipboard()->text(), shownText);
+        QVERIFY(!h.comm->OnlineMode);
+        QCOMPARE(h.w().panelText(2), QStringLiteral("OFFLINE"));
+    }
 
-void TestSetupComm::onlineSaveReconnects()
-{
-    AppHarness h;
-    BoardSimProcess sim;
-    QVERIFY(h.startWithBoard(sim));
-    h.w().mnuViewOnline_Click();
-    QVERIFY(h.comm->OnlineMode);
-    const int opens = h.port->openCount;
+    // Online, Save reconnects; a port with no board keeps the window open and
+    // the program offline until a port that answers is saved.
+    void onlineSaveReconnects()
+    {
+        AppHarness h;
+        BoardSimProcess sim;
+        BoardSimProcess silent;
+        QVERIFY(h.online(sim));
+        QVERIFY(silent.start({QStringLiteral("--silent")}) && silent.linkAsPort(h.programDir(), 4));
+        const int opens = h.port->openCount;
+        auto window = shown(h);
+        save(*window, QStringLiteral("1"), 1);
+        QCOMPARE(window->result(), int(QDialog::Accepted));
+        QCOMPARE(h.port->openCount, opens + 1);
+        QCOMPARE(h.port->baudRate(), 19200);
+        QCOMPARE(h.comm->RSRead(QStringLiteral("B52")), sim.command(QStringLiteral("get B52")));
+        QVERIFY(h.prompt.asked.isEmpty());
 
-    frmSetupComm window(*h.comm, *h.port, h.prompt, h.programDir());
-    window.optPortSpeed[1]->setChecked(true);
-    window.cmdSave_Click();
-    QCOMPARE(window.result(), int(QDialog::Accepted));
-    QCOMPARE(h.port->openCount, opens + 1);
-    QVERIFY(h.comm->OnlineMode);
-    QCOMPARE(h.port->baudRate(), 19200);
-    QCOMPARE(h.comm->RSRead(QStringLiteral("B52")), sim.command(QStringLiteral("get B52")));
-    QVERIFY(h.prompt.asked.isEmpty());
-}
-
-void TestSetupComm::onlineSaveWithNoBoardStaysOpenAndOffline()
-{
-    AppHarness h;
-    QVERIFY(h.start());
-    BoardSimProcess sim;
-    BoardSimProcess silent;
-    QVERIFY(sim.start({QStringLiteral("--frozen")}));
-    QVERIFY(sim.linkAsPort(h.programDir(), 1));
-    QVERIFY(silent.start({QStringLiteral("--silent")}));
-    QVERIFY(silent.linkAsPort(h.programDir(), 4));
-    h.w().mnuViewOnline_Click();
-    QVERIFY(h.comm->OnlineMode);
-
-    frmSetupComm window(*h.comm, *h.port, h.prompt, h.programDir());
-    window.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&window));
-    window.txtCommPort->setText(QStringLiteral("4"));
-    window.cmdSave_Click();
-    // The link's own warning comes first; then the window stays for another try.
-    QVERIFY(!h.prompt.asked.isEmpty());
-    QCOMPARE(h.prompt.asked.first().title, QStringLiteral("WARNING - Communication Error!"));
-    QVERIFY(window.isVisible());
-    QCOMPARE(window.result(), int(QDialog::Rejected));
-    QVERIFY(!h.comm->OnlineMode);
-    QCOMPARE(contentOf(h.comm->CommSettingsFile()), QByteArray("4, 9600 \r\n"));
-
-    // Back to the port with the board: online again and the window closes.
-    h.prompt.asked.clear();
-    window.txtCommPort->setText(QStringLiteral("1"));
-    window.cmdSave_Click();
-    QCOMPARE(window.result(), int(QDialog::Accepted));
-    QVERIFY(h.comm->OnlineMode);
-    QVERIFY(h.prompt.asked.isEmpty());
-}
-
-void TestSetupComm::cancelWritesNothing()
-{
-    AppHarness h;
-    QVERIFY(h.start());
-    QVERIFY(QDir(h.programDir()).mkpath(QStringLiteral("PRX96")));
-    frmSetupComm window(*h.comm, *h.port, h.prompt, h.programDir());
-    window.show();
-    window.txtCommPort->setText(QStringLiteral("0"));
-    QTest::mouseClick(window.cmdCancel, Qt::LeftButton);
-    QCOMPARE(window.result(), int(QDialog::Rejected));
-    QVERIFY(!window.isVisible());
-    QVERIFY(!QFile::exists(h.comm->CommSettingsFile()));
-    QVERIFY(!QFile::exists(QDir(h.programDir()).filePath(QStringLiteral("PRX96/PRADEX.SFG"))));
-    QVERIFY(h.prompt.asked.isEmpty());
-}
+        // Port 4 does not answer: then Save on port 1, or Cancel, which
+        // puts back the settings and the link the window started with.
+        const QByteArray settings = contentOf(h.comm->CommSettingsFile());
+        for (QPushButton *frmSetupComm::*end : {&frmSetupComm::cmdSave, &frmSetupComm::cmdCancel}) {
+            h.prompt.asked.clear();
+            window = shown(h);
+            save(*window, QStringLiteral("4"));
+            QCOMPARE(h.prompt.asked.value(0).title,
+                     QStringLiteral("WARNING - Communication Error!"));
+            QVERIFY(window->isVisible());
+            QVERIFY(!h.comm->OnlineMode);
+            QCOMPARE(contentOf(h.comm->CommSettingsFile()), QByteArray("4, 9600 \r\n"));
+            h.prompt.asked.clear();
+            if (end == &frmSetupComm::cmdSave)
+                save(*window, QStringLiteral("1"), 1);
+            else
+                QTest::mouseClick(window->cmdCancel, Qt::LeftButton);
+            QVERIFY(!window->isVisible());
+            QCOMPARE(contentOf(h.comm->CommSettingsFile()), settings);
+            QVERIFY(h.comm->OnlineMode);
+            QVERIFY(h.prompt.asked.isEmpty());
+        }
+    }
+};
 
 QTEST_MAIN(TestSetupComm)
 #include "test_setupcomm.moc"

@@ -18,23 +18,17 @@ public:
     {
         QFile file(m_path);
         QStringList writes;
-        if (!file.open(QIODevice::ReadOnly | QIODevice::Text))
+        if (!file.open(QIODevice::ReadOnly | QIODevice::Text) || !file.seek(m_offset))
             return writes;
-        file.seek(m_offset);
         while (!file.atEnd()) {
             const QByteArray line = file.readLine();
             if (!line.endsWith('\n'))
                 break; // the rest is still being written
             m_offset += line.size();
             const QList<QByteArray> parts = line.trimmed().split(' ');
-            if (parts.size() != 3)
-                continue;
-            bool ok = false;
-            const int rx = parts[0].toInt(&ok, 16);
             // A byte the board did not answer (a silent board) took no part.
-            if (parts[2] == "--")
-                continue;
-            take(rx, parts[2].toInt(nullptr, 16), writes);
+            if (parts.size() == 3 && parts[2] != "--")
+                take(parts[0].toInt(nullptr, 16), parts[2].toInt(nullptr, 16), writes);
         }
         return writes;
     }
@@ -46,13 +40,9 @@ private:
             m_awaitMode = false;
             m_mode = tx == 0x55 ? rx : 0;
             m_pos = 0;
-            return;
-        }
-        if (m_pos == 0 && rx == 0xFF && tx == 0x55) {
+        } else if (m_pos == 0 && rx == 0xFF && tx == 0x55) {
             m_awaitMode = true;
-            return;
-        }
-        if (m_mode == 1) {
+        } else if (m_mode == 1) {
             m_pos = (m_pos + 1) % 2;
         } else if (m_mode == 2) {
             m_bytes[m_pos++] = rx;

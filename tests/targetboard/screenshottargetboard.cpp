@@ -6,7 +6,6 @@
 #include "app/filedialogs.h"
 #include "app/frmmdimain.h"
 #include "comm/clock.h"
-#include "comm/operatorprompt.h"
 #include "comm/posixserialport.h"
 #include "comm/rscomm.h"
 #include "fakes/loggingprompt.h"
@@ -21,32 +20,17 @@
 #include <QTabWidget>
 #include <QTimer>
 
-#include <cstdio>
-
 int main(int argc, char *argv[])
 {
     QApplication app(argc, argv);
     QCommandLineParser parser;
-    const QCommandLineOption dirOption(QStringLiteral("program-dir"),
-                                       QStringLiteral("Program folder with Support/."),
-                                       QStringLiteral("DIR"));
-    const QCommandLineOption outOption(QStringLiteral("out-dir"),
-                                       QStringLiteral("Folder for page0.png .. page3.png."),
-                                       QStringLiteral("DIR"));
-    const QCommandLineOption projectOption(QStringLiteral("project"),
-                                           QStringLiteral("Controller project file."),
-                                           QStringLiteral("FILE"));
-    parser.addHelpOption();
-    parser.addOptions({dirOption, outOption, projectOption});
+    parser.addOptions({{"program-dir", "Program folder with Support/.", "DIR"},
+                       {"out-dir", "Folder for page0.png .. page3.png.", "DIR"},
+                       {"project", "Controller project file.", "FILE"}});
     parser.process(app);
-    if (!parser.isSet(dirOption) || !parser.isSet(outOption)) {
-        std::fprintf(stderr,
-                     "kestro-screenshot-targetboard: --program-dir and --out-dir are required\n");
-        return 2;
-    }
-    const QString programDir = parser.value(dirOption);
-    const QDir outDir(parser.value(outOption));
-
+    if (!parser.isSet("program-dir") || !parser.isSet("out-dir"))
+        qFatal("kestro-screenshot-targetboard: --program-dir and --out-dir are required");
+    const QString programDir = parser.value("program-dir");
     SteadyClock clock;
     LoggingPrompt prompt;
     PosixSerialPort port(clock, programDir);
@@ -54,40 +38,34 @@ int main(int argc, char *argv[])
     MachineData data;
     QtFileDialogs dialogs;
     frmMDIMain window({comm, port, prompt, clock, data, dialogs, programDir});
-    window.resize(1000, 680);
-    window.move(12, 12);
+    window.setGeometry(12, 12, 1000, 680);
     window.show();
-
     frmTargetBoard board(window.util(), &window);
-    if (!board.prepare(parser.value(projectOption)))
+    if (!board.prepare(parser.value("project")))
         return 1;
-    int status = 0;
     QTimer::singleShot(300, &board, [&] { board.show(); });
-
     // Each page once the first pass has run and the fields have been read.
     int page = 0;
+    int status = 0;
     QTimer shots;
-    shots.setInterval(1500);
     QObject::connect(&shots, &QTimer::timeout, &board, [&] {
         if (!board.FirstPassDone)
             return;
         if (page > 0) {
-            const QPixmap shot = board.screen()->grabWindow(0).copy(board.frameGeometry());
-            const QString file = outDir.filePath(QStringLiteral("page%1.png").arg(page - 1));
-            if (!shot.save(file)) {
-                std::fprintf(stderr, "cannot write %s\n", qPrintable(file));
-                status = 1;
-            }
-            std::printf("%s\n", qPrintable(file));
+            const QString file =
+                QDir(parser.value("out-dir")).filePath(QStringLiteral("page%1.png").arg(page - 1));
+            const bool saved = board.screen()->grabWindow(0).copy(board.frameGeometry()).save(file);
+            std::printf("%s %s\n", saved ? "picture:" : "cannot write", qPrintable(file));
+            status |= saved ? 0 : 1;
         }
         if (page == 4) {
+            shots.stop();
             board.cmdOk_Click();
             QTimer::singleShot(300, [&] { QApplication::exit(status); });
-            shots.stop();
-            return;
+        } else {
+            board.tabTargetBoard->setCurrentIndex(page++);
         }
-        board.tabTargetBoard->setCurrentIndex(page++);
     });
-    shots.start();
+    shots.start(1500);
     return app.exec();
 }
