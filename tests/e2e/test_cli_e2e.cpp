@@ -30,20 +30,16 @@ const Row kRows[] = {
     {"ports listed", nullptr, "", "ports", 0,
      "Settings: port 1 at 9600 baud (defaults)|Port 1 is /dev/ttyS0: |Serial devices:\n",
      "?Support/RSPort.cfg"},
-    {"read word", "", "set W98 1234", "read W98", 0, "=1234\n", ""},
     {"read several", "", "set W98 5", "read W98 B52", 0, "=W98 5\nB52 36\n", ""},
     {"read double and bits", "", "set D1100 655359999;set B46 128", "read D1100 F119 B46.6", 0,
      "=D1100 655359999\nF119 1\nB46.6 0\n", ""},
     {"read by hex address, port given with =", "", "set EFF0H 77", "read EFF0H --port=21", 0,
      "=77\n", ""},
     {"trace", "", "", "--trace read B52", 0, "=36\n", ""},
-    {"write byte", "", "", "write B1000 200", 0, "", "B1000=200"},
-    {"write word max", "", "", "write W1092 65535", 0, "", "W1092=65535"},
     {"write double", "", "", "write D1100 655359999", 0, "", "D1100=655359999"},
     {"write then read", "", "", "write D1304 19999 ; read D1304", 0, "=19999\n", ""},
     {"write flag keeps the other bits", "", "set B46 37", "write F119 1", 0, "", "B46=165"},
     {"clear bit", "", "set B1016 3", "write B1016.0 0", 0, "", "B1016=2"},
-    {"write hex address", "", "", "write EFF0H 77", 0, "", "EFF0H=77"},
     {"negative value refused", "", "", "write W98 -5", 4,
      "[ENTRY ALERT] Error:\nOnly Numerical Data Allowed.", ""},
     {"value out of range refused", "", "", "write B1000 256", 4, "Entry out of Range (0-255).",
@@ -76,7 +72,6 @@ const Row kRows[] = {
     {"help", nullptr, "", "write -h", 0, "Usage: kestro-cli|--version", ""},
     {"long help", nullptr, "", "--help", 0, "Usage: kestro-cli", ""},
     {"version", nullptr, "", "--version", 0, "kestro-cli ", ""},
-    {"simulator help", nullptr, "", "kestro-boardsim --help", 0, "--garbage-every", ""},
     {"window program usage", nullptr, "", "kestro -h", 0, "Usage: kestro", ""},
     {"window program version", nullptr, "", "kestro --version", 0, "kestro ", ""},
     {"unreadable settings name their cause", nullptr, ">Support/RSPort.cfg=5",
@@ -135,6 +130,9 @@ const Row kRows[] = {
      "item 130|bad address Q12", ""},
     {"silent board, upload", "--silent", "", "upload setup @board.sdt", 3,
      "no answer from the board on|COM21 -> /dev/pts/|17 of 17 registers not read", ""},
+    {"download cut part-way", "--close-after 400", "", "download all @board.sdt", 3,
+     "[KESTRO] Error Processing Request\n\nProcess Not Complete|the link failed after |of 138 "
+     "registers not written", ""},
     {"upload cut leaves the file", "--close-after 300", "set D1304 111", "upload all @board.sdt", 3,
      "", ""},
     {"one wrong echo in an upload", "--wrong-echo-at 4", "", "upload setup @board.sdt", 3,
@@ -142,11 +140,10 @@ const Row kRows[] = {
     {"device gone, new file not made", "--close-after 40", "", "upload shift @new.sdt", 3,
      "not tried|Error Processing Request", ""},
 
-    {"setpoint", "", "", "pls setpoint 3 100 200", 0, "", "pls channel 3=setpoint 100 200"},
     {"setpoint, clear first", "", "", "pls setpoint 3 5 359 --clear", 0, "",
      "pls channel 3=setpoint 5 359"},
     {"setpoint recalled", "", "", "pls setpoint 3 100 200 ; pls recall 3", 0,
-     "=state 1\nposition 100\n", ""},
+     "=state 1\nposition 100\n", "pls channel 3=setpoint 100 200"},
     {"pulse train recalled", "", "", "pls pulse 4 10 20 300 ; pls recall 4", 0,
      "=state 0\nposition 300\n", "pls channel 4=pulse 300 10 20"},
     {"channel cleared", "", "", "pls pulse 4 10 20 300 ; pls clear 4 ; pls recall 4", 0,
@@ -173,7 +170,8 @@ const Row kRows[] = {
      ""},
     {"recall beyond the board", "", "", "pls recall 40", 3, "=", ""},
     {"configuration with scale", "", "", "pls config-download @config.txt 720", 0, "",
-     "pls config=%config;W186=720"},
+     "W186=720;pls config=100 105 110 115 120 125 130 135 140 145 150 155 160 165 170 175 "
+     "180 185 190 195 200 205 210 215"},
     {"configuration keeps the scale", "", "set W186 720", "pls config-download @config.txt", 0,
      "", "W186=720"},
     {"configuration uploaded", "", "", "pls config-download @config.txt ; pls config-upload @up.txt",
@@ -207,8 +205,11 @@ const Row kRows[] = {
     {"program project missing", "", "", "program-upload @none.pdx", 5, "", ""},
     {"program without revision", "", "", "program-download @norev/SAMPLE.pdx --yes", 5,
      " Revision File is Not Valid", "program=records 0 last -"},
+    {"program upload cut leaves the project", "--close-after=20000", "",
+     "program-upload @norev/SAMPLE.pdx", 3, "Program Upload Not Complete!", ""},
     {"report of a missing file", nullptr, "", "report @nothere.sdt @r.pdf", 5, "nothere.sdt", ""},
-    {"report of garbage", nullptr, "", "report @garbage.sdt @r.pdf", 5, "", ""},
+    {"report of garbage, options first", nullptr, "", "--port 3 --trace report @garbage.sdt @r.pdf",
+     5, "", ""},
     {"report into no folder", nullptr, "", "report @board.sdt @none/r.pdf", 5, "none/r.pdf", ""},
     {"report onto a folder", nullptr, "", "report @board.sdt @blocked/r.pdf", 5, "", ""},
     {"report without output", nullptr, "", "report @board.sdt", 2, "", ""},
@@ -270,16 +271,17 @@ private slots:
         QVERIFY2(up.exitCode == 0, qPrintable(up.err));
         DataSet data;
         QCOMPARE(readSetupFile(m_data + "board.sdt", data), MachineError::None);
-        DataSet bad = data;
-        bad.Address[130] = QStringLiteral("Q12");
-        QCOMPARE(writeSetupFile(m_data + "badaddr.sdt", bad), MachineError::None);
-        bad = data;
-        bad.Value[Item::InfeedOpenBlowoffCans] = 300; // B1000
-        bad.Value[Item::CurShiftGoodCans] = -5;
-        QCOMPARE(writeSetupFile(m_data + "refused.sdt", bad), MachineError::None);
-        bad = data;
-        bad.Version = QStringLiteral("KESTRO_R2.0.9");
-        QCOMPARE(writeSetupFile(m_data + "other.sdt", bad), MachineError::None);
+        const auto variant = [&](const char *name, const std::function<void(DataSet &)> &change) {
+            DataSet d = data;
+            change(d);
+            QCOMPARE(writeSetupFile(m_data + name, d), MachineError::None);
+        };
+        variant("badaddr.sdt", [](DataSet &d) { d.Address[130] = QStringLiteral("Q12"); });
+        variant("other.sdt", [](DataSet &d) { d.Version = QStringLiteral("KESTRO_R2.0.9"); });
+        variant("refused.sdt", [](DataSet &d) {
+            d.Value[Item::InfeedOpenBlowoffCans] = 300; // B1000
+            d.Value[Item::CurShiftGoodCans] = -5;
+        });
         writeFile("damaged.sdt", contentOf(m_data + "board.sdt").left(700));
         writeFile("garbage.sdt", "not a set-up file");
         writeFile("DECOR.pdx", "DDECOR,1\r\n");
@@ -366,15 +368,10 @@ private slots:
         for (QString check : QString::fromUtf8(r.after).split(u';', Qt::SkipEmptyParts)) {
             const QDate today = QDate::currentDate();
             check.replace(QStringLiteral("%yy"), QString::number(today.year() % 100))
-                .replace(QStringLiteral("%mm"), QString::number(today.month()))
-                .replace(QStringLiteral("%config"), QStringLiteral("100 105 110 115 120 125 130 135 140 145 150 "
-                                                    "155 160 165 170 175 180 185 190 195 200 205 "
-                                                    "210 215"));
+                .replace(QStringLiteral("%mm"), QString::number(today.month()));
             const QString what = check.section(u'=', 0, 0), value = check.section(u'=', 1);
             if (check.startsWith(u'?'))
-                QVERIFY2(!QFileInfo::exists(m_data + check.mid(1)) &&
-                             !QFileInfo::exists(m_bin + check.mid(1)),
-                         qPrintable(check));
+                QVERIFY2(!QFileInfo::exists(m_bin + check.mid(1)), qPrintable(check));
             else if (check.startsWith(u'@'))
                 QCOMPARE(contentOf(m_data + what.mid(1)), contentOf(m_data + value.mid(1)));
             else

@@ -125,7 +125,7 @@ private slots:
         QFETCH(QString, message);
         QFETCH(QString, where);
         const QString pdx = copySample("faults");
-        const ProgramRun down = cli(m_sim, {"program-download", pdx, "--yes"}, {option, "--linger"});
+        const ProgramRun down = cli(m_sim, {"program-download", pdx, "--yes"}, {option});
         QCOMPARE(down.exitCode, 3);
         QVERIFY2(down.err.contains(message) && !down.err.contains("Download Complete!") &&
                      (!where.isEmpty() || !down.err.contains("Checksum Error")),
@@ -138,22 +138,6 @@ private slots:
         QCOMPARE(boardBytes(m_sim, last, 16), imageBytes(hex, last, 16));
         QVERIFY(boardBytes(m_sim, last + 16, 16) != imageBytes(hex, last + 16, 16));
         QVERIFY(boardBytes(m_sim, 0xEFF0, 8) != QByteArray("KSTDEMO1"));
-    }
-
-    void failedUploadLeavesTheFiles()
-    {
-        const QString pdx = copySample("kept");
-        const QDir folder(m_dir.filePath("kept"));
-        QStringList before;
-        for (const QString &f : folder.entryList(QDir::Files))
-            before << f + contentOf(folder.filePath(f)).toHex();
-        const ProgramRun up = cli(m_sim, {"program-upload", pdx}, {"--close-after=20000"});
-        QCOMPARE(up.exitCode, 3);
-        QVERIFY2(up.err.contains("Program Upload Not Complete!"), qPrintable(up.err));
-        QStringList after;
-        for (const QString &f : folder.entryList(QDir::Files))
-            after << f + contentOf(folder.filePath(f)).toHex();
-        QCOMPARE(after, before);
     }
 
     // A code "4" board (8 KiB from 2000H) read back over a noisy line is

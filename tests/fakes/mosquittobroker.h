@@ -28,7 +28,6 @@ public:
 
     bool start(const QString &folder, const QString &user, const QString &password)
     {
-        m_folder = folder;
         if (port() == 0)
             return false;
         const QString passwords = QDir(folder).filePath(QStringLiteral("passwd"));
@@ -50,49 +49,36 @@ public:
                        .arg(passwords, folder, QString::fromLocal8Bit(me ? me->pw_name : "root"))
                        .toUtf8());
         conf.close();
-        m_process.setProgram(QStringLiteral("/usr/sbin/mosquitto"));
-        m_process.setArguments({QStringLiteral("-c"), conf.fileName()});
-        m_process.setProcessChannelMode(QProcess::MergedChannels);
-        m_process.start();
-        if (!m_process.waitForStarted(5000))
-            return false;
+        m_process.start(QStringLiteral("/usr/sbin/mosquitto"), {QStringLiteral("-c"), conf.fileName()});
         // Listening once a connection is taken.
-        const QDeadlineTimer deadline(5000);
-        while (!deadline.hasExpired()) {
+        for (QDeadlineTimer deadline(5000); !deadline.hasExpired(); QThread::msleep(50)) {
             QTcpSocket s;
             s.connectToHost(QHostAddress::LocalHost, quint16(m_port));
             if (s.waitForConnected(200))
                 return true;
-            QThread::msleep(50);
         }
         return false;
     }
 
     void stop()
     {
-        if (m_process.state() == QProcess::NotRunning)
-            return;
         m_process.terminate();
         if (!m_process.waitForFinished(5000))
             m_process.kill();
-        m_process.waitForFinished(2000);
     }
 
     // A port that was free when first asked for, kept across restarts.
     int port()
     {
-        if (m_port == 0) {
-            QTcpServer probe;
-            if (probe.listen(QHostAddress::LocalHost, 0))
-                m_port = probe.serverPort();
-        }
+        QTcpServer probe;
+        if (m_port == 0 && probe.listen(QHostAddress::LocalHost, 0))
+            m_port = probe.serverPort();
         return m_port;
     }
     QString url() { return QStringLiteral("mqtt://127.0.0.1:%1").arg(port()); }
 
 private:
     QProcess m_process;
-    QString m_folder;
     int m_port = 0;
 };
 
@@ -107,10 +93,7 @@ public:
         bool retained;
     };
 
-    MqttSubscriber()
-    {
-        mosquitto_lib_init();
-    }
+    MqttSubscriber() { mosquitto_lib_init(); }
     ~MqttSubscriber()
     {
         if (m_mosq) {
@@ -138,8 +121,7 @@ public:
                 auto *s = static_cast<MqttSubscriber *>(self);
                 QMutexLocker lock(&s->m_mutex);
                 s->m_messages.append({QString::fromUtf8(msg->topic),
-                                      QByteArray(static_cast<const char *>(msg->payload),
-                                                 msg->payloadlen),
+                                      QByteArray(static_cast<const char *>(msg->payload), msg->payloadlen),
                                       msg->retain});
             });
         mosquitto_connect_async(m_mosq, "127.0.0.1", port, 10);
@@ -156,17 +138,13 @@ public:
         return out;
     }
 
-    // Waits until the messages satisfy the condition; false at the time-out.
-    bool waitFor(const std::function<bool(const QList<Message> &)> &condition, int timeoutMs)
+    // Waits until the condition holds; false at the time-out.
+    static bool waitFor(const std::function<bool()> &condition, int timeoutMs)
     {
-        const QDeadlineTimer deadline(timeoutMs);
-        while (!deadline.hasExpired()) {
-            if (condition(messages()))
-                return true;
+        for (QDeadlineTimer deadline(timeoutMs); !deadline.hasExpired() && !condition();
+             QThread::msleep(50))
             QCoreApplication::processEvents(QEventLoop::AllEvents, 50);
-            QThread::msleep(50);
-        }
-        return condition(messages());
+        return condition();
     }
 
 private:
