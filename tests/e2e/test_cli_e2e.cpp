@@ -1,4 +1,5 @@
 #include "fakes/boardsimprocess.h"
+#include "fakes/pdfwords.h"
 #include "fakes/programrun.h"
 #include "machine/dataset.h"
 #include "machine/registermap.h"
@@ -207,8 +208,15 @@ const Row kRows[] = {
      " Revision File is Not Valid", "program=records 0 last -"},
     {"program upload cut leaves the project", "--close-after=20000", "",
      "program-upload @norev/SAMPLE.pdx", 3, "Program Upload Not Complete!", ""},
+    {"report", nullptr, "", "report @board.sdt @full.pdf", 0, "",
+     "pdf full.pdf=3 KESTRO Report: [board.sdt] Set-up"},
+    {"report of the shift, titled", nullptr, "",
+     "report @board.sdt @shift.pdf --shift-only --title [unnamed]", 0, "",
+     "pdf shift.pdf=2 KESTRO Report: [unnamed] Data"},
+    {"report of the set-up", nullptr, "", "report @board.sdt @setup.pdf --setup-only", 0, "",
+     "pdf setup.pdf=1 KESTRO Report: [board.sdt] Set-up"},
     {"report of a missing file", nullptr, "", "report @nothere.sdt @r.pdf", 5, "nothere.sdt", ""},
-    {"report of garbage, options first", nullptr, "", "--port 3 --trace report @garbage.sdt @r.pdf",
+    {"report of garbage, options first", nullptr, "", "--port 3 --speed 9600 --trace report @garbage.sdt @r.pdf",
      5, "", ""},
     {"report into no folder", nullptr, "", "report @board.sdt @none/r.pdf", 5, "none/r.pdf", ""},
     {"report onto a folder", nullptr, "", "report @board.sdt @blocked/r.pdf", 5, "", ""},
@@ -248,13 +256,20 @@ class TestCliE2E : public QObject
         return all;
     }
     // The copy of kestro-cli, so its links and settings stay in the test's
-    // folder; "kestro..." first runs that program of the build instead.
+    // folder, with no display (a console program needs none); "kestro..."
+    // first runs that program of the build instead.
     ProgramRun run(QStringList args)
     {
         QProcess p;
-        ProgramRun::start(p, args.value(0).startsWith(u"kestro") ? args.takeFirst()
-                                                                  : m_bin + "kestro-cli",
-                          args);
+        if (!args.value(0).startsWith(u"kestro")) {
+            QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+            for (const char *display : {"QT_QPA_PLATFORM", "DISPLAY", "WAYLAND_DISPLAY"})
+                env.remove(QLatin1String(display));
+            p.setProcessEnvironment(env);
+            args.prepend(m_bin + "kestro-cli");
+        }
+        p.start(ProgramRun::path(args.takeFirst()), args);
+        p.closeWriteChannel();
         return ProgramRun::finish(p);
     }
 
@@ -372,6 +387,12 @@ private slots:
             const QString what = check.section(u'=', 0, 0), value = check.section(u'=', 1);
             if (check.startsWith(u'?'))
                 QVERIFY2(!QFileInfo::exists(m_bin + check.mid(1)), qPrintable(check));
+            else if (check.startsWith(u"pdf "))
+                QVERIFY2(QStringLiteral("%1 %2")
+                             .arg(PdfWords::read(m_data + what.mid(4)).pageCount)
+                             .arg(PdfWords::read(m_data + what.mid(4)).pageText(1))
+                             .startsWith(value),
+                         qPrintable(check));
             else if (check.startsWith(u'@'))
                 QCOMPARE(contentOf(m_data + what.mid(1)), contentOf(m_data + value.mid(1)));
             else
