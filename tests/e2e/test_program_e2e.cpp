@@ -81,7 +81,8 @@ private slots:
 
         QDir().mkpath(m_dir.filePath("back"));
         writeFile(m_dir.filePath("back/BACK.pdx"), "D,read back\r\n");
-        const ProgramRun up = ProgramRun::cli(kPort, {"program-upload", m_dir.filePath("back/BACK.pdx")});
+        const ProgramRun up =
+            ProgramRun::cli(kPort, {"program-upload", m_dir.filePath("back/BACK.pdx")}, 240000);
         QCOMPARE(up.exitCode, 0);
         QVERIFY(up.err.contains("Program Upload Complete!"));
         QCOMPARE(contentOf(m_dir.filePath("back/BACK.hex")), hex);
@@ -98,11 +99,11 @@ private slots:
             sim.command(QStringLiteral("set %1H %2").arg(0xEFF0 + i, 4, 16).arg(quint8(ident[i])));
         const QString pdx = m_dir.filePath("NUL.pdx");
         writeFile(pdx, "D,nul ident\r\n");
-        QCOMPARE(ProgramRun::cli(kPort + 1, {"program-upload", pdx}).exitCode, 0);
+        QCOMPARE(ProgramRun::cli(kPort + 1, {"program-upload", pdx}, 240000).exitCode, 0);
         QCOMPARE(contentOf(m_dir.filePath("NUL.rev")), QByteArray("ABC\0\0\0\0\0<=05\r\n", 14));
         for (int i = 0; i < ident.size(); ++i)
             sim.command(QStringLiteral("set %1H 88").arg(0xEFF0 + i, 4, 16));
-        QCOMPARE(ProgramRun::cli(kPort + 1, {"program-download", pdx, "--yes"}).exitCode, 0);
+        QCOMPARE(ProgramRun::cli(kPort + 1, {"program-download", pdx, "--yes"}, 240000).exitCode, 0);
         QCOMPARE(boardBytes(sim, 0xEFF0, 10), ident);
     }
 
