@@ -97,28 +97,6 @@ private slots:
             QCOMPARE(mixed.Value[i], (dataGroupOf(i) == DataGroup::SetupData ? record : sent).Value[i]);
     }
 
-    void exportAndShow()
-    {
-        QCOMPARE(ProgramRun::cli(kPort, {"upload", "all", path("Line3.sdt")}).exitCode, 0);
-        const DataSet record = read(path("Line3.sdt"));
-        ProgramRun r = ProgramRun::cli(kPort, {"export", path("Line3.sdt"), path("shift.txt")});
-        QVERIFY2(r.exitCode == 0, qPrintable(r.err));
-        QFile f(path("shift.txt"));
-        QVERIFY(f.open(QIODevice::ReadOnly));
-        const QList<QByteArray> lines = f.readAll().split('\n');
-        QCOMPARE(lines.size(), 97); // 96 lines, each ending in CR LF
-        QCOMPARE(lines[0], QByteArray("Line3.sdt\r"));
-        QVERIFY(lines[1].startsWith("Date: ") && lines[1].size() > 8);
-        QCOMPARE(lines[5], " " + QByteArray::number(record.Value[Item::CurShiftGoodCans]) + "\r");
-        QCOMPARE(lines[95], " " + QByteArray::number(record.Value[120]) + "\r");
-        r = ProgramRun::cli(kPort, {"show", path("Line3.sdt")});
-        const QStringList rows = r.out.split(u'\n', Qt::SkipEmptyParts);
-        QCOMPARE(rows.size(), 3 + 138);
-        QVERIFY(rows[0].contains(gProgramVersion));
-        QCOMPARE(rows[3 + 121].split(u' ', Qt::SkipEmptyParts),
-                 QStringList({"121", "D1304", "LifetimeCanCount", QString::number(record.Value[121])}));
-    }
-
     // On a faulty line every byte that changed beyond the registers the
     // command means to write is named, a register of the file not named holds
     // the file's value, and anything named fails the command.

@@ -90,23 +90,6 @@ private slots:
         QCOMPARE(QDir(m_dir.filePath("back")).entryList(QDir::Files).size(), 3);
     }
 
-    void identWithNulBytesRoundTrip()
-    {
-        BoardSimProcess sim;
-        QVERIFY(sim.startOnCliPort(kPort + 1, {"--frozen"}));
-        const QByteArray ident("ABC\0\0\0\0\0\xCD\x05", 10);
-        for (int i = 0; i < ident.size(); ++i)
-            sim.command(QStringLiteral("set %1H %2").arg(0xEFF0 + i, 4, 16).arg(quint8(ident[i])));
-        const QString pdx = m_dir.filePath("NUL.pdx");
-        writeFile(pdx, "D,nul ident\r\n");
-        QCOMPARE(ProgramRun::cli(kPort + 1, {"program-upload", pdx}, 240000).exitCode, 0);
-        QCOMPARE(contentOf(m_dir.filePath("NUL.rev")), QByteArray("ABC\0\0\0\0\0<=05\r\n", 14));
-        for (int i = 0; i < ident.size(); ++i)
-            sim.command(QStringLiteral("set %1H 88").arg(0xEFF0 + i, 4, 16));
-        QCOMPARE(ProgramRun::cli(kPort + 1, {"program-download", pdx, "--yes"}, 240000).exitCode, 0);
-        QCOMPARE(boardBytes(sim, 0xEFF0, 10), ident);
-    }
-
     // The record the board failed on landed, the one after it never went
     // out, and the ident was not written.
     void boardFaultsStopTheDownload_data()
