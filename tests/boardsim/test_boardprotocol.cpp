@@ -26,7 +26,8 @@ const Row kRows[] = {
     {"unknown modes refused",
      ">FF:55 07:!55 FF:55 38:!55 FF:55 1C:!55 FF:55 55:!55 FF:55 00:!55;mode=none"},
     {"address bytes without a mode refused", "set B98 85;>00:00 62:62 55:!55 FF:55 01:55"},
-    {"read a word twice", "set W98 42757;>FF:55 01:55 00:00 62:05 00:00 63:A7 00:00 62:05;mode=read"},
+    {"read a word twice",
+     "set W98 42757;>FF:55 01:55 00:00 62:05 00:00 63:A7 00:00 62:05;mode=read"},
     {"write a word", ">FF:55 02:55 00:00 62:62 D2:D2 00:00 63:63 04:04;get W98=1234;mode=write"},
     {"FF as address and data in a write",
      ">FF:55 02:55 05:05 18:18 0F:0F 05:05 19:19 27:27 05:05 1A:1A FF:FF 05:05 1B:1B FF:FF 00:00 "
@@ -45,13 +46,15 @@ const Row kRows[] = {
      "set W98 258;>00:??;wrong-echo-at 4;>FF:55 01:55 00:00 62:!02 00:00 63:01 00:00 62:02"},
     {"garbage every third exchange, data still stored",
      "garbage 3;>FF:55 02:55 00:!00 62:62 07:07 00:!00 63:63 00:00 FF:!55 01:55;get W98=7"},
-    {"wrong echo of the data byte", "wrong-echo 3;>FF:55 02:55 00:00 62:62 2A:!2A FF:55;get W98=42"},
+    {"wrong echo of the data byte",
+     "wrong-echo 3;>FF:55 02:55 00:00 62:62 2A:!2A FF:55;get W98=42"},
     {"wrong echo of the low byte", "wrong-echo 2;>FF:55 02:55 00:00 62:!62 2A:2A FF:55;get W98=42"},
     {"wrong echo forgets the transaction", "drops 3;>FF:55 02:55 00:00 62:62 2A:!2A;get W98=0"},
     {"low byte misheard", "misheard 2;>FF:55 02:55 00:00 62:!62 2A:2A;get W98=10752"},
     {"data byte misheard", "misheard 3;>FF:55 02:55 00:00 62:62 2A:!2A;get W98=43"},
     {"scale factor query", "set W186 291;>FF:55 01:55 FF:55 18:55 55:23 55:01;mode=none;>00:!55"},
-    {"offset query", "set W188 291;>FF:55 28:55 55:23 55:01;set W188 48879;>FF:55 28:55 55:EF 55:BE"},
+    {"offset query",
+     "set W188 291;>FF:55 28:55 55:23 55:01;set W188 48879;>FF:55 28:55 55:EF 55:BE"},
     {"position query", "set W180 291;>FF:55 48:55 55:23 55:01"},
     {"speed query", "set W112 291;>FF:55 58:55 55:23 55:01"},
     {"values through the console",
@@ -81,11 +84,12 @@ const Row kRows[] = {
      "1B:55 07:55 00:55 00:55 00:55 00:55 00:55 READY;pls channel 7=clear"},
     {"channel beyond the last refused", ">FF:55 1B:55 20:!55;mode=none;pls channel 32~error: "},
     {"scale and offset programmed and queried",
-     ">FF:55 1A:55 D0:55 02:55 READY;get W186=720;>FF:55 2A:55 BC:55 02:55 READY;get W188=700;>FF:55 "
+     ">FF:55 1A:55 D0:55 02:55 READY;get W186=720;>FF:55 2A:55 BC:55 02:55 READY;get "
+     "W188=700;>FF:55 "
      "28:55 55:BC 55:02 FF:55 18:55 55:D0 55:02"},
-    {"offset of a turn and scale 0 refused",
-     "set W186 720;set W188 700;>FF:55 2A:55 D0:55 02:!55 FF:55 1A:55 00:55 00:!55;get W188=700;get "
-     "W186=720"},
+    {"offset of a turn and scale 0 refused", "set W186 720;set W188 700;>FF:55 2A:55 D0:55 02:!55 "
+                                             "FF:55 1A:55 00:55 00:!55;get W188=700;get "
+                                             "W186=720"},
     {"configuration", ">FF:55 3B:55 C8:55 C9:55 CA:55 CB:55 CC:55 CD:55 READY;>FF:55 4B:55 CE:55 "
                       "CF:55 D0:55 D1:55 D2:55 D3:55 READY;>FF:55 5B:55 D4:55 D5:55 D6:55 D7:55 "
                       "D8:55 D9:55 READY;>FF:55 6B:55 DA:55 DB:55 DC:55 DD:55 DE:55 DF:55 "
@@ -96,14 +100,17 @@ const Row kRows[] = {
     {"refused records keep the channel",
      ">FF:55 1B:55 02:55 01:55 00:55 02:55 00:55 01:55 READY;>FF:55 1B:55 02:55 68:55 01:55 0A:55 "
      "00:55 01:!55;mode=none;>FF:55 1B:55 02:55 0A:55 00:55 FF:55 01:55 01:!55;>FF:55 1B:55 02:55 "
-     "01:55 00:55 00:55 00:55 00:!55;>FF:55 1B:55 02:55 01:55 00:55 02:55 00:55 02:!55;>FF:55 2B:55 "
-     "02:55 00:55 00:55 07:55 0A:55 00:!55;>FF:55 2B:55 02:55 00:55 00:55 00:55 14:55 00:!55;>FF:55 "
+     "01:55 00:55 00:55 00:55 00:!55;>FF:55 1B:55 02:55 01:55 00:55 02:55 00:55 02:!55;>FF:55 "
+     "2B:55 "
+     "02:55 00:55 00:55 07:55 0A:55 00:!55;>FF:55 2B:55 02:55 00:55 00:55 00:55 14:55 "
+     "00:!55;>FF:55 "
      "2B:55 02:55 68:55 01:55 0A:55 14:55 00:!55;>FF:55 2B:55 02:55 00:55 00:55 0A:55 14:55 "
      "01:!55;pls channel 2=setpoint 1 2"},
-    {"recall", ">FF:55 1B:55 04:55 2C:55 01:55 40:55 01:55 01:55 READY;>FF:55 2B:55 05:55 1E:55 "
-               "00:55 0A:55 14:55 00:55 READY;>FF:55 09:55 04:55 55:01 55:2C 55:01;>FF:55 09:55 "
-               "05:55 55:00 55:1E 55:00;>FF:55 09:55 06:55 55:00 55:00 55:00;mode=none;>FF:55 09:55 "
-               "28:!55"},
+    {"recall",
+     ">FF:55 1B:55 04:55 2C:55 01:55 40:55 01:55 01:55 READY;>FF:55 2B:55 05:55 1E:55 "
+     "00:55 0A:55 14:55 00:55 READY;>FF:55 09:55 04:55 55:01 55:2C 55:01;>FF:55 09:55 "
+     "05:55 55:00 55:1E 55:00;>FF:55 09:55 06:55 55:00 55:00 55:00;mode=none;>FF:55 09:55 "
+     "28:!55"},
 
     {"console errors change nothing",
      "set W98 5;set B52 256~error: ;set W98 65536~error: ;set D1100 655360000~error: ;set F119 "
@@ -144,8 +151,9 @@ const Row kRows[] = {
      "advance 1500;get B43008=59;advance 600;get B43008=0;get B43010=0;get B43012=0;get "
      "B43015=29;get B43016=2;set B43012 7;set B43010 30;set B43008 15;advance 2000;get "
      "B43012=7;get B43010=30;get B43008=17;set B43017 7;advance 1000;get B43017=7"},
-    {"stopped machine", "set W112 0;advance 100;set D1100 5;advance 5000;get D1100=5;get W112=0;get "
-                        "W526=0;get W170=0;get B100.5=0"},
+    {"stopped machine",
+     "set W112 0;advance 100;set D1100 5;advance 5000;get D1100=5;get W112=0;get "
+     "W526=0;get W170=0;get B100.5=0"},
 };
 } // namespace
 
@@ -177,11 +185,14 @@ private slots:
                 for (const QString &pair : step.mid(1).split(u' ', Qt::SkipEmptyParts)) {
                     const auto reply = board.feed(quint8(pair.left(2).toUInt(nullptr, 16)));
                     const QString want = pair.mid(3);
-                    const QString got = reply ? QString::number(*reply, 16).toUpper().rightJustified(2, u'0')
-                                              : QStringLiteral("--");
-                    const bool good = want == u"??" ||
-                                      (want.startsWith(u'!') ? reply && got != want.mid(1) : got == want);
-                    QVERIFY2(good, qPrintable(QStringLiteral("%1: got %2 in %3").arg(pair, got, step)));
+                    const QString got =
+                        reply ? QString::number(*reply, 16).toUpper().rightJustified(2, u'0')
+                              : QStringLiteral("--");
+                    const bool good =
+                        want == u"??" ||
+                        (want.startsWith(u'!') ? reply && got != want.mid(1) : got == want);
+                    QVERIFY2(good,
+                             qPrintable(QStringLiteral("%1: got %2 in %3").arg(pair, got, step)));
                 }
             } else if (step.startsWith(u"advance ")) {
                 machine.advance(step.mid(8).toInt());
@@ -189,7 +200,8 @@ private slots:
             } else if (step.startsWith(u"drops ")) {
                 board.setWrongEchoEvery(step.mid(6).toInt(), true);
             } else if (const qsizetype at = step.indexOf(u'~'); at > 0) {
-                QVERIFY2(console.execute(step.left(at)).reply.startsWith(step.mid(at + 1)), qPrintable(step));
+                QVERIFY2(console.execute(step.left(at)).reply.startsWith(step.mid(at + 1)),
+                         qPrintable(step));
             } else {
                 const qsizetype eq = step.indexOf(u'=');
                 QCOMPARE(console.execute(eq < 0 ? step : step.left(eq)).reply,

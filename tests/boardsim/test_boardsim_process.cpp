@@ -172,7 +172,8 @@ private slots:
         QVERIFY(f.open(QIODevice::WriteOnly) && f.write("keep") == 4);
         f.close();
         QProcess p;
-        p.start(QDir(BoardSimProcess::binDir()).filePath("kestro-boardsim"), args.replaceInStrings("TAKEN", taken));
+        p.start(QDir(BoardSimProcess::binDir()).filePath("kestro-boardsim"),
+                args.replaceInStrings("TAKEN", taken));
         QVERIFY(p.waitForFinished(5000));
         QVERIFY(p.exitCode() != 0 && p.readAllStandardOutput().isEmpty());
         QCOMPARE(contentOf(taken), QByteArray("keep"));

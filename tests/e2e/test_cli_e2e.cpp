@@ -31,8 +31,8 @@ const Row kRows[] = {
     {"ports listed", nullptr, "", "ports", 0,
      "Settings: port 1 at 9600 baud (defaults)|Port 1 is /dev/ttyS0: |Serial devices:\n",
      "?Support/RSPort.cfg"},
-    {"read several", "", "set W98 5;set D1100 655359999;set B46 128", "read W98 B52 D1100 F119 B46.6",
-     0, "=W98 5\nB52 36\nD1100 655359999\nF119 1\nB46.6 0\n", ""},
+    {"read several", "", "set W98 5;set D1100 655359999;set B46 128",
+     "read W98 B52 D1100 F119 B46.6", 0, "=W98 5\nB52 36\nD1100 655359999\nF119 1\nB46.6 0\n", ""},
     {"read by hex address, port given with =", "", "set EFF0H 77", "read EFF0H --port=21", 0,
      "=77\n", ""},
     {"trace", "", "", "--trace read B52", 0, "=36\n", ""},
@@ -71,11 +71,11 @@ const Row kRows[] = {
     {"version", nullptr, "", "--version", 0, "kestro-cli ", ""},
     {"window program usage", nullptr, "", "kestro -h", 0, "Usage: kestro", ""},
     {"window program version", nullptr, "", "kestro --version", 0, "kestro ", ""},
-    {"unreadable settings name their cause", nullptr, ">Support/RSPort.cfg=5",
-     "--port 61 read W98", 3,
-     "cannot use port 61|RSPort.cfg: Input past end of file|!No error", ""},
+    {"unreadable settings name their cause", nullptr, ">Support/RSPort.cfg=5", "--port 61 read W98",
+     3, "cannot use port 61|RSPort.cfg: Input past end of file|!No error", ""},
 
-    {"healthy board", "", "set B8175 0;set B8177 0;set B8178 0;set B8180 7", "board --project @DECOR.pdx", 0,
+    {"healthy board", "", "set B8175 0;set B8177 0;set B8178 0;set B8180 7",
+     "board --project @DECOR.pdx", 0,
      "Current Fault: Code = 00H|Corrective Action: None\n|Last Comm Error: Code = 00H  No "
      "communications error|In Target Board: Name: DECOR213  Revision: 5  Checksum: 205|On "
      "Disk: Name: DECOR213  Revision: 5  Checksum: 205  Target Board: T6800(PLC)  Rev Date: "
@@ -91,8 +91,8 @@ const Row kRows[] = {
      "Current Fault: Code = 00H", "B8176=0;B8177=0;B8179=0"},
     {"network address refused", "", "", "board --address 33", 4,
      "Only a Number Between 1 and 32 can be Entered", ""},
-    {"network address set", "", "", "board --address 12", 0,
-     "Current Network Address 1: 12\n", "B8180=12"},
+    {"network address set", "", "", "board --address 12", 0, "Current Network Address 1: 12\n",
+     "B8180=12"},
     {"clock set", "", "set B43017 0;set B43016 0", "board --set-clock", 0, "",
      "B43017=%yy;B43016=%mm"},
     {"board gone", "--close-after 1", "", "board", 3, "=", ""},
@@ -101,8 +101,8 @@ const Row kRows[] = {
     {"board project revision short", "", "", "board --project @SHORT.pdx", 5, "", ""},
 
     {"port of the option listed", "", "", "ports", 0, "Port 21 is Support/COM21 -> %pty", ""},
-    {"port assigned, then used", "", "set W98 4321",
-     "ports --assign 33 %pty ; --port 33 read W98", 0, "=4321\n", ""},
+    {"port assigned, then used", "", "set W98 4321", "ports --assign 33 %pty ; --port 33 read W98",
+     0, "=4321\n", ""},
     {"port 0 not assigned", nullptr, "", "ports --assign 0 /dev/null", 2, "", ""},
     {"missing device not assigned", nullptr, "", "ports --assign 2 /dev/kestro-none", 2,
      "does not exist", "?Support/COM2"},
@@ -131,7 +131,8 @@ const Row kRows[] = {
      "no answer from the board on|COM21 -> /dev/pts/|17 of 17 registers not read", ""},
     {"download cut part-way", "--close-after 400", "", "download all @board.sdt", 3,
      "[KESTRO] Error Processing Request\n\nProcess Not Complete|the link failed after |of 138 "
-     "registers not written", ""},
+     "registers not written",
+     ""},
     {"upload cut leaves the file", "--close-after 300", "set D1304 111", "upload all @board.sdt", 3,
      "", ""},
     {"one wrong echo in an upload", "--wrong-echo-at 4", "", "upload setup @board.sdt", 3,
@@ -161,18 +162,17 @@ const Row kRows[] = {
     {"offset beyond scale", "", "", "pls offset 361", 4,
      "[Set PLS Offset] Desired Position cannot be greater than Scale Factor of 360.", ""},
     {"recalled position beyond range", "", "set W186 5000",
-     "pls setpoint 9 4500 4600 ; pls recall 9", 3, "=|recall channel 9: state 2 (no position)",
-     ""},
+     "pls setpoint 9 4500 4600 ; pls recall 9", 3, "=|recall channel 9: state 2 (no position)", ""},
     {"channel beyond the board", "", "", "pls setpoint 40 1 2", 3, "refused by the limit switch",
      ""},
     {"recall beyond the board", "", "", "pls recall 40", 3, "=", ""},
     {"configuration with scale", "", "", "pls config-download @config.txt 720", 0, "",
      "W186=720;pls config=100 105 110 115 120 125 130 135 140 145 150 155 160 165 170 175 "
      "180 185 190 195 200 205 210 215"},
-    {"configuration keeps the scale", "", "set W186 720", "pls config-download @config.txt", 0,
-     "", "W186=720"},
-    {"configuration uploaded", "", "", "pls config-download @config.txt ; pls config-upload @up.txt",
-     0, "", "@up.txt=@config19.txt"},
+    {"configuration keeps the scale", "", "set W186 720", "pls config-download @config.txt", 0, "",
+     "W186=720"},
+    {"configuration uploaded", "", "",
+     "pls config-download @config.txt ; pls config-upload @up.txt", 0, "", "@up.txt=@config19.txt"},
     {"configuration of 23 values", "", "", "pls config-download @c23.txt 360", 5,
      "holds 23 values, 24 needed", ""},
     {"configuration value 256", "", "", "pls config-download @c256.txt 360", 4,
@@ -210,8 +210,8 @@ const Row kRows[] = {
     {"report of the set-up", nullptr, "", "report @board.sdt @setup.pdf --setup-only", 0, "",
      "pdf setup.pdf=1 KESTRO Report: [board.sdt] Set-up"},
     {"report of a missing file", nullptr, "", "report @nothere.sdt @r.pdf", 5, "nothere.sdt", ""},
-    {"report of garbage, options first", nullptr, "", "--port 3 --speed 9600 --trace report @garbage.sdt @r.pdf",
-     5, "", ""},
+    {"report of garbage, options first", nullptr, "",
+     "--port 3 --speed 9600 --trace report @garbage.sdt @r.pdf", 5, "", ""},
     {"report into no folder", nullptr, "", "report @board.sdt @none/r.pdf", 5, "none/r.pdf", ""},
     {"report onto a folder", nullptr, "", "report @board.sdt @blocked/r.pdf", 5, "", ""},
     {"report without output", nullptr, "", "report @board.sdt", 2, "", ""},
@@ -332,7 +332,8 @@ private slots:
         BoardSimProcess sim;
         const bool board = r.sim && qstrcmp(r.sim, "-") != 0;
         if (board) {
-            QVERIFY(sim.start(QStringLiteral("--frozen %1").arg(r.sim).split(u' ', Qt::SkipEmptyParts)));
+            QVERIFY(sim.start(
+                QStringLiteral("--frozen %1").arg(r.sim).split(u' ', Qt::SkipEmptyParts)));
             QVERIFY(sim.linkAsPort(m_bin, kPort));
         }
         QStringList written;

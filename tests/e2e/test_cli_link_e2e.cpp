@@ -24,13 +24,15 @@ class TestCliLinkE2E : public QObject
     {
         const QString tool = m_program.filePath("kestro-cli");
         QProcess p;
-        ProgramRun::start(p, runAs.isEmpty() ? tool : QStandardPaths::findExecutable(runAs.takeFirst()),
-                          runAs.isEmpty() ? args : runAs + QStringList{tool} + args);
+        ProgramRun::start(
+            p, runAs.isEmpty() ? tool : QStandardPaths::findExecutable(runAs.takeFirst()),
+            runAs.isEmpty() ? args : runAs + QStringList{tool} + args);
         return ProgramRun::finish(p);
     }
     bool startBoard(BoardSimProcess &sim, QStringList args)
     {
-        return sim.start(args << "--frozen" << "--link" << stableName());
+        return sim.start(args << "--frozen"
+                              << "--link" << stableName());
     }
 
 private slots:
@@ -47,31 +49,37 @@ private slots:
         QVERIFY(QFile::link(stableName(), m_program.filePath("Support/COM5")));
     }
 
+    // The simulator's options ("none": no simulator), after ";" the tool's own.
     void doctorNamesEachFault_data()
     {
-        QTest::addColumn<QString>("sim"); // "none": no simulator at all
-        QTest::addColumn<QString>("speed");
+        QTest::addColumn<QString>("options");
         QTest::addColumn<int>("exitCode");
         QTest::addColumn<QStringList>("words");
-        QTest::newRow("healthy") << "" << "" << 0
-            << QStringList{"Result: the board answered cleanly.", "Exchanges: 200, round trip median ",
-                           "0 wrong echoes, 0 time-outs",
+        QTest::newRow("healthy")
+            << "" << 0
+            << QStringList{"Result: the board answered cleanly.",
+                           "Exchanges: 200, round trip median ", "0 wrong echoes, 0 time-outs",
                            "Upload All (586 exchanges) projected: 1.2 s (the wire alone: 1.22 s)",
                            "Low-latency mode: not offered by the driver"};
-        QTest::newRow("noisy line") << "--garbage-every 7" << "" << 3
-            << QStringList{"Result: the board answers, but ", "Fix: check the cable and its connectors"};
-        QTest::newRow("silent") << "--silent" << "" << 3
-            << QStringList{"Result: no answer at 9600 or 19200 baud.",
-                           "Fix: check that the cable goes to the board's PROG port"};
-        QTest::newRow("loopback") << "--loopback" << "" << 3
+        QTest::newRow("noisy line") << "--garbage-every 7" << 3
+                                    << QStringList{"Result: the board answers, but ",
+                                                   "Fix: check the cable and its connectors"};
+        QTest::newRow("silent") << "--silent" << 3
+                                << QStringList{
+                                       "Result: no answer at 9600 or 19200 baud.",
+                                       "Fix: check that the cable goes to the board's PROG port"};
+        QTest::newRow("loopback")
+            << "--loopback" << 3
             << QStringList{"Result: every byte came back unchanged, the handshake included: a "
                            "loopback plug or a shorted cable"};
-        QTest::newRow("board at 19200") << "--board-speed 19200" << "" << 3
+        QTest::newRow("board at 19200")
+            << "--board-speed 19200" << 3
             << QStringList{"Result: no answer at 9600 baud, but the board answers at 19200 baud.",
                            "Fix: set the port speed to 19200"};
-        QTest::newRow("speed given") << "--board-speed 19200" << "9600" << 3
-                                     << QStringList{"at 9600 baud"};
-        QTest::newRow("missing device") << "none" << "" << 3
+        QTest::newRow("speed given")
+            << "--board-speed 19200;--speed 9600" << 3 << QStringList{"at 9600 baud"};
+        QTest::newRow("missing device")
+            << "none" << 3
             << QStringList{"Result: the device " + stableName() + " does not exist.",
                            "Serial devices present: ",
                            "Fix: plug the adapter in (dmesg | tail shows it arrive), or make the "
@@ -79,14 +87,13 @@ private slots:
     }
     void doctorNamesEachFault()
     {
-        QFETCH(QString, sim);
-        QFETCH(QString, speed);
+        QFETCH(QString, options);
         QFETCH(QStringList, words);
         BoardSimProcess board;
-        if (sim != u"none")
-            QVERIFY(startBoard(board, sim.split(u' ', Qt::SkipEmptyParts)));
+        if (options != u"none")
+            QVERIFY(startBoard(board, options.section(u';', 0, 0).split(u' ', Qt::SkipEmptyParts)));
         const ProgramRun r = cli(QStringList{"--port", "5", "doctor"} +
-                                 (speed.isEmpty() ? QStringList{} : QStringList{"--speed", speed}));
+                                 options.section(u';', 1).split(u' ', Qt::SkipEmptyParts));
         for (const QString &w : words)
             QVERIFY2(r.out.contains(w), qPrintable(w + "\n---\n" + r.out + r.err));
         QTEST(r.exitCode, "exitCode");
@@ -105,10 +112,12 @@ private slots:
         QFile comm("/proc/self/comm");
         QVERIFY(comm.open(QIODevice::ReadOnly));
         const QString me = QString::fromUtf8(comm.readAll()).trimmed();
-        QVERIFY2(r.out.contains(QStringLiteral("Result: %1 is held by another program: ").arg(sim.slavePath())) &&
-                     r.out.contains(QStringLiteral("%1 (pid %2)").arg(me).arg(::getpid())) &&
-                     r.out.contains("Fix: close that program"),
-                 qPrintable(r.out));
+        QVERIFY2(
+            r.out.contains(
+                QStringLiteral("Result: %1 is held by another program: ").arg(sim.slavePath())) &&
+                r.out.contains(QStringLiteral("%1 (pid %2)").arg(me).arg(::getpid())) &&
+                r.out.contains("Fix: close that program"),
+            qPrintable(r.out));
     }
 
     void doctorTellsAUserWithoutPermissionWhatToDo()
@@ -118,11 +127,13 @@ private slots:
         BoardSimProcess sim;
         QVERIFY(startBoard(sim, {}));
         // The pty belongs to root, without access for others.
-        const ProgramRun r = cli({"--port", "5", "doctor"}, {"setpriv", "--reuid=nobody",
-                                 "--regid=nogroup", "--clear-groups", "--"});
+        const ProgramRun r =
+            cli({"--port", "5", "doctor"},
+                {"setpriv", "--reuid=nobody", "--regid=nogroup", "--clear-groups", "--"});
         QCOMPARE(r.exitCode, 3);
-        QVERIFY2(r.out.contains(QStringLiteral("Result: no permission to open %1 (it belongs to the group ")
-                                    .arg(sim.slavePath())) &&
+        QVERIFY2(r.out.contains(
+                     QStringLiteral("Result: no permission to open %1 (it belongs to the group ")
+                         .arg(sim.slavePath())) &&
                      r.out.contains("sudo usermod -aG "),
                  qPrintable(r.out + r.err));
     }
@@ -145,8 +156,8 @@ private slots:
         QVERIFY(startBoard(pulled, {"--close-after", "400"}));
         const ProgramRun gone = cli(upload);
         QVERIFY2(gone.exitCode == 3 &&
-                     gone.err.contains("kestro-cli: the device Support/COM5 -> " + pulled.slavePath() +
-                                       " went away during the command"),
+                     gone.err.contains("kestro-cli: the device Support/COM5 -> " +
+                                       pulled.slavePath() + " went away during the command"),
                  qPrintable(gone.err));
         QCOMPARE(content(), before);
         // Plugged in again: the same stable name, another pty behind it.

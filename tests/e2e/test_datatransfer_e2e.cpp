@@ -73,7 +73,8 @@ private slots:
     void uploadDownloadRoundTrip()
     {
         ProgramRun r = ProgramRun::cli(kPort, {"upload", "all", path("board.sdt")});
-        QVERIFY2(r.exitCode == 0 && r.out.isEmpty(), qPrintable(r.err)); // no progress off a terminal
+        QVERIFY2(r.exitCode == 0 && r.out.isEmpty(),
+                 qPrintable(r.err)); // no progress off a terminal
         QCOMPARE(QFileInfo(path("board.sdt")).size(), 1550);
         const DataSet record = read(path("board.sdt"));
         QCOMPARE(record.Version, gProgramVersion);
@@ -94,7 +95,8 @@ private slots:
         QCOMPARE(ProgramRun::cli(kPort, {"upload", "shift", path("mixed.sdt")}).exitCode, 0);
         const DataSet mixed = read(path("mixed.sdt"));
         for (int i = 0; i <= gLastIndex; ++i)
-            QCOMPARE(mixed.Value[i], (dataGroupOf(i) == DataGroup::SetupData ? record : sent).Value[i]);
+            QCOMPARE(mixed.Value[i],
+                     (dataGroupOf(i) == DataGroup::SetupData ? record : sent).Value[i]);
     }
 
     // On a faulty line every byte that changed beyond the registers the
@@ -106,19 +108,24 @@ private slots:
         QTest::addColumn<QString>("fault");
         QTest::addColumn<QString>("meant"); // empty: the file's group
         QTest::addColumn<int>("failures");  // -1: any number
-        const QString write = "write W1092 777", board = "board --set-clock";
-        QTest::newRow("write, first high echo wrong") << write << "--wrong-echo-at 4" << "W1092" << -1;
-        QTest::newRow("write, second high echo wrong") << write << "--wrong-echo-at 7" << "W1092" << -1;
-        QTest::newRow("write, byte misheard") << write << "--misheard-every 5" << "W1092" << -1;
-        QTest::newRow("download, echoes wrong") << "download setup @" << "--wrong-echo-every 4" << "" << 0;
-        QTest::newRow("download, garbage") << "download setup @" << "--garbage-every 3" << "" << 17;
-        QTest::newRow("download all, echoes wrong") << "download all @" << "--wrong-echo-every 7" << "" << -1;
-        QTest::newRow("download all, misheard") << "download all @" << "--misheard-every 11" << "" << -1;
-        QTest::newRow("clock, misheard") << board << "--misheard-every 7"
-                                         << "B43008 B43010 B43012 B43015 B43016 B43017" << -1;
-        QTest::newRow("faults and address, garbage")
-            << "board --reset-faults --address 5" << "--garbage-every 13"
-            << "B8176 B8177 B8178 B8179 B8180" << -1;
+        struct Case {
+            const char *name, *command, *fault, *meant;
+            int failures;
+        };
+        const char *clock = "B43008 B43010 B43012 B43015 B43016 B43017";
+        for (const Case &c : std::initializer_list<Case>{
+                 {"write, first echo wrong", "write W1092 777", "--wrong-echo-at 4", "W1092", -1},
+                 {"write, second echo wrong", "write W1092 777", "--wrong-echo-at 7", "W1092", -1},
+                 {"write, byte misheard", "write W1092 777", "--misheard-every 5", "W1092", -1},
+                 {"download, echoes wrong", "download setup @", "--wrong-echo-every 4", "", 0},
+                 {"download, garbage", "download setup @", "--garbage-every 3", "", 17},
+                 {"download all, echoes wrong", "download all @", "--wrong-echo-every 7", "", -1},
+                 {"download all, misheard", "download all @", "--misheard-every 11", "", -1},
+                 {"clock, misheard", "board --set-clock", "--misheard-every 7", clock, -1},
+                 {"faults and address, garbage", "board --reset-faults --address 5",
+                  "--garbage-every 13", "B8176 B8177 B8178 B8179 B8180", -1}})
+            QTest::newRow(c.name) << QString(c.command) << QString(c.fault) << QString(c.meant)
+                                  << c.failures;
     }
     void faultyLine()
     {
@@ -139,7 +146,8 @@ private slots:
         QCOMPARE(sim.command("snapshot"), QStringLiteral("ok"));
         const ProgramRun r = ProgramRun::cli(74, args);
         const QStringList failed = named(r.err, "not written");
-        const QSet<int> told = bytesOf(failed + named(r.err, "may have changed") + named(r.err, "failed"));
+        const QSet<int> told =
+            bytesOf(failed + named(r.err, "may have changed") + named(r.err, "failed"));
         const QSet<int> written = bytesOf(registers);
         static const QRegularExpression item(QStringLiteral("B(\\d+):\\d+>\\d+"));
         for (auto it = item.globalMatch(sim.command("changes")); it.hasNext();) {

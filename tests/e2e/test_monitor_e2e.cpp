@@ -43,7 +43,8 @@ class TestMonitorE2e : public QObject
     void settle(int ms)
     {
         waitFor([] { return false; }, ms);
-        m_log += QString::fromUtf8(m_monitor.readAllStandardError() + m_monitor.readAllStandardOutput());
+        m_log +=
+            QString::fromUtf8(m_monitor.readAllStandardError() + m_monitor.readAllStandardOutput());
     }
     void sim(const QString &line) { QCOMPARE(m_sim.command(line), QStringLiteral("ok")); }
     QByteArray lastStatus() const
@@ -61,13 +62,17 @@ private slots:
         const QString config = m_dir.filePath("l7.conf");
         QFile f(config);
         QVERIFY(f.open(QIODevice::WriteOnly));
-        f.write(QStringLiteral("# line 7\nline = L7\nusername = %1\npassword = %2\ndatabase = %3\npoll-ms = 200\n")
-                    .arg(kUser, kPassword, m_dir.filePath("history.sqlite"))
-                    .toUtf8());
+        f.write(
+            QStringLiteral(
+                "# line 7\nline = L7\nusername = %1\npassword = %2\ndatabase = %3\npoll-ms = 200\n")
+                .arg(kUser, kPassword, m_dir.filePath("history.sqlite"))
+                .toUtf8());
         f.close();
         f.setPermissions(QFile::ReadOwner | QFile::WriteOwner);
-        ProgramRun::start(m_monitor, "kestro-cli", {"monitor", "--port", QString::number(kPort),
-                                                    "--mqtt", m_broker.url(), "--config", config});
+        ProgramRun::start(m_monitor, "kestro-cli",
+                          {"monitor", "--port", QString::number(kPort), "--mqtt",
+                           QStringLiteral("mqtt://127.0.0.1:%1").arg(m_broker.port()), "--config",
+                           config});
         QVERIFY(m_monitor.waitForStarted(5000));
         // The broker comes up after the monitor, as after a power cut.
         QTest::qWait(1500);
@@ -105,8 +110,11 @@ private slots:
         sim("set W1130 777");
         sim("set F137 1");
         sim("set F137 0");
-        QVERIFY(waitFor([&] { return !events("fault", faults).isEmpty() && !events("shift", shifts).isEmpty(); },
-                        10000));
+        QVERIFY(waitFor(
+            [&] {
+                return !events("fault", faults).isEmpty() && !events("shift", shifts).isEmpty();
+            },
+            10000));
         settle(1500);
         const auto fault = events("fault", faults);
         QCOMPARE(fault.size(), 1);
@@ -161,8 +169,11 @@ private slots:
         QVERIFY(waitFor([&] { return lastStatus() == "board lost"; }, 20000));
         sim("silent off");
         QVERIFY(waitFor([&] { return lastStatus() == "online"; }, 40000));
-        QVERIFY(waitFor([&] { return !events("state").isEmpty() && events("state").last()[u"online"].toBool(); },
-                        10000));
+        QVERIFY(waitFor(
+            [&] {
+                return !events("state").isEmpty() && events("state").last()[u"online"].toBool();
+            },
+            10000));
         QList<bool> link;
         for (const QJsonObject &event : events("fault", before))
             if (event[u"kind"].toString() == u"link")

@@ -50,8 +50,9 @@ class TestProgramE2E : public QObject
     {
         QByteArray out;
         for (int i = 0; i < count; ++i)
-            out.append(char(sim.command(QStringLiteral("get %1H").arg(address + i, 4, 16, QLatin1Char('0')))
-                                 .toInt()));
+            out.append(char(
+                sim.command(QStringLiteral("get %1H").arg(address + i, 4, 16, QLatin1Char('0')))
+                    .toInt()));
         return out;
     }
     ProgramRun cli(BoardSimProcess &sim, const QStringList &args, const QStringList &options = {})
@@ -74,7 +75,8 @@ private slots:
                  qPrintable(down.err));
         QCOMPARE(m_sim.command("program"), QStringLiteral("records 2048 last BFF0H"));
         for (int at : {0x4000, 0xBFF0})
-            QCOMPARE(boardBytes(m_sim, at, 16), imageBytes(m_dir.filePath("down/SAMPLE.hex"), at, 16));
+            QCOMPARE(boardBytes(m_sim, at, 16),
+                     imageBytes(m_dir.filePath("down/SAMPLE.hex"), at, 16));
         QCOMPARE(boardBytes(m_sim, 0xEFF0, 8), QByteArray("KSTDEMO1"));
         QCOMPARE(m_sim.command("get B8181"), QStringLiteral("86"));
         QCOMPARE(contentOf(m_dir.filePath("down/SAMPLE.hex")), hex); // never changes a file
@@ -86,7 +88,8 @@ private slots:
         QCOMPARE(up.exitCode, 0);
         QVERIFY(up.err.contains("Program Upload Complete!"));
         QCOMPARE(contentOf(m_dir.filePath("back/BACK.hex")), hex);
-        QCOMPARE(contentOf(m_dir.filePath("back/BACK.rev")), contentOf(m_dir.filePath("down/SAMPLE.rev")));
+        QCOMPARE(contentOf(m_dir.filePath("back/BACK.rev")),
+                 contentOf(m_dir.filePath("down/SAMPLE.rev")));
         QCOMPARE(QDir(m_dir.filePath("back")).entryList(QDir::Files).size(), 3);
     }
 
@@ -98,10 +101,14 @@ private slots:
         QTest::addColumn<QString>("message");
         QTest::addColumn<QString>("where");
         QTest::newRow("wrong sum on record 50") << "--program-wrong-sum=50"
-            << "Checksum Error, Program Download Halted!" << "records 50 last 4310H";
+                                                << "Checksum Error, Program Download Halted!"
+                                                << "records 50 last 4310H";
         QTest::newRow("silent on record 5") << "--program-silent=5"
-            << "Checksum Error, Program Download Halted!" << "records 5 last 4040H";
-        QTest::newRow("device lost") << "--close-after=3000" << "was lost at record" << "";
+                                            << "Checksum Error, Program Download Halted!"
+                                            << "records 5 last 4040H";
+        QTest::newRow("device lost") << "--close-after=3000"
+                                     << "was lost at record"
+                                     << "";
     }
     void boardFaultsStopTheDownload()
     {

@@ -3,8 +3,8 @@
 #include "comm/commsettings.h"
 
 #include <QDir>
-#include <QFileInfo>
 #include <QFile>
+#include <QFileInfo>
 #include <QProcess>
 #include <QProcessEnvironment>
 #include <QString>
@@ -33,7 +33,8 @@ public:
     // Makes DIR/Support/COMn point at the simulator's pty.
     bool linkAsPort(const QString &programDir, int portNumber) const
     {
-        const QString link = QDir(programDir).filePath(QStringLiteral("Support/COM%1").arg(portNumber));
+        const QString link =
+            QDir(programDir).filePath(QStringLiteral("Support/COM%1").arg(portNumber));
         QDir().mkpath(QFileInfo(link).path());
         QFile::remove(link);
         return QFile::link(m_slavePath, link);

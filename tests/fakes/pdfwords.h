@@ -34,7 +34,8 @@ struct PdfWords {
         static const QRegularExpression tag(
             QStringLiteral("<page |<word xMin=\"([0-9.]+)\" yMin=\"([0-9.]+)\" xMax=\"([0-9.]+)\" "
                            "yMax=\"([0-9.]+)\">([^<]*)</word>"));
-        for (auto it = tag.globalMatch(QString::fromUtf8(p.readAllStandardOutput())); it.hasNext();) {
+        for (auto it = tag.globalMatch(QString::fromUtf8(p.readAllStandardOutput()));
+             it.hasNext();) {
             const auto m = it.next();
             if (m.captured(0).startsWith(QLatin1String("<page")))
                 ++result.pageCount;
