@@ -35,9 +35,9 @@ class TestMonitorE2e : public QObject
             out.append(QJsonDocument::fromJson(m.payload).object());
         return out;
     }
-    static bool waitFor(const std::function<bool()> &done, int ms)
+    bool waitFor(const std::function<bool()> &done, int ms)
     {
-        return MqttSubscriber::waitFor(done, ms);
+        return m_sub.waitFor([&](const auto &) { return done(); }, ms);
     }
     // Lets time pass so late duplicates would have arrived.
     void settle(int ms)
@@ -70,9 +70,8 @@ private slots:
         f.close();
         f.setPermissions(QFile::ReadOwner | QFile::WriteOwner);
         ProgramRun::start(m_monitor, "kestro-cli",
-                          {"monitor", "--port", QString::number(kPort), "--mqtt",
-                           QStringLiteral("mqtt://127.0.0.1:%1").arg(m_broker.port()), "--config",
-                           config});
+                          {"monitor", "--port", QString::number(kPort), "--mqtt", m_broker.url(),
+                           "--config", config});
         QVERIFY(m_monitor.waitForStarted(5000));
         // The broker comes up after the monitor, as after a power cut.
         QTest::qWait(1500);
@@ -93,7 +92,7 @@ private slots:
         QVERIFY(waitFor([&] { return !events("state").isEmpty(); }, 10000));
         MqttSubscriber late; // handed the retained state
         QVERIFY(late.start(m_broker.port(), "late", kUser, kPassword, topic("state")));
-        QVERIFY(waitFor([&] { return !late.messages().isEmpty(); }, 10000));
+        QVERIFY(late.waitFor([](const auto &m) { return !m.isEmpty(); }, 10000));
         QVERIFY(late.messages().first().retained);
         const QJsonObject state = QJsonDocument::fromJson(late.messages().first().payload).object();
         QCOMPARE(state[u"online"].toBool(), true);

@@ -75,6 +75,7 @@ public:
             m_port = probe.serverPort();
         return m_port;
     }
+    QString url() { return QStringLiteral("mqtt://127.0.0.1:%1").arg(port()); }
 
 private:
     QProcess m_process;
@@ -92,13 +93,11 @@ public:
         bool retained;
     };
 
-    ~MqttSubscriber()
+    ~MqttSubscriber() // each call takes a null handle when start() never ran
     {
-        if (m_mosq) {
-            mosquitto_disconnect(m_mosq);
-            mosquitto_loop_stop(m_mosq, false);
-            mosquitto_destroy(m_mosq);
-        }
+        mosquitto_disconnect(m_mosq);
+        mosquitto_loop_stop(m_mosq, false);
+        mosquitto_destroy(m_mosq);
     }
 
     bool start(int port, const QString &id, const QString &user, const QString &password,
@@ -137,13 +136,13 @@ public:
         return out;
     }
 
-    // Waits until the condition holds; false at the time-out.
-    static bool waitFor(const std::function<bool()> &condition, int timeoutMs)
+    // Waits until the messages satisfy the condition; false at the time-out.
+    bool waitFor(const std::function<bool(const QList<Message> &)> &condition, int timeoutMs)
     {
-        for (QDeadlineTimer deadline(timeoutMs); !deadline.hasExpired() && !condition();
+        for (QDeadlineTimer deadline(timeoutMs); !deadline.hasExpired() && !condition(messages());
              QThread::msleep(50))
             QCoreApplication::processEvents(QEventLoop::AllEvents, 50);
-        return condition();
+        return condition(messages());
     }
 
 private:
