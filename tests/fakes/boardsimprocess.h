@@ -4,6 +4,7 @@
 
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QProcess>
 #include <QProcessEnvironment>
 #include <QString>
@@ -17,30 +18,24 @@ public:
 
     static QString binDir()
     {
-        const QString fromEnv =
-            QProcessEnvironment::systemEnvironment().value(QStringLiteral("KESTRO_BIN_DIR"));
-        return fromEnv.isEmpty() ? QStringLiteral(".") : fromEnv;
+        const QString dir = qEnvironmentVariable("KESTRO_BIN_DIR");
+        return dir.isEmpty() ? QStringLiteral(".") : dir;
     }
 
     // Starts the simulator and waits for the pty path it prints first.
     bool start(const QStringList &args)
     {
-        m_process.setProgram(QDir(binDir()).filePath(QStringLiteral("kestro-boardsim")));
-        m_process.setArguments(args);
-        m_process.setProcessChannelMode(QProcess::SeparateChannels);
-        m_process.start();
-        if (!m_process.waitForStarted(5000))
-            return false;
-        m_slavePath = readLine(5000);
+        m_process.start(QDir(binDir()).filePath(QStringLiteral("kestro-boardsim")), args);
+        m_slavePath = m_process.waitForStarted(5000) ? readLine(5000) : QString();
         return m_slavePath.startsWith(QLatin1Char('/'));
     }
 
     // Makes DIR/Support/COMn point at the simulator's pty.
     bool linkAsPort(const QString &programDir, int portNumber) const
     {
-        const QString support = QDir(programDir).filePath(QStringLiteral("Support"));
-        QDir().mkpath(support);
-        const QString link = QDir(support).filePath(QStringLiteral("COM%1").arg(portNumber));
+        const QString link =
+            QDir(programDir).filePath(QStringLiteral("Support/COM%1").arg(portNumber));
+        QDir().mkpath(QFileInfo(link).path());
         QFile::remove(link);
         return QFile::link(m_slavePath, link);
     }
@@ -55,13 +50,6 @@ public:
         return !CommSettings::write(QDir(programDir).filePath(QStringLiteral("Support/RSPort.cfg")),
                                     settings, CommSettings::LineStyle::Compact) &&
                linkAsPort(programDir, portNumber);
-    }
-
-    // Removes port n's link from the build folder, where the command-line
-    // tests point it.
-    static void unlinkPort(int portNumber)
-    {
-        QFile::remove(QDir(binDir()).filePath(QStringLiteral("Support/COM%1").arg(portNumber)));
     }
 
     // One line on the simulator's command stream, and its one-line answer.
@@ -84,27 +72,22 @@ public:
     {
         if (m_process.state() != QProcess::NotRunning) {
             m_process.write("quit\n");
-            if (!m_process.waitForFinished(2000)) {
+            if (!m_process.waitForFinished(2000))
                 m_process.kill();
-                m_process.waitForFinished(2000);
-            }
+            m_process.waitForFinished(2000);
         }
-        if (m_cliPort > 0) {
-            unlinkPort(m_cliPort);
-            m_cliPort = 0;
-        }
+        if (m_cliPort > 0)
+            QFile::remove(QDir(binDir()).filePath(QStringLiteral("Support/COM%1").arg(m_cliPort)));
+        m_cliPort = 0;
     }
 
-    bool running() const { return m_process.state() == QProcess::Running; }
     QString slavePath() const { return m_slavePath; }
     QProcess &process() { return m_process; }
 
 private:
     QString readLine(int timeoutMs)
     {
-        while (!m_process.canReadLine()) {
-            if (!m_process.waitForReadyRead(timeoutMs))
-                return {};
+        while (!m_process.canReadLine() && m_process.waitForReadyRead(timeoutMs)) {
         }
         return QString::fromUtf8(m_process.readLine()).trimmed();
     }

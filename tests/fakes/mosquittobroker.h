@@ -28,7 +28,6 @@ public:
 
     bool start(const QString &folder, const QString &user, const QString &password)
     {
-        m_folder = folder;
         if (port() == 0)
             return false;
         const QString passwords = QDir(folder).filePath(QStringLiteral("passwd"));
@@ -38,8 +37,7 @@ public:
                 {QStringLiteral("-b"), QStringLiteral("-c"), passwords, user, password}) != 0)
             return false;
         QFile conf(QDir(folder).filePath(QStringLiteral("mosquitto.conf")));
-        if (!conf.open(QIODevice::WriteOnly))
-            return false;
+        conf.open(QIODevice::WriteOnly); // if not, the broker never listens
         // Started by root it would become the user "mosquitto", who may not
         // read the test's folder.
         const passwd *me = ::getpwuid(::geteuid());
@@ -50,49 +48,37 @@ public:
                        .arg(passwords, folder, QString::fromLocal8Bit(me ? me->pw_name : "root"))
                        .toUtf8());
         conf.close();
-        m_process.setProgram(QStringLiteral("/usr/sbin/mosquitto"));
-        m_process.setArguments({QStringLiteral("-c"), conf.fileName()});
-        m_process.setProcessChannelMode(QProcess::MergedChannels);
-        m_process.start();
-        if (!m_process.waitForStarted(5000))
-            return false;
+        m_process.start(QStringLiteral("/usr/sbin/mosquitto"),
+                        {QStringLiteral("-c"), conf.fileName()});
         // Listening once a connection is taken.
-        const QDeadlineTimer deadline(5000);
-        while (!deadline.hasExpired()) {
+        for (QDeadlineTimer deadline(5000); !deadline.hasExpired(); QThread::msleep(50)) {
             QTcpSocket s;
             s.connectToHost(QHostAddress::LocalHost, quint16(m_port));
             if (s.waitForConnected(200))
                 return true;
-            QThread::msleep(50);
         }
         return false;
     }
 
     void stop()
     {
-        if (m_process.state() == QProcess::NotRunning)
-            return;
         m_process.terminate();
         if (!m_process.waitForFinished(5000))
             m_process.kill();
-        m_process.waitForFinished(2000);
     }
 
     // A port that was free when first asked for, kept across restarts.
     int port()
     {
-        if (m_port == 0) {
-            QTcpServer probe;
-            if (probe.listen(QHostAddress::LocalHost, 0))
-                m_port = probe.serverPort();
-        }
+        QTcpServer probe;
+        if (m_port == 0 && probe.listen(QHostAddress::LocalHost, 0))
+            m_port = probe.serverPort();
         return m_port;
     }
     QString url() { return QStringLiteral("mqtt://127.0.0.1:%1").arg(port()); }
 
 private:
     QProcess m_process;
-    QString m_folder;
     int m_port = 0;
 };
 
@@ -107,19 +93,17 @@ public:
         bool retained;
     };
 
-    MqttSubscriber() { mosquitto_lib_init(); }
-    ~MqttSubscriber()
+    ~MqttSubscriber() // each call takes a null handle when start() never ran
     {
-        if (m_mosq) {
-            mosquitto_disconnect(m_mosq);
-            mosquitto_loop_stop(m_mosq, false);
-            mosquitto_destroy(m_mosq);
-        }
+        mosquitto_disconnect(m_mosq);
+        mosquitto_loop_stop(m_mosq, false);
+        mosquitto_destroy(m_mosq);
     }
 
     bool start(int port, const QString &id, const QString &user, const QString &password,
                const QString &filter)
     {
+        mosquitto_lib_init();
         m_filter = filter.toUtf8();
         m_mosq = mosquitto_new(id.toUtf8().constData(), false, this);
         mosquitto_username_pw_set(m_mosq, user.toUtf8().constData(), password.toUtf8().constData());
@@ -155,13 +139,9 @@ public:
     // Waits until the messages satisfy the condition; false at the time-out.
     bool waitFor(const std::function<bool(const QList<Message> &)> &condition, int timeoutMs)
     {
-        const QDeadlineTimer deadline(timeoutMs);
-        while (!deadline.hasExpired()) {
-            if (condition(messages()))
-                return true;
+        for (QDeadlineTimer deadline(timeoutMs); !deadline.hasExpired() && !condition(messages());
+             QThread::msleep(50))
             QCoreApplication::processEvents(QEventLoop::AllEvents, 50);
-            QThread::msleep(50);
-        }
         return condition(messages());
     }
 

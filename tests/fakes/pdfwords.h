@@ -10,6 +10,8 @@
 #include <QString>
 #include <QTextDocumentFragment>
 
+#include <algorithm>
+
 struct PdfWord {
     int page;                      // 1-based
     double xMin, yMin, xMax, yMax; // points from the top left of the page
@@ -29,21 +31,19 @@ struct PdfWords {
                 {QStringLiteral("-bbox"), pdfPath, QStringLiteral("-")});
         if (!p.waitForFinished(30000) || p.exitCode() != 0)
             return result;
-        const QString html = QString::fromUtf8(p.readAllStandardOutput());
         static const QRegularExpression tag(
             QStringLiteral("<page |<word xMin=\"([0-9.]+)\" yMin=\"([0-9.]+)\" xMax=\"([0-9.]+)\" "
                            "yMax=\"([0-9.]+)\">([^<]*)</word>"));
-        auto it = tag.globalMatch(html);
-        while (it.hasNext()) {
+        for (auto it = tag.globalMatch(QString::fromUtf8(p.readAllStandardOutput()));
+             it.hasNext();) {
             const auto m = it.next();
-            if (m.captured(0).startsWith(QLatin1String("<page"))) {
+            if (m.captured(0).startsWith(QLatin1String("<page")))
                 ++result.pageCount;
-                continue;
-            }
-            result.words.append({result.pageCount, m.captured(1).toDouble(),
-                                 m.captured(2).toDouble(), m.captured(3).toDouble(),
-                                 m.captured(4).toDouble(),
-                                 QTextDocumentFragment::fromHtml(m.captured(5)).toPlainText()});
+            else
+                result.words.append({result.pageCount, m.captured(1).toDouble(),
+                                     m.captured(2).toDouble(), m.captured(3).toDouble(),
+                                     m.captured(4).toDouble(),
+                                     QTextDocumentFragment::fromHtml(m.captured(5)).toPlainText()});
         }
         result.ok = true;
         return result;
@@ -69,17 +69,13 @@ struct PdfWords {
     }
     int count(const QString &text) const
     {
-        int n = 0;
-        for (const PdfWord &w : words)
-            n += w.text == text ? 1 : 0;
-        return n;
+        return int(std::count_if(words.begin(), words.end(),
+                                 [&text](const PdfWord &w) { return w.text == text; }));
     }
     // The word that follows the given one on its line.
     const PdfWord *after(const PdfWord *word) const
     {
-        for (qsizetype i = 0; i + 1 < words.size(); ++i)
-            if (&words[i] == word)
-                return &words[i + 1];
-        return nullptr;
+        const qsizetype i = word - words.constData();
+        return i >= 0 && i + 1 < words.size() ? &words[i + 1] : nullptr;
     }
 };

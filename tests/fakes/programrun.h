@@ -2,7 +2,6 @@
 
 #include "boardsimprocess.h"
 
-#include <QElapsedTimer>
 #include <QProcess>
 #include <QProcessEnvironment>
 
@@ -10,10 +9,9 @@
 // what it printed.
 struct ProgramRun {
     int exitCode = -1; // -1: crashed or killed at the time limit
-    QString out;
-    QString err;
-    qint64 ms = 0;
+    QString out, err;
 
+    // A program of the build folder, or the path given when it is absolute.
     static QString path(const QString &program)
     {
         return QDir(BoardSimProcess::binDir()).filePath(program);
@@ -34,27 +32,19 @@ struct ProgramRun {
 
     static ProgramRun finish(QProcess &p, int timeoutMs = 60000)
     {
-        QElapsedTimer timer;
-        timer.start();
         if (!p.waitForFinished(timeoutMs))
             p.kill();
-        ProgramRun r;
-        r.ms = timer.elapsed();
-        r.exitCode = p.exitStatus() == QProcess::NormalExit ? p.exitCode() : -1;
-        r.out = QString::fromUtf8(p.readAllStandardOutput());
-        r.err = QString::fromUtf8(p.readAllStandardError());
-        return r;
+        p.waitForFinished(2000);
+        return {p.exitStatus() == QProcess::NormalExit ? p.exitCode() : -1,
+                QString::fromUtf8(p.readAllStandardOutput()),
+                QString::fromUtf8(p.readAllStandardError())};
     }
 
     static ProgramRun run(const QString &program, const QStringList &args, int timeoutMs = 60000)
     {
         QProcess p;
-        QElapsedTimer timer;
-        timer.start();
         start(p, program, args);
-        ProgramRun r = finish(p, timeoutMs);
-        r.ms = timer.elapsed();
-        return r;
+        return finish(p, timeoutMs);
     }
 
     // kestro-cli on port n of the build folder.
