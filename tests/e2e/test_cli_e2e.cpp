@@ -129,7 +129,10 @@ const Row kRows[] = {
      "item 130|bad address Q12", ""},
     {"silent board, upload", "--silent", "", "upload setup @board.sdt", 3,
      "no answer from the board on|COM21 -> /dev/pts/|17 of 17 registers not read", ""},
-    {"download cut part-way", "--close-after 400", "", "download all @board.sdt", 3,
+    // A download reads the group first (for the history's old values), then writes.
+    {"download cut while reading first", "--close-after 400", "", "download all @board.sdt", 3,
+     "nothing written: the link failed while reading the board's values first", ""},
+    {"download cut part-way", "--close-after 900", "", "download all @board.sdt", 3,
      "[KESTRO] Error Processing Request\n\nProcess Not Complete|the link failed after |of 138 "
      "registers not written",
      ""},
