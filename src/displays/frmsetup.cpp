@@ -77,6 +77,7 @@ frmSetup::frmSetup(ModUtility &util, QWidget *parent) : DisplayForm(util, parent
         txtSetup[k]->setFixedWidth(
             txtSetup[k]->fontMetrics().horizontalAdvance(QStringLiteral("888888")) + 12);
         updSetup[k] = new UpDownSpinner(txtSetup[k], this);
+        updSetup[k]->setObjectName(QStringLiteral("updSetup%1").arg(k));
         updSetup[k]->setRange(params[k].Minimum, params[k].maximumFor(m_util.gData.gSpindleCount));
     }
     const std::array<QString, FieldCount> captions = {
@@ -104,10 +105,13 @@ frmSetup::frmSetup(ModUtility &util, QWidget *parent) : DisplayForm(util, parent
         if (k != 10 && k != 12)
             fieldCaption(k)->setBuddy(txtSetup[k]);
     }
-    for (int i = 0; i < 4; ++i)
+    for (int i = 0; i < 4; ++i) {
         lblDisplay[i] = valueLabel(this);
+        lblDisplay[i]->setObjectName(QStringLiteral("lblDisplay%1").arg(i));
+    }
 
     tbsSetup = new QTabBar(this);
+    tbsSetup->setObjectName(QStringLiteral("tbsSetup"));
     tbsSetup->addTab(QStringLiteral("S&peed Parameters"));
     tbsSetup->addTab(QStringLiteral("&Blow-off Parameters"));
     tbsSetup->addTab(QStringLiteral("&Machine Timing"));
@@ -167,6 +171,7 @@ frmSetup::frmSetup(ModUtility &util, QWidget *parent) : DisplayForm(util, parent
     fraTestBlowoff[0] = new QGroupBox(QStringLiteral("Test Blow-off"), fraSetup[1]);
     cmdBadCanTest[0] = new QPushButton(QStringLiteral("B&ad Can Blow-off"), fraTestBlowoff[0]);
     cmdQCTest[0] = new QPushButton(QStringLiteral("&Q.C. Can Blow-off"), fraTestBlowoff[0]);
+    cmdQCTest[0]->setObjectName(QStringLiteral("cmdQCTest0"));
     auto *test0 = new QVBoxLayout(fraTestBlowoff[0]);
     test0->addWidget(cmdBadCanTest[0]);
     test0->addWidget(cmdQCTest[0]);
@@ -188,6 +193,7 @@ frmSetup::frmSetup(ModUtility &util, QWidget *parent) : DisplayForm(util, parent
     (new QVBoxLayout(fraMachinePosition))->addWidget(lblDisplay[3]);
     fraAbsolutePosition = new QGroupBox(QStringLiteral("Absolute Position"), fraSetup[2]);
     cmdZeroResolver = new QPushButton(QStringLiteral("&Zero Resolver"), fraAbsolutePosition);
+    cmdZeroResolver->setObjectName(QStringLiteral("cmdZeroResolver"));
     auto *absolute = new QVBoxLayout(fraAbsolutePosition);
     absolute->addWidget(lblDisplay[2]);
     absolute->addWidget(cmdZeroResolver);
