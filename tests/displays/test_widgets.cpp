@@ -6,14 +6,8 @@
 #include "displays/valuelabel.h"
 #include "fakes/scriptedprompt.h"
 
-#include <QLabel>
-#include <QLineEdit>
-#include <QMdiArea>
-#include <QMdiSubWindow>
-#include <QPaintEvent>
-#include <QPushButton>
 #include <QTest>
-#include <QVBoxLayout>
+#include <QtWidgets>
 
 namespace
 {
@@ -46,35 +40,26 @@ struct Field {
     }
 };
 
-// Counts the paints and layout requests one window's widgets receive.
+// Counts the paints of one label and the layout requests of its window.
 class EventCounter final : public QObject
 {
 public:
-    EventCounter(QWidget *window, QWidget *label) : m_window(window), m_label(label)
-    {
-        qApp->installEventFilter(this);
-    }
-    ~EventCounter() override { qApp->removeEventFilter(this); }
-    int layoutRequests = 0;
-    int paints = 0;
+    QWidget *window, *label;
+    int layoutRequests = 0, paints = 0;
     QString painted;
 
-protected:
+    EventCounter(QWidget *w, QWidget *l) : window(w), label(l) { qApp->installEventFilter(this); }
+    ~EventCounter() override { qApp->removeEventFilter(this); }
     bool eventFilter(QObject *watched, QEvent *event) override
     {
-        if (!watched->isWidgetType() || static_cast<QWidget *>(watched)->window() != m_window)
-            return false;
-        layoutRequests += event->type() == QEvent::LayoutRequest;
-        if (event->type() == QEvent::Paint && watched == m_label) {
+        if (watched->isWidgetType() && static_cast<QWidget *>(watched)->window() == window)
+            layoutRequests += event->type() == QEvent::LayoutRequest;
+        if (event->type() == QEvent::Paint && watched == label) {
             ++paints;
-            painted = m_label->property("text").toString();
+            painted = label->property("text").toString();
         }
         return false;
     }
-
-private:
-    QWidget *m_window;
-    QWidget *m_label;
 };
 
 } // namespace
@@ -85,8 +70,9 @@ class TestWidgets : public QObject
 
 private slots:
     // An edit the operator had not finished goes with a focus change the
-    // program makes: the text is back, nothing written, nothing asked.
-    void programFocusChangeDropsTheEdit()
+    // program makes: the text is back, nothing written, nothing asked. A
+    // refused value keeps the field only while the operator can use it.
+    void entryField()
     {
         Field f;
         QVERIFY(QTest::qWaitForWindowActive(&f.window));
@@ -97,19 +83,13 @@ private slots:
         f.typeIn(QStringLiteral("7"));
         QTest::keyClick(f.txt, Qt::Key_Tab);
         QCOMPARE(f.accepted, QStringList{QStringLiteral("7")});
-    }
 
-    // A refused value keeps the field only while the operator can use it.
-    void refusalOfAFieldThatWentAwayReleasesIt()
-    {
-        Field f;
-        QVERIFY(QTest::qWaitForWindowActive(&f.window));
         f.typeIn(QStringLiteral("99"));
         f.prompt.onAsk = [&f](const ScriptedPrompt::Asked &) { f.txt->setEnabled(false); };
         QTest::keyClick(f.txt, Qt::Key_Tab);
         QCOMPARE(f.prompt.asked.size(), 1);
-        QVERIFY(f.accepted.isEmpty());
-        QCOMPARE(f.txt->text(), QStringLiteral("12"));
+        QCOMPARE(f.accepted.size(), 1);
+        QCOMPARE(f.txt->text(), QStringLiteral("7"));
         QVERIFY(!f.field.BeingEdited);
         QVERIFY(f.field.showValue(QStringLiteral("20")));
     }
@@ -130,9 +110,8 @@ private slots:
         QFETCH(int, interval);
         QFETCH(int, paints);
         QWidget top;
-        auto *label = new QLabel(QStringLiteral("0"));
+        auto *label = new QLabel(QStringLiteral("0"), &top);
         label->setFixedSize(120, 30);
-        (new QVBoxLayout(&top))->addWidget(label);
         top.show();
         QVERIFY(QTest::qWaitForWindowExposed(&top));
         QTest::qWait(50);
@@ -180,10 +159,6 @@ private slots:
         QCOMPARE(label->sizeHint(), hint);
         QVERIFY(label->width() >=
                 label->fontMetrics().horizontalAdvance(QStringLiteral("8,888,888,888")));
-        QFont font = label->font(); // only a new font resizes it
-        font.setPointSizeF(font.pointSizeF() * 2);
-        label->setFont(font);
-        QVERIFY(label->sizeHint().width() > hint.width());
     }
 };
 
