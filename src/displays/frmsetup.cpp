@@ -77,7 +77,6 @@ frmSetup::frmSetup(ModUtility &util, QWidget *parent) : DisplayForm(util, parent
         txtSetup[k]->setFixedWidth(
             txtSetup[k]->fontMetrics().horizontalAdvance(QStringLiteral("888888")) + 12);
         updSetup[k] = new UpDownSpinner(txtSetup[k], this);
-        updSetup[k]->setObjectName(QStringLiteral("updSetup%1").arg(k));
         updSetup[k]->setRange(params[k].Minimum, params[k].maximumFor(m_util.gData.gSpindleCount));
     }
     const std::array<QString, FieldCount> captions = {

@@ -92,6 +92,15 @@ private slots:
         QCOMPARE(f.txt->text(), QStringLiteral("7"));
         QVERIFY(!f.field.BeingEdited);
         QVERIFY(f.field.showValue(QStringLiteral("20")));
+
+        // A layout clears the mark of a field only looked at; what the cycle
+        // then shows there is what Esc brings back.
+        f.txt->setEnabled(true);
+        QTest::mouseClick(f.txt, Qt::LeftButton);
+        f.field.clearEditMark();
+        QVERIFY(f.field.showValue(QStringLiteral("30")));
+        QTest::keyClick(f.txt, Qt::Key_Escape);
+        QCOMPARE(f.txt->text(), QStringLiteral("30"));
     }
 
     // A burst of changes, each followed by a turn of the event loop: without
