@@ -144,7 +144,6 @@ private slots:
         QTRY_VERIFY_WITH_TIMEOUT(!comm->OnlineMode, 20000);
         QTRY_COMPARE(shown("lblDisplay0"), QStringLiteral("-"));
         QVERIFY(!w("cmdSingleBlowoff")->isEnabled());
-        QCOMPARE(w<QLineEdit>("txtSpindleBlowoff")->text(), QStringLiteral("-"));
         QCOMPARE(sim.command(QStringLiteral("silent off")), QStringLiteral("ok"));
     }
 
@@ -191,7 +190,6 @@ private slots:
         QTest::keyClick(txt, Qt::Key_Escape); // a second one parks the focus
         QCOMPARE(txt->text(), QStringLiteral("3"));
         QCOMPARE(focus(), w("cmdDefault"));
-        QVERIFY(prompt.asked.isEmpty());
     }
 
     // Going online shows the board's spindle number within 1 and the
@@ -333,7 +331,11 @@ private slots:
         chooseTab("tbsData", 2);
         QTRY_COMPARE(shown("lblData120"), QStringLiteral("77"));
         chooseTab("tbsData", 0);
-        QCOMPARE(w<QLineEdit>("txtSpindleTripOffset")->text(), QStringLiteral("9"));
+        auto *txt = w<QLineEdit>("txtSpindleTripOffset");
+        QTest::mouseClick(txt,
+                          Qt::LeftButton); // the board's changes wait while the operator is in it
+        QVERIFY(set("B1011=12") && waitPasses(2));
+        QCOMPARE(txt->text(), QStringLiteral("9"));
         typeIn("txtSpindleTripOffset", QStringLiteral("35"));
         QCOMPARE(get("B1011"), QStringLiteral("35"));
         QCOMPARE(data.gCurrentData.Value[0], 35);
@@ -393,7 +395,6 @@ private slots:
         QTest::qWait(300);
         QCOMPARE(form->readCount(), 0);
         QCOMPARE(shown("lblt6810State0") + shown("state3_3"), QStringLiteral("--"));
-        QVERIFY(!w("fraBMIO0")->isEnabled());
         auto &io =
             open<frmDisplayIO>(true, 0, "W100=1 W110=32768 W170=255 F18=1 F17=0 W112=640 W162=512");
         QVERIFY(waitPasses(2));

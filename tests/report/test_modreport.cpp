@@ -56,7 +56,7 @@ private slots:
     {
         DataSet data = buildDefaultData();
         data.Value[123] = 1000;
-        data.Value[137] = 7;
+        data.Value[137] = -7;
         data.Value[37] = 1234567; // current shift good cans
         data.Value[84] = 2000000; // last shift restart blow-offs
         data.Value[121] = 45678;  // lifetime count
@@ -78,7 +78,7 @@ private slots:
         }
         // Set-up values end at 5.5 inches, on their caption's line; captions
         // are numbered from one inch in. Shift counts are grouped, ending at 4.
-        for (const char *value : {"600", "1000", "7"})
+        for (const char *value : {"600", "1000", "-7"})
             QVERIFY2(near(pdf.find(QString::fromLatin1(value))->xMax, pt(5.5)), value);
         QVERIFY(near(pdf.find(QStringLiteral("Canfeed"))->yMin, pdf.find("600")->yMin));
         QVERIFY(near(pdf.find(QStringLiteral("1."))->xMin, pt(1.0)));
