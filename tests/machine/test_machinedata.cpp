@@ -268,7 +268,7 @@ private slots:
         QTest::newRow("one value more than stored")
             << patched({{990, '\x8B'}}) << MachineError::FileTooShort;
         QTest::newRow("version longer than the file")
-            << patched({{1, '\x7F'}}) << MachineError::FileTooShort;
+            << patched({{0, '\xFF'}, {1, '\xFF'}}) << MachineError::FileTooShort;
         QTest::newRow("address longer than the file")
             << patched({{982, '\xFF'}, {983, '\xFF'}}) << MachineError::FileTooShort;
     }
