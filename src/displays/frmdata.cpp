@@ -91,6 +91,7 @@ frmData::frmData(ModUtility &util, QWidget *parent) : DisplayForm(util, parent)
     for (int i = 0; i < DataCount; ++i) {
         lblDescription[i] = new QLabel(this);
         lblData[i] = countLabel(this);
+        lblData[i]->setObjectName(QStringLiteral("lblData%1").arg(i));
     }
     // Captions of the per-spindle runs and the six shift counts.
     for (int s = 1; s <= Item::MaxSpindles; ++s) {
@@ -107,6 +108,7 @@ frmData::frmData(ModUtility &util, QWidget *parent) : DisplayForm(util, parent)
         new QLabel(QStringLiteral("Spindle #1 Trip &Offset:"), this);
 
     tbsData = new QTabBar(this);
+    tbsData->setObjectName(QStringLiteral("tbsData"));
     tbsData->addTab(QStringLiteral("&Trips Per Spindle"));
     tbsData->addTab(QStringLiteral("&Current Shift"));
     tbsData->addTab(QStringLiteral("&Last Shift"));
@@ -150,6 +152,7 @@ frmData::frmData(ModUtility &util, QWidget *parent) : DisplayForm(util, parent)
 
     // Page 0: trips per spindle, the tripped spindle, the trip offset.
     txtSpindleTripOffset = new QLineEdit(this);
+    txtSpindleTripOffset->setObjectName(QStringLiteral("txtSpindleTripOffset"));
     txtSpindleTripOffset->setAlignment(Qt::AlignRight);
     txtSpindleTripOffset->setFixedWidth(
         txtSpindleTripOffset->fontMetrics().horizontalAdvance(QStringLiteral("88888")) + 12);
@@ -158,6 +161,7 @@ frmData::frmData(ModUtility &util, QWidget *parent) : DisplayForm(util, parent)
     updSpindleTripOffset->setRange(0, m_util.gData.limits().TripOffsetMaximum);
     fraSpindleTrip = new QGroupBox(QStringLiteral("Spindle Trip"), fraData[0]);
     cmdResetTrips = new QPushButton(QStringLiteral("&Reset Trips"), fraSpindleTrip);
+    cmdResetTrips->setObjectName(QStringLiteral("cmdResetTrips"));
     auto *trip = new QHBoxLayout(fraSpindleTrip);
     trip->addWidget(lblDescription[TripOffsetCaption]);
     auto *pair = new QHBoxLayout;
@@ -185,6 +189,7 @@ frmData::frmData(ModUtility &util, QWidget *parent) : DisplayForm(util, parent)
     current->addLayout(tripGrid(Item::CurShiftTripsFirst));
     fraEndofShift = new QGroupBox(QStringLiteral("End of Shift"), fraData[1]);
     cmdEndofShift = new QPushButton(QStringLiteral("T&ransfer Data"), fraEndofShift);
+    cmdEndofShift->setObjectName(QStringLiteral("cmdEndofShift"));
     auto *end = new QHBoxLayout(fraEndofShift);
     end->addWidget(cmdEndofShift);
     end->addStretch();

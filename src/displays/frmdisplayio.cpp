@@ -119,6 +119,7 @@ frmDisplayIO::frmDisplayIO(ModUtility &util, QWidget *parent) : DisplayForm(util
     auto *frames = new QHBoxLayout;
     for (int f = 0; f < 5; ++f) {
         fraBMIO[f] = new QGroupBox(allCaptions[f], this);
+        fraBMIO[f]->setObjectName(QStringLiteral("fraBMIO%1").arg(f));
         frames->addWidget(fraBMIO[f], 0, Qt::AlignTop);
     }
 
@@ -132,6 +133,7 @@ frmDisplayIO::frmDisplayIO(ModUtility &util, QWidget *parent) : DisplayForm(util
         lblt6810State[i] =
             stateLabel(i < 2 ? QStringLiteral("OFF") : QStringLiteral("0"), fraBMIO[0]);
         lblt6810State[i]->setToolTip(QLatin1String(BoardPointTable[i].stateTip));
+        lblt6810State[i]->setObjectName(QStringLiteral("lblt6810State%1").arg(i));
         board->addWidget(lblt6810[i], row, 0);
         board->addWidget(lblt6810State[i], row, 1);
         ++row;
@@ -153,6 +155,7 @@ frmDisplayIO::frmDisplayIO(ModUtility &util, QWidget *parent) : DisplayForm(util
             QLabel *point = new QLabel(pointCaption(g, b), frame);
             point->setToolTip(QLatin1String(Descriptions[g][b]));
             ValueLabel *state = stateLabel(QStringLiteral("OFF"), frame);
+            state->setObjectName(QStringLiteral("state%1_%2").arg(g).arg(b));
             if (g == 0)
                 state->setToolTip(bitAddress(0, b));
             groupPoints(g)[b] = point;

@@ -62,6 +62,7 @@ frmMain::frmMain(ModUtility &util, QWidget *parent) : DisplayForm(util, parent)
     for (int i = 0; i < 6; ++i) {
         fraDisplay[i] = new QGroupBox(PanelCaptions[i], this);
         lblDisplay[i] = makeValueLabel(fraDisplay[i]);
+        lblDisplay[i]->setObjectName(QStringLiteral("lblDisplay%1").arg(i));
         auto *box = new QVBoxLayout(fraDisplay[i]);
         box->addWidget(lblDisplay[i]);
         panels->addWidget(fraDisplay[i], i / 3, i % 3);
@@ -116,6 +117,14 @@ frmMain::frmMain(ModUtility &util, QWidget *parent) : DisplayForm(util, parent)
     auto *layout = new QVBoxLayout(this);
     layout->addLayout(panels);
     layout->addLayout(lower, 1);
+
+    txtMessageDisplay->setObjectName(QStringLiteral("txtMessageDisplay"));
+    txtSpindleBlowoff->setObjectName(QStringLiteral("txtSpindleBlowoff"));
+    updSpindleNumber->setObjectName(QStringLiteral("updSpindleNumber"));
+    cmdSingleBlowoff->setObjectName(QStringLiteral("cmdSingleBlowoff"));
+    cmdBlanketBlowoff->setObjectName(QStringLiteral("cmdBlanketBlowoff"));
+    cmdMandrelBlowoff->setObjectName(QStringLiteral("cmdMandrelBlowoff"));
+    cmdBadCanBlowoff->setObjectName(QStringLiteral("cmdBadCanBlowoff"));
 
     // Tab order: the spindle number, its commands, the bad can test.
     setTabOrder(txtSpindleBlowoff, cmdSingleBlowoff);

@@ -104,10 +104,13 @@ frmSetup::frmSetup(ModUtility &util, QWidget *parent) : DisplayForm(util, parent
         if (k != 10 && k != 12)
             fieldCaption(k)->setBuddy(txtSetup[k]);
     }
-    for (int i = 0; i < 4; ++i)
+    for (int i = 0; i < 4; ++i) {
         lblDisplay[i] = valueLabel(this);
+        lblDisplay[i]->setObjectName(QStringLiteral("lblDisplay%1").arg(i));
+    }
 
     tbsSetup = new QTabBar(this);
+    tbsSetup->setObjectName(QStringLiteral("tbsSetup"));
     tbsSetup->addTab(QStringLiteral("S&peed Parameters"));
     tbsSetup->addTab(QStringLiteral("&Blow-off Parameters"));
     tbsSetup->addTab(QStringLiteral("&Machine Timing"));
@@ -167,6 +170,7 @@ frmSetup::frmSetup(ModUtility &util, QWidget *parent) : DisplayForm(util, parent
     fraTestBlowoff[0] = new QGroupBox(QStringLiteral("Test Blow-off"), fraSetup[1]);
     cmdBadCanTest[0] = new QPushButton(QStringLiteral("B&ad Can Blow-off"), fraTestBlowoff[0]);
     cmdQCTest[0] = new QPushButton(QStringLiteral("&Q.C. Can Blow-off"), fraTestBlowoff[0]);
+    cmdQCTest[0]->setObjectName(QStringLiteral("cmdQCTest0"));
     auto *test0 = new QVBoxLayout(fraTestBlowoff[0]);
     test0->addWidget(cmdBadCanTest[0]);
     test0->addWidget(cmdQCTest[0]);
@@ -188,6 +192,7 @@ frmSetup::frmSetup(ModUtility &util, QWidget *parent) : DisplayForm(util, parent
     (new QVBoxLayout(fraMachinePosition))->addWidget(lblDisplay[3]);
     fraAbsolutePosition = new QGroupBox(QStringLiteral("Absolute Position"), fraSetup[2]);
     cmdZeroResolver = new QPushButton(QStringLiteral("&Zero Resolver"), fraAbsolutePosition);
+    cmdZeroResolver->setObjectName(QStringLiteral("cmdZeroResolver"));
     auto *absolute = new QVBoxLayout(fraAbsolutePosition);
     absolute->addWidget(lblDisplay[2]);
     absolute->addWidget(cmdZeroResolver);

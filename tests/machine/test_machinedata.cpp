@@ -1,373 +1,357 @@
 #include "machine/machinedata.h"
-#include "machine/registermap.h"
+#include "machine/sdtfile.h"
 #include "machine/setupparameters.h"
+#include "machine/shiftexport.h"
 #include "machine/valuetext.h"
 
+#include <QCryptographicHash>
+#include <QDir>
+#include <QFile>
+#include <QTemporaryDir>
 #include <QTest>
+
+namespace
+{
+
+QByteArray readAll(const QString &path)
+{
+    QFile f(path);
+    return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
+}
+
+bool writeAll(const QString &path, const QByteArray &bytes)
+{
+    QFile f(path);
+    return f.open(QIODevice::WriteOnly | QIODevice::Truncate) && f.write(bytes) == bytes.size();
+}
+
+QByteArray defaultImage()
+{
+    QByteArray bytes;
+    encodeSetupRecord(buildDefaultData(), bytes);
+    return bytes;
+}
+
+// Extremes of every kind: negative and the largest values, an empty address,
+// one longer than the others, a Latin-1 version, lists of unequal length.
+DataSet sampleData()
+{
+    DataSet d = buildDefaultData();
+    for (int i = 0; i <= gLastIndex; ++i)
+        d.Value[i] = (i % 3 == 0 ? -1 : 1) * (i * 104729 + 17);
+    d.Value[5] = std::numeric_limits<qint32>::min();
+    d.Value << 655359999;
+    d.Address[7] = QString();
+    d.Address[8] = QStringLiteral("B1016.0");
+    d.Version = QStringLiteral("Version \u00e9\u00ff");
+    return d;
+}
+
+} // namespace
 
 class TestMachineData : public QObject
 {
     Q_OBJECT
 
+    QTemporaryDir m_dir;
+    QString path(const QString &name) const { return m_dir.filePath(name); }
+    QStringList files() const { return QDir(m_dir.path()).entryList(QDir::Files | QDir::Hidden); }
+
 private slots:
-    void defaultAddresses_data();
-    void defaultAddresses();
-    void defaultAddressListIsComplete();
-    void defaultValues();
-    void setupParameterTable();
-    void startUpState();
-    void groupOrder();
-    void spindleLimits_data();
-    void spindleLimits();
-    void unsavedChanges();
-    void resetToDefaults();
-    void applyShortFile();
-    void applyLongFile();
-    void itemNames();
-    void roundedTextValue_data();
-    void roundedTextValue();
-    void recordsDoNotShareLists();
+    void init() { QVERIFY(QDir(m_dir.path()).removeRecursively() && QDir().mkpath(m_dir.path())); }
+    void spindleLimits_data()
+    {
+        // The trip offset goes up to most - 1, the Q.C. port shift and spindle to most.
+        QTest::addColumn<int>("spindles");
+        QTest::addColumn<int>("most");
+        QTest::newRow("never online") << 0 << 24;
+        QTest::newRow("24") << 24 << 24;
+        QTest::newRow("25") << 25 << 36;
+    }
+    void spindleLimits()
+    {
+        QFETCH(int, spindles);
+        QFETCH(int, most);
+        MachineData m;
+        m.gSpindleCount = spindles;
+        const SpindleLimits l = m.limits();
+        QCOMPARE(QList<int>({l.TripOffsetMinimum, l.TripOffsetMaximum, l.QCPortShiftMinimum,
+                             l.QCPortShiftMaximum, l.QCSpindleMinimum, l.QCSpindleMaximum}),
+                 QList<int>({0, most - 1, 1, most, 1, most}));
+        QCOMPARE(setupParameterForIndex(Item::QCPortShiftOffset)->maximumFor(spindles), most);
+    }
+    void unsavedChanges()
+    {
+        MachineData m;
+        QCOMPARE(m.gCurrentData, buildDefaultData());
+        QVERIFY(!m.hasUnsavedChanges());
+        m.gCurrentData.Address[5] = QStringLiteral("W9999"); // addresses are not compared
+        QVERIFY(!m.hasUnsavedChanges());
+        // The first and the last index both count; the defaults stay apart.
+        for (int i : {0, gLastIndex}) {
+            m.gCurrentData.Value[i] = 3;
+            QVERIFY(m.hasUnsavedChanges());
+            QCOMPARE(m.gDefaultData.Value[i], buildDefaultData().Value[i]);
+            m.gCurrentData.Value[i] = m.gSavedData.Value[i];
+        }
+        QVERIFY(!m.hasUnsavedChanges());
+        // Another version tag is a change, whatever the snapshot's tag says.
+        m.gCurrentData.Version = m.gSavedData.Version = QStringLiteral("KESTRO_R2.1.2");
+        QVERIFY(m.hasUnsavedChanges());
+        m.gCurrentData.Version = gProgramVersion;
+        QVERIFY(!m.hasUnsavedChanges());
+        m.gSavedData.Value[60] = -1; // a change in the snapshot is a change too
+        QVERIFY(m.hasUnsavedChanges());
+        m.resetToDefaults();
+        QCOMPARE(m.gSavedData, m.gDefaultData);
+        QVERIFY(!m.hasUnsavedChanges());
+    }
+    void applyLoadedFile_data()
+    {
+        QTest::addColumn<int>("items");
+        QTest::addColumn<QString>("version");
+        QTest::addColumn<bool>("unsaved"); // data from another version asks to be saved
+        QTest::newRow("short") << 101 << gProgramVersion << false;
+        QTest::newRow("long, other version") << 141 << "OTHER_1.0" << true;
+    }
+    void applyLoadedFile()
+    {
+        QFETCH(int, items);
+        QFETCH(QString, version);
+        QFETCH(bool, unsaved);
+        MachineData m;
+        m.gFileData.Version = version;
+        for (int i = 0; i < items; ++i) {
+            m.gFileData.Address << QStringLiteral("A%1").arg(i);
+            m.gFileData.Value << i * 7 - 50;
+        }
+        m.gFileData.Value << 1; // the two lists are each made to fit
+        m.applyLoadedFile();
+        QCOMPARE(m.gCurrentData.Version, version);
+        QCOMPARE(m.gCurrentData.Address.size(), gLastIndex + 1);
+        QCOMPARE(m.gCurrentData.Value.size(), gLastIndex + 1);
+        for (int i = 0; i <= gLastIndex; ++i) {
+            QCOMPARE(m.gCurrentData.Address[i], i < items ? u'A' + QString::number(i) : QString());
+            QCOMPARE(m.gCurrentData.Value[i], i < items ? i * 7 - 50 : i == items ? 1 : 0);
+        }
+        QCOMPARE(m.hasUnsavedChanges(), unsaved);
+        for (int outside : {-1, gLastIndex + 1})
+            QVERIFY(defaultAddress(outside).isEmpty() && itemName(outside).isEmpty());
+    }
+    // A register's text rounded to a value, and a typed entry accepted as a
+    // whole number between minimum and 999 (-99: refused).
+    void numberTexts_data()
+    {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<int>("minimum");
+        QTest::addColumn<int>("rounded");
+        QTest::addColumn<int>("whole");
+        QTest::newRow("blanks around") << " 7 " << 0 << 7 << 7;
+        QTest::newRow("minus, none allowed") << "-12" << 0 << -12 << -99;
+        QTest::newRow("minus allowed") << "-3" << -10 << -3 << -3;
+        QTest::newRow("empty") << "" << 0 << 0 << -99;
+        QTest::newRow("trailing text") << "42 cans" << 0 << 42 << -99;
+        QTest::newRow("half down to even") << "2.5" << 0 << 2 << -99;
+        QTest::newRow("half up to even") << "3.5" << 0 << 4 << -99;
+        QTest::newRow("exponent") << "1e1" << 0 << 1 << -99;
+        QTest::newRow("largest") << "999" << 0 << 999 << 999;
+        QTest::newRow("above range") << "1000" << 0 << 1000 << -99;
+        QTest::newRow("beyond 32 bits") << "99999999999" << 0 << 2147483647 << -99;
+        QTest::newRow("beyond 32 bits negative") << "-99999999999" << -10 << -2147483647 - 1 << -99;
+        QTest::newRow("20 digits") << "99999999999999999999" << 0 << 2147483647 << -99;
+    }
+    void numberTexts()
+    {
+        QFETCH(QString, text);
+        QFETCH(int, minimum);
+        QFETCH(int, rounded);
+        QFETCH(int, whole);
+        QCOMPARE(roundedTextValue(text), rounded);
+        qint64 read = -99;
+        QCOMPARE(wholeNumberIn(text, minimum, 999, &read), whole != -99);
+        QCOMPARE(read, qint64(whole));
+    }
+    void uploadTimeHasTheGeneralDateForm()
+    {
+        // Date and time with the seconds, in the user's short date order.
+        QLocale::setDefault(QLocale(QLocale::English, QLocale::UnitedStates));
+        const QString text = uploadTimeText(QDateTime(QDate(2024, 3, 14), QTime(22, 7, 5)));
+        QVERIFY2(text.startsWith(QStringLiteral("3/14/2024 10:07:05")) && text.endsWith(u"PM"),
+                 qPrintable(text));
+        QLocale::setDefault(QLocale(QLocale::German, QLocale::Germany));
+        QCOMPARE(uploadTimeText(QDateTime(QDate(2024, 3, 4), QTime(9, 7, 5))),
+                 QStringLiteral("04.03.2024 09:07:05"));
+        QLocale::setDefault(QLocale::system());
+    }
+    void shiftExportFile()
+    {
+        // Each item carries its own index plus 1000 (40 is negative), so a line
+        // shows which item it came from; over an older, longer file.
+        DataSet d = buildDefaultData();
+        for (int i = 0; i <= gLastIndex; ++i)
+            d.Value[i] = 1000 + i;
+        d.Value[40] = -12;
+        const QByteArray legend = "(Good Can, Total Blow-off, Misloads, Manual Blow-offs, QC "
+                                  "Blow-offs, Restart Blow-off)\r\n";
+        const auto values = [&](int first, int last) {
+            QByteArray b;
+            for (int i = first; i <= last; ++i)
+                b += (i == 40 ? QByteArray("-12") : " " + QByteArray::number(1000 + i)) + "\r\n";
+            return b;
+        };
+        const QByteArray expected =
+            "Ligne\xc3\xa9.sdt\r\nDate: 3/14/2024\r\n \r\nCurrent Shift Data:\r\n" + legend +
+            values(37, 42) + " \r\nCurrent Shift Trips per Spindle:\r\n" + values(43, 78) +
+            " \r\nLast Shift Data:\r\n" + legend + values(79, 84) +
+            " \r\nLast Shift Trips per Spindle\r\n" + values(85, 120);
+        QVERIFY(writeAll(path("shift.txt"), QByteArray(20000, 'z')));
+        QCOMPARE(writeShiftExport(path("shift.txt"), d, QStringLiteral("Ligne\u00e9.sdt"),
+                                  QStringLiteral("3/14/2024")),
+                 MachineError::None);
+        QCOMPARE(readAll(path("shift.txt")), expected);
+        QVERIFY(shiftExportLines(d, QString(), QString()).startsWith(QStringLiteral("untitled")));
+        QCOMPARE(writeShiftExport(path("missing/shift.txt"), d, QString(), QString()),
+                 MachineError::FileWriteFailed);
+    }
+    void defaultFileByteForByte()
+    {
+        // The file every installation writes for the defaults; another
+        // installation reads it, so not a byte may move.
+        const QByteArray bytes = defaultImage();
+        QCOMPARE(QCryptographicHash::hash(bytes, QCryptographicHash::Sha1).toHex(),
+                 QByteArray("46e4c078d01405c7bea0c616f3367e25cb2790f0"));
+    }
+    void roundTrip()
+    {
+        const DataSet d = sampleData();
+        QCOMPARE(writeSetupFile(path("s.sdt"), d), MachineError::None);
+        DataSet back;
+        QCOMPARE(readSetupFile(path("s.sdt"), back), MachineError::None);
+        QCOMPARE(back, d);
+        QCOMPARE(readAll(path("s.sdt")).mid(2, 10), QByteArray("Version \xe9\xff"));
+    }
+    void decoderTolerates()
+    {
+        // A lower bound other than 0 and bytes after the record.
+        QByteArray bytes = defaultImage() + QByteArray(300, '\xAB');
+        bytes[21] = 1;
+        DataSet back;
+        qsizetype used = 0;
+        QCOMPARE(decodeSetupRecord(bytes, back, &used), MachineError::None);
+        QCOMPARE(used, 1550);
+        QCOMPARE(back, buildDefaultData());
+        // An array without dimensions is empty.
+        bytes = QByteArray::fromHex("0100") + "V" +
+                QByteArray::fromHex("0000 0100 01000000 00000000 2A000000");
+        QCOMPARE(decodeSetupRecord(bytes, back), MachineError::None);
+        QVERIFY(back.Address.isEmpty());
+        QCOMPARE(back.Value, QList<qint32>{42});
+    }
+    void damagedFilesChangeNothing_data()
+    {
+        QTest::addColumn<QByteArray>("bytes");
+        QTest::addColumn<MachineError>("error");
+        const QByteArray golden = defaultImage();
+        const auto patched = [&](std::initializer_list<std::pair<int, char>> changes) {
+            QByteArray b = golden;
+            for (auto [at, value] : changes)
+                b[at] = value;
+            return b;
+        };
+        QTest::newRow("empty") << QByteArray() << MachineError::FileTooShort;
+        QTest::newRow("two-dimensional addresses")
+            << patched({{15, 2}}) << MachineError::FileDamaged;
+        QTest::newRow("three-dimensional values")
+            << patched({{988, 3}}) << MachineError::FileDamaged;
+        QTest::newRow("address count beyond the file")
+            << patched({{20, '\xFF'}}) << MachineError::FileTooShort;
+        QTest::newRow("one value more than stored")
+            << patched({{990, '\x8B'}}) << MachineError::FileTooShort;
+        QTest::newRow("version longer than the file")
+            << patched({{0, '\xFF'}, {1, '\xFF'}}) << MachineError::FileTooShort;
+        QTest::newRow("address longer than the file")
+            << patched({{982, '\xFF'}, {983, '\xFF'}}) << MachineError::FileTooShort;
+    }
+    void damagedFilesChangeNothing()
+    {
+        QFETCH(QByteArray, bytes);
+        QFETCH(MachineError, error);
+        MachineData m;
+        m.gFileData = sampleData();
+        const MachineData before = m;
+        QVERIFY(writeAll(path("bad.sdt"), bytes));
+        QCOMPARE(m.readFile(path("bad.sdt")), error);
+        QCOMPARE(m.gFileData, before.gFileData);
+        QCOMPARE(m.gCurrentData, before.gCurrentData);
+        QVERIFY(!machineErrorText(error).isEmpty());
+    }
+    void cutOrMissingFiles()
+    {
+        // Every shorter cut of a good record is refused and leaves the output alone.
+        const QByteArray golden = defaultImage();
+        for (qsizetype length = 0; length < golden.size(); ++length) {
+            DataSet out = sampleData();
+            QCOMPARE(decodeSetupRecord(golden.left(length), out), MachineError::FileTooShort);
+            QCOMPARE(out, sampleData());
+        }
+        MachineData m;
+        QCOMPARE(m.readFile(path("none.sdt")), MachineError::FileNotFound);
+        QVERIFY(QDir(m_dir.path()).mkdir("folder.sdt"));
+        QCOMPARE(m.readFile(path("folder.sdt")), MachineError::FileOpenFailed);
+    }
+    void saveRetagsAndMakesTheSnapshot()
+    {
+        MachineData m;
+        QVERIFY(writeAll(path("Line3.sdt"), QByteArray(40, 'x'))); // a shorter file is replaced
+        m.gCurrentData.Version = QStringLiteral("OLD");
+        m.gCurrentData.Value[40] = 5;
+        QCOMPARE(m.saveFile(path("Line3.sdt")), MachineError::None);
+        QCOMPARE(m.gCurrentData.Version, gProgramVersion);
+        QCOMPARE(m.gSavedData, m.gCurrentData);
+        QVERIFY(!m.hasUnsavedChanges());
+        QCOMPARE(files(), QStringList{"Line3.sdt"}); // nothing else left in the folder
+
+        MachineData other;
+        QCOMPARE(other.readFile(path("Line3.sdt")), MachineError::None);
+        other.applyLoadedFile();
+        QCOMPARE(other.gCurrentData, m.gCurrentData);
+        QVERIFY(!other.hasUnsavedChanges());
+    }
+    void saveOverALongerFileKeepsItsTail()
+    {
+        QByteArray old(2100, '\0');
+        for (int i = 0; i < old.size(); ++i)
+            old[i] = char(i * 31 + 7);
+        QVERIFY(writeAll(path("long.sdt"), old));
+        QCOMPARE(writeSetupFile(path("long.sdt"), buildDefaultData()), MachineError::None);
+        QCOMPARE(readAll(path("long.sdt")), defaultImage() + old.mid(1550));
+    }
+    void failedSavesChangeNothing()
+    {
+        MachineData m;
+        m.gCurrentData.Value[122] = 700;
+        m.gCurrentData.Version = QStringLiteral("OLD");
+        const MachineData before = m;
+        QVERIFY(writeAll(path("locked.sdt"), "old"));
+        QVERIFY(QFile::setPermissions(path("locked.sdt"), QFileDevice::ReadOwner));
+        QCOMPARE(m.saveFile(path("locked.sdt")), MachineError::FileReadOnly);
+        QCOMPARE(readAll(path("locked.sdt")), QByteArray("old"));
+        QFile::setPermissions(path("locked.sdt"), QFileDevice::ReadOwner | QFileDevice::WriteOwner);
+        QCOMPARE(m.saveFile(path("no/such/folder/x.sdt")), MachineError::FileWriteFailed);
+        QVERIFY(QDir(m_dir.path()).mkdir("folder.sdt"));
+        QCOMPARE(m.saveFile(path("folder.sdt")), MachineError::FileWriteFailed);
+        QCOMPARE(m.gCurrentData, before.gCurrentData);
+        QCOMPARE(m.gSavedData, before.gSavedData);
+
+        DataSet d = buildDefaultData();
+        d.Address[3] = QString(70000, u'W');
+        QByteArray bytes("untouched");
+        QCOMPARE(encodeSetupRecord(d, bytes), MachineError::TextTooLong);
+        QCOMPARE(bytes, QByteArray("untouched"));
+        QCOMPARE(writeSetupFile(path("long-text.sdt"), d), MachineError::TextTooLong);
+        QCOMPARE(files(), QStringList{"locked.sdt"});
+    }
 };
-
-void TestMachineData::defaultAddresses_data()
-{
-    QTest::addColumn<int>("index");
-    QTest::addColumn<QString>("address");
-    QTest::newRow("0") << 0 << "B1011";
-    QTest::newRow("1") << 1 << "W1020";
-    QTest::newRow("36") << 36 << "W1090";
-    QTest::newRow("37") << 37 << "D1100";
-    QTest::newRow("39") << 39 << "D1108";
-    QTest::newRow("40") << 40 << "D1116";
-    QTest::newRow("42") << 42 << "D1112";
-    QTest::newRow("43") << 43 << "W1124";
-    QTest::newRow("78") << 78 << "W1194";
-    QTest::newRow("79") << 79 << "D1200";
-    QTest::newRow("84") << 84 << "D1212";
-    QTest::newRow("85") << 85 << "W1224";
-    QTest::newRow("120") << 120 << "W1294";
-    QTest::newRow("121") << 121 << "D1304";
-    QTest::newRow("122") << 122 << "W1092";
-    QTest::newRow("125") << 125 << "W1004";
-    QTest::newRow("130") << 130 << "B1010";
-    QTest::newRow("131") << 131 << "B1006";
-    QTest::newRow("134") << 134 << "B1009";
-    QTest::newRow("135") << 135 << "W830";
-    QTest::newRow("137") << 137 << "W834";
-}
-
-void TestMachineData::defaultAddresses()
-{
-    QFETCH(int, index);
-    QFETCH(QString, address);
-    const DataSet data = buildDefaultData();
-    QCOMPARE(data.Address.at(index), address);
-    QCOMPARE(defaultAddress(index), address);
-}
-
-void TestMachineData::defaultAddressListIsComplete()
-{
-    const DataSet data = buildDefaultData();
-    QCOMPARE(data.Address.size(), 138);
-    QCOMPARE(data.Value.size(), 138);
-    QCOMPARE(data.Version, QStringLiteral("KESTRO_R2.1.3"));
-    // Every address is distinct, and all but three are five characters long
-    // (the record's file size depends on that).
-    QSet<QString> seen;
-    int fourCharacter = 0;
-    for (const QString &a : data.Address) {
-        QVERIFY2(!seen.contains(a), qPrintable(a));
-        seen.insert(a);
-        if (a.size() == 4)
-            ++fourCharacter;
-        else
-            QCOMPARE(a.size(), 5);
-    }
-    QCOMPARE(fourCharacter, 3);
-    // The per-spindle runs are consecutive even words.
-    for (int s = 1; s <= 36; ++s) {
-        QCOMPARE(data.Address[Item::tripsPerSpindle(s)], QString("W%1").arg(1018 + 2 * s));
-        QCOMPARE(data.Address[Item::curShiftTrips(s)], QString("W%1").arg(1122 + 2 * s));
-        QCOMPARE(data.Address[Item::lastShiftTrips(s)], QString("W%1").arg(1222 + 2 * s));
-    }
-    const QStringList counts = {"D1100", "D1104", "D1108", "D1116", "D1120", "D1112"};
-    const QStringList lastCounts = {"D1200", "D1204", "D1208", "D1216", "D1220", "D1212"};
-    QCOMPARE(data.Address.mid(37, 6), counts);
-    QCOMPARE(data.Address.mid(79, 6), lastCounts);
-    const QStringList setup = {"W1092", "W1094", "W1096", "W1004", "B1003", "B1000",
-                               "B1001", "B1002", "B1010", "B1006", "B1007", "B1008",
-                               "B1009", "W830",  "W832",  "W834"};
-    QCOMPARE(data.Address.mid(122), setup);
-    QVERIFY(defaultAddress(-1).isEmpty());
-    QVERIFY(defaultAddress(138).isEmpty());
-}
-
-void TestMachineData::defaultValues()
-{
-    const DataSet data = buildDefaultData();
-    for (int i = 0; i <= 121; ++i)
-        QCOMPARE(data.Value[i], 0);
-    const QList<qint32> defaults = {600, 1000, 380, 32, 1,  12,  0,   0,
-                                    1,   15,   28,  15, 28, 180, 185, 0};
-    QCOMPARE(data.Value.mid(122), defaults);
-}
-
-void TestMachineData::setupParameterTable()
-{
-    const auto params = setupParameters();
-    QCOMPARE(params.size(), size_t(16));
-    struct Expected {
-        const char *name;
-        qint32 min, max;
-        const char *caption;
-    };
-    const Expected expected[16] = {
-        {"CanfeedEnableLowSpeed", 0, 1999, "&Canfeed Enable Low Speed:"},
-        {"CanfeedEnableHighSpeed", 0, 1999, "C&anfeed Enable High Speed:"},
-        {"ApplRollSpeedCalibrate", 0, 500,
-         "Applicator &Roll Speed Calibrate: (Roll RPM at 10VDC) "},
-        {"PinChainBlowoffPins", 0, 999, "&Number of Pins to Pin Chain Blow-off Port:"},
-        {"MisloadBlowoffCans", 1, 5, "N&umber of Cans to Blow-off for Each Mis-load:"},
-        {"InfeedOpenBlowoffCans", 0, 255, "Numb&er of Cans to Blow-off at Infeed Open:"},
-        {"Appl1RestartBlowoffCans", 0, 255,
-         "Number of Cans to Blow-off from Appl. No.&1 at Restart:"},
-        {"Appl2RestartBlowoffCans", 0, 255,
-         "Number of Cans to Blow-off from Appl. No.&2 at Restart:"},
-        {"QCPortShiftOffset", 1, 24, "Q.C. Can Blow-off Port Shift &Offset:"},
-        {"BadCanSolenoidOnTime", 5, 50, "Bad &Can Blow-off Solenoid:"},
-        {"BadCanSolenoidOffTime", 5, 50, "Bad &Can Blow-off Solenoid:"},
-        {"QCSolenoidOnTime", 5, 50, "Q.C. Blow-off So&lenoid:"},
-        {"QCSolenoidOffTime", 5, 50, "Q.C. Blow-off So&lenoid:"},
-        {"BadCanBlowoffOnPosition", 0, 359, "Bad Can B&low-off \"ON\" Position (degrees):"},
-        {"QCBlowoffOnPosition", 0, 359, "Q.&C. Blow-off \"ON\" Position (degrees):"},
-        {"CanGateOnPosition", 0, 359, "Can &Gate Timing \"ON\" Position (degrees):"},
-    };
-    for (int k = 0; k < 16; ++k) {
-        const SetupParameter &p = params[k];
-        QCOMPARE(p.Field, k);
-        QCOMPARE(p.Index, 122 + k);
-        QCOMPARE(QString(p.Name), QString::fromLatin1(expected[k].name));
-        QCOMPARE(p.Minimum, expected[k].min);
-        QCOMPARE(p.Maximum, expected[k].max);
-        QCOMPARE(QString(p.Caption), QString::fromLatin1(expected[k].caption));
-        QVERIFY(p.Default >= p.Minimum && p.Default <= p.Maximum);
-        QCOMPARE(setupParameterForIndex(122 + k), &p);
-        QCOMPARE(p.maximumFor(0), p.Maximum);
-    }
-    QCOMPARE(QString(params[9].Column), QStringLiteral("ON (msec)"));
-    QCOMPARE(QString(params[12].Column), QStringLiteral("OFF (msec)"));
-    QVERIFY(params[0].Unit.isEmpty());
-    QCOMPARE(params[8].maximumFor(24), 24);
-    QCOMPARE(params[8].maximumFor(36), 36);
-    QCOMPARE(params[9].maximumFor(36), 50);
-    QCOMPARE(setupParameterForIndex(121), nullptr);
-    QCOMPARE(setupParameterForIndex(138), nullptr);
-}
-
-void TestMachineData::startUpState()
-{
-    const MachineData m;
-    QCOMPARE(m.gCurrentData, m.gDefaultData);
-    QCOMPARE(m.gSavedData, m.gDefaultData);
-    QCOMPARE(m.gDefaultData, buildDefaultData());
-    QCOMPARE(m.gSpindleCount, 0);
-    QVERIFY(!m.hasUnsavedChanges());
-}
-
-void TestMachineData::groupOrder()
-{
-    QList<int> setup = {0};
-    for (int i = 122; i <= 137; ++i)
-        setup << i;
-    QCOMPARE(dataGroupIndexes(DataGroup::SetupData), setup);
-
-    const QList<int> shift = dataGroupIndexes(DataGroup::ShiftData);
-    QCOMPARE(shift.size(), 121);
-    QCOMPARE(shift.first(), 1);
-    QCOMPARE(shift.last(), 121);
-    QVERIFY(std::is_sorted(shift.begin(), shift.end()));
-
-    const QList<int> all = dataGroupIndexes(DataGroup::All);
-    QCOMPARE(all.size(), 138);
-    for (int i = 0; i < 138; ++i)
-        QCOMPARE(all[i], i);
-
-    QCOMPARE(dataGroupName(DataGroup::SetupData), QStringLiteral("Set-up Data"));
-    QCOMPARE(dataGroupName(DataGroup::ShiftData), QStringLiteral("Shift Data"));
-    QCOMPARE(dataGroupOf(0), DataGroup::SetupData);
-    QCOMPARE(dataGroupOf(1), DataGroup::ShiftData);
-    QCOMPARE(dataGroupOf(121), DataGroup::ShiftData);
-    QCOMPARE(dataGroupOf(122), DataGroup::SetupData);
-}
-
-void TestMachineData::spindleLimits_data()
-{
-    QTest::addColumn<int>("spindles");
-    QTest::addColumn<int>("tripOffsetMax");
-    QTest::addColumn<int>("portShiftMax");
-    QTest::addColumn<int>("qcSpindleMax");
-    QTest::newRow("never online") << 0 << 23 << 24 << 24;
-    QTest::newRow("24") << 24 << 23 << 24 << 24;
-    QTest::newRow("25") << 25 << 35 << 36 << 36;
-    QTest::newRow("36") << 36 << 35 << 36 << 36;
-}
-
-void TestMachineData::spindleLimits()
-{
-    QFETCH(int, spindles);
-    QFETCH(int, tripOffsetMax);
-    QFETCH(int, portShiftMax);
-    QFETCH(int, qcSpindleMax);
-    MachineData m;
-    m.gSpindleCount = spindles;
-    const SpindleLimits l = m.limits();
-    QCOMPARE(l.TripOffsetMinimum, 0);
-    QCOMPARE(l.TripOffsetMaximum, tripOffsetMax);
-    QCOMPARE(l.QCPortShiftMinimum, 1);
-    QCOMPARE(l.QCPortShiftMaximum, portShiftMax);
-    QCOMPARE(l.QCSpindleMinimum, 1);
-    QCOMPARE(l.QCSpindleMaximum, qcSpindleMax);
-    QCOMPARE(setupParameterForIndex(Item::QCPortShiftOffset)->maximumFor(spindles), portShiftMax);
-}
-
-void TestMachineData::unsavedChanges()
-{
-    MachineData m;
-    QVERIFY(!m.hasUnsavedChanges());
-
-    // Addresses are not compared.
-    m.gCurrentData.Address[5] = QStringLiteral("W9999");
-    QVERIFY(!m.hasUnsavedChanges());
-
-    // The first and the last index both count.
-    m.gCurrentData.Value[0] = 3;
-    QVERIFY(m.hasUnsavedChanges());
-    m.gCurrentData.Value[0] = 0;
-    QVERIFY(!m.hasUnsavedChanges());
-    m.gCurrentData.Value[137] = 90;
-    QVERIFY(m.hasUnsavedChanges());
-    m.gCurrentData.Value[137] = 0;
-
-    // Equal values but another version tag: changed, in both directions of
-    // the comparison (the snapshot's tag is not what is compared).
-    m.gCurrentData.Version = QStringLiteral("KESTRO_R2.1.2");
-    QVERIFY(m.hasUnsavedChanges());
-    m.gSavedData.Version = QStringLiteral("KESTRO_R2.1.2");
-    QVERIFY(m.hasUnsavedChanges());
-    m.gCurrentData.Version = gProgramVersion;
-    QVERIFY(!m.hasUnsavedChanges());
-
-    // A change in the snapshot is a change too.
-    m.gSavedData.Value[60] = -1;
-    QVERIFY(m.hasUnsavedChanges());
-}
-
-void TestMachineData::resetToDefaults()
-{
-    MachineData m;
-    m.gCurrentData.Value[127] = 15;
-    m.gCurrentData.Address[127] = QStringLiteral("B9");
-    m.gCurrentData.Version = QStringLiteral("old");
-    m.resetToDefaults();
-    QCOMPARE(m.gCurrentData, m.gDefaultData);
-    QCOMPARE(m.gSavedData, m.gDefaultData);
-    QVERIFY(!m.hasUnsavedChanges());
-}
-
-void TestMachineData::applyShortFile()
-{
-    MachineData m;
-    DataSet file;
-    file.Version = QStringLiteral("KESTRO_R2.1.3");
-    for (int i = 0; i <= 100; ++i) {
-        file.Address << QStringLiteral("A%1").arg(i);
-        file.Value << i * 7 - 50;
-    }
-    m.gFileData = file;
-    m.applyLoadedFile();
-    QCOMPARE(m.gCurrentData.Address.size(), 138);
-    QCOMPARE(m.gCurrentData.Value.size(), 138);
-    for (int i = 0; i <= 100; ++i) {
-        QCOMPARE(m.gCurrentData.Address[i], QStringLiteral("A%1").arg(i));
-        QCOMPARE(m.gCurrentData.Value[i], i * 7 - 50);
-    }
-    for (int i = 101; i <= 137; ++i) {
-        QVERIFY(m.gCurrentData.Address[i].isEmpty());
-        QCOMPARE(m.gCurrentData.Value[i], 0);
-    }
-    QCOMPARE(m.gSavedData, m.gCurrentData);
-    QCOMPARE(m.gFileData, m.gCurrentData);
-    QVERIFY(!m.hasUnsavedChanges());
-}
-
-void TestMachineData::applyLongFile()
-{
-    MachineData m;
-    DataSet file = buildDefaultData();
-    file.Version = QStringLiteral("OTHER_1.0");
-    file.Address << QStringLiteral("W2000") << QStringLiteral("W2002");
-    file.Value << 11 << 12;
-    // Lists of different lengths are each made to fit.
-    file.Value << 13;
-    m.gFileData = file;
-    m.applyLoadedFile();
-    QCOMPARE(m.gCurrentData.Address, buildDefaultData().Address);
-    QCOMPARE(m.gCurrentData.Value, buildDefaultData().Value);
-    QCOMPARE(m.gCurrentData.Version, QStringLiteral("OTHER_1.0"));
-    // Data from another version asks to be saved until it is saved once.
-    QVERIFY(m.hasUnsavedChanges());
-}
-
-void TestMachineData::itemNames()
-{
-    QCOMPARE(itemName(0), QStringLiteral("SpindleTripOffset"));
-    QCOMPARE(itemName(1), QStringLiteral("TripsPerSpindle(1)"));
-    QCOMPARE(itemName(36), QStringLiteral("TripsPerSpindle(36)"));
-    QCOMPARE(itemName(42), QStringLiteral("CurShiftRestartBlowoffs"));
-    QCOMPARE(itemName(43), QStringLiteral("CurShiftTrips(1)"));
-    QCOMPARE(itemName(81), QStringLiteral("LastShiftBadCanBlowoffs"));
-    QCOMPARE(itemName(120), QStringLiteral("LastShiftTrips(36)"));
-    QCOMPARE(itemName(121), QStringLiteral("LifetimeCanCount"));
-    QCOMPARE(itemName(130), QStringLiteral("QCPortShiftOffset"));
-    QCOMPARE(itemName(137), QStringLiteral("CanGateOnPosition"));
-    QVERIFY(itemName(138).isEmpty());
-}
-
-void TestMachineData::roundedTextValue_data()
-{
-    QTest::addColumn<QString>("text");
-    QTest::addColumn<int>("value");
-    QTest::newRow("plain") << "600" << 600;
-    QTest::newRow("blank first") << " 600" << 600;
-    QTest::newRow("negative") << "-12" << -12;
-    QTest::newRow("empty") << "" << 0;
-    QTest::newRow("not a number") << "abc" << 0;
-    QTest::newRow("trailing text") << "42 cans" << 42;
-    QTest::newRow("half down to even") << "2.5" << 2;
-    QTest::newRow("half up to even") << "3.5" << 4;
-    QTest::newRow("above half") << "2.51" << 3;
-    QTest::newRow("negative half") << "-2.5" << -2;
-    QTest::newRow("largest double register") << "655359999" << 655359999;
-    QTest::newRow("beyond 32 bits") << "99999999999" << 2147483647;
-    QTest::newRow("beyond 32 bits negative") << "-99999999999" << -2147483647 - 1;
-}
-
-void TestMachineData::roundedTextValue()
-{
-    QFETCH(QString, text);
-    QFETCH(int, value);
-    QCOMPARE(::roundedTextValue(text), value);
-}
-
-void TestMachineData::recordsDoNotShareLists()
-{
-    MachineData m;
-    m.gCurrentData.Value[10] = 77;
-    m.gCurrentData.Address[10] = QStringLiteral("X");
-    QCOMPARE(m.gDefaultData.Value[10], 0);
-    QCOMPARE(m.gSavedData.Value[10], 0);
-    QCOMPARE(m.gDefaultData.Address[10], QStringLiteral("W1038"));
-}
 
 QTEST_GUILESS_MAIN(TestMachineData)
 #include "test_machinedata.moc"
