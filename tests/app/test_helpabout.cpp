@@ -1,9 +1,11 @@
-// Help Topics from the shown main window: the help document at its contents,
-// search, and a missing help file named.
+// Help Topics and About from the shown main window: the help document at its
+// contents, search, a missing help file named, and About's system information.
 
+#include "app/frmabout.h"
 #include "app/frmhelp.h"
 #include "appharness.h"
 
+#include <QPlainTextEdit>
 #include <QPushButton>
 #include <QTextBrowser>
 #include <QToolButton>
@@ -54,6 +56,31 @@ private slots:
         QTest::keyClicks(help->txtSearch, QStringLiteral("no such words anywhere"));
         QVERIFY(!help->findNext());
         QCOMPARE(h.prompt.asked.size(), 1);
+    }
+
+    // System Info lists the serial devices; with no device folder it says so.
+    void systemInformation()
+    {
+        AppHarness h;
+        QVERIFY(h.start() && h.show());
+        QTemporaryDir dev;
+        QFile device(dev.filePath(QStringLiteral("ttyUSB0")));
+        QVERIFY(device.open(QIODevice::WriteOnly));
+        device.close();
+        QVERIFY(chooseMenu(h.w(), {"mnuHelp", "mnuHelpAbout"}));
+        auto *about = h.w().findChild<frmAbout *>();
+        QVERIFY(about && QTest::qWaitForWindowExposed(about));
+        for (const QString &folder : {dev.filePath(QStringLiteral("none")), dev.path()}) {
+            about->DeviceFolder = folder;
+            QTest::mouseClick(about->cmdSysInfo, Qt::LeftButton);
+        }
+        QCOMPARE(h.prompt.asked.size(), 1);
+        auto *info = about->findChild<QPlainTextEdit *>(QStringLiteral("txtSysInfo"));
+        QVERIFY(info && QTest::qWaitForWindowExposed(info->window()));
+        QVERIFY(info->toPlainText().contains(QStringLiteral("ttyUSB0")));
+        QPointer<frmAbout> guard(about);
+        QTest::mouseClick(about->cmdOk, Qt::LeftButton);
+        QTRY_VERIFY(!guard);
     }
 };
 

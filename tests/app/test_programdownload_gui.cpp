@@ -41,7 +41,6 @@ private slots:
             linkHeldAtEnd = h.comm->linkBusy();
         };
         QVERIFY(chooseMenu(h.w(), {"mnuFile", "mnuFileDownloadProgram"}));
-        QCOMPARE(h.dialogs.asked[0].filter, QStringLiteral("Pradex Files(*.pdx)|*.pdx|"));
         QCOMPARE(h.w().gProgramFilePath, pdx);
         QCOMPARE(h.prompt.asked[1].title, QStringLiteral("Program Download - [KSTDEMO1]"));
         QCOMPARE(h.prompt.asked.last().text, QStringLiteral("Program Download Complete!"));
