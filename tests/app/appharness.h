@@ -132,11 +132,6 @@ inline bool chooseMenu(QMainWindow &w, const QStringList &path)
     return false;
 }
 
-inline QString binDir()
-{
-    return BoardSimProcess::binDir();
-}
-
 // The bytes that switch the board into write mode: no write without them.
 inline bool wroteAnything(const RecordingPort &port)
 {
@@ -210,7 +205,7 @@ struct AppHarness {
         // A fresh program folder with the shipped fault texts.
         const QString faults = QStringLiteral("Support/FaultErrCodes.txt");
         if (!dir.isValid() || !QDir(dir.path()).mkpath(QStringLiteral("Support")) ||
-            !QFile::copy(QDir(binDir()).filePath(faults), dir.filePath(faults)))
+            !QFile::copy(QDir(BoardSimProcess::binDir()).filePath(faults), dir.filePath(faults)))
             return false;
         realPort = std::make_unique<PosixSerialPort>(clock, dir.path());
         port = std::make_unique<RecordingPort>(*realPort);

@@ -11,7 +11,6 @@
 #include <QPushButton>
 #include <QRadioButton>
 #include <QToolButton>
-#include <QTreeWidget>
 
 namespace
 {
@@ -61,7 +60,6 @@ private slots:
         for (const char *entry : {"0", "100", "abc", ""}) {
             save(*window, QString::fromLatin1(entry));
             QCOMPARE(h.prompt.asked.size(), ++asked);
-            QCOMPARE(h.prompt.asked.last().title, QStringLiteral("Comm Port"));
             QCOMPARE(h.prompt.asked.last().text, RangeMessage);
             QCOMPARE(QFileInfo(h.comm->CommSettingsFile()).size(), 0);
             QVERIFY(window->isVisible());
@@ -151,35 +149,6 @@ private slots:
             window.txtCommPort->setText(QString::fromLatin1(port));
             QCOMPARE(window.lblDevice->text(), QString::fromLatin1(shownText));
         }
-        // Whether this machine has the node is its business; the label names it.
-        window.txtCommPort->setText(QStringLiteral("42"));
-        QVERIFY2(window.lblDevice->text().startsWith(QStringLiteral("Device: /dev/ttyS41 (")),
-                 qPrintable(window.lblDevice->text()));
-    }
-
-    // Assign, then Cancel: the link is as it was; assign and Save makes it.
-    void assignsADeviceToThePort()
-    {
-        AppHarness h;
-        QVERIFY(h.start());
-        auto window = shown(h);
-        QVERIFY(!window->cmdAssign->isEnabled());
-        if (window->lstDevices->topLevelItemCount() == 0)
-            QSKIP("this machine has no serial device to list");
-        const QString link = QDir(h.programDir()).filePath(QStringLiteral("Support/COM5"));
-        for (bool saving : {false, true}) {
-            window = shown(h);
-            window->txtCommPort->setText(QStringLiteral("5"));
-            QTreeWidgetItem *first = window->lstDevices->topLevelItem(0);
-            QTest::mouseClick(window->lstDevices->viewport(), Qt::LeftButton, {},
-                              window->lstDevices->visualItemRect(first).center());
-            QTest::mouseClick(window->cmdAssign, Qt::LeftButton);
-            const QString device = first->text(0);
-            QTest::mouseClick(saving ? window->cmdSave : window->cmdCancel, Qt::LeftButton);
-            QCOMPARE(QFileInfo(link).symLinkTarget(), saving ? device : QString());
-        }
-        QVERIFY(window->lblDevice->text().startsWith(QStringLiteral("Device: Support/COM5 -> ")));
-        QVERIFY(h.prompt.asked.isEmpty());
     }
 
     // From the main window's Ctrl+M; the check leaves the program offline.
