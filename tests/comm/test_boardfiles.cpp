@@ -1,6 +1,5 @@
 // The support files the link and the target board window read: code lists,
 // revision files, project files, and the fault registers they explain.
-#include "comm/projectfile.h"
 #include "comm/recordfile.h"
 #include "comm/targetboardfacts.h"
 #include "fakes/fakelink.h"
@@ -96,24 +95,6 @@ private slots:
         QVERIFY(link.prompt.asked[0].text.startsWith(QStringLiteral("Error Number = 75\r\n\r\n")));
     }
 
-    void faultRegisters()
-    {
-        FakeLink link;
-        link.open();
-        link.board.memory[8176] = char(0x5C);
-        link.board.memory[8159] = char(23);
-        QCOMPARE(link.comm.FaultCode(), qint16(92));
-        QCOMPARE(link.comm.FirmwareRev(), qint16(23));
-        link.board.silent = true;
-        QCOMPARE(link.comm.FaultCode(), qint16(0)); // a failed read is no fault
-        // A pass that met a comm error records a code that asks for the cable.
-        QVERIFY(TB::correctiveAction(TB::commErrorCodeText())
-                    .startsWith(QStringLiteral("Verify connection of cable")));
-        QCOMPARE(TB::correctiveAction(QStringLiteral("7B")), QStringLiteral("None"));
-        QVERIFY(
-            TB::correctiveAction(QStringLiteral("7A")).startsWith(QStringLiteral("Reset fault")));
-    }
-
     void diskIdentity_data()
     {
         QTest::addColumn<QByteArray>("content"); // null: no file
@@ -124,7 +105,6 @@ private slots:
         QTest::newRow("plain") << QByteArray("PUMPCTRL<=05\r\n") << "PUMPCTRL" << 205 << 5 << 0;
         QTest::newRow("mark hex") << QByteArray("NAME0?1:\r\n") << "NAME" << 15 << 26 << 0;
         QTest::newRow("missing") << QByteArray() << "-" << 0 << 0 << 0;
-        QTest::newRow("empty") << QByteArray("") << "-" << 0 << 0 << 0;
         QTest::newRow("short") << QByteArray("<=0\r\n") << "" << 0 << 0 << 5;
         QTest::newRow("not hex") << QByteArray("NAMEzz05\r\n") << "" << 0 << 0 << 13;
     }
@@ -145,18 +125,6 @@ private slots:
             QTEST(int(id.checksum), "checksum");
             QTEST(int(id.revision), "revision");
         }
-    }
-
-    void projectFiles()
-    {
-        write("LINE.PDX", "6LINE,1\r\n");
-        QCOMPARE(int(projectBoardType(m_dir.filePath("LINE.pdx"))), 54);
-        QCOMPARE(int(projectBoardType(m_dir.filePath("OTHER.pdx"))), 68);
-        bool empty = false;
-        QCOMPARE(int(projectBoardType(write("EMPTY.pdx", ",1\r\n"), &empty)), 0);
-        QVERIFY(empty);
-        QCOMPARE(changeExtension(m_dir.filePath("LINE.pdx"), QStringLiteral("rev")),
-                 m_dir.filePath("LINE.rev"));
     }
 };
 

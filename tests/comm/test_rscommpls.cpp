@@ -95,7 +95,6 @@ private slots:
             << 360 << 10 << 20 << "Start Position Must Not Be Greater Than 359.";
         QTest::newRow("setpoint on 360") << -1 << 360 << 10 << setpoint.arg(360);
         QTest::newRow("setpoint off 400") << -1 << 10 << 400 << setpoint.arg(400);
-        QTest::newRow("setpoint both, on first") << -1 << 365 << 400 << setpoint.arg(365);
     }
     void valueRefused()
     {
@@ -175,13 +174,6 @@ private slots:
         QVERIFY(link.comm.SetPLSOffset(1000));
         QCOMPARE(link.pls.programmed.last().bytes, bytes({0xBC, 0x02}));
         QVERIFY(link.prompt.asked.isEmpty());
-
-        QVERIFY(!link.comm.SetPLSOffset(1001));
-        link.asked(QStringLiteral("Set PLS Offset"),
-                   QStringLiteral("Desired Position cannot be greater than Scale Factor of "
-                                  "1000.\r\n\r\nPLS Offset will not be Programmed."),
-                   PromptIcon::Exclamation);
-        QCOMPARE(link.pls.programmed.size(), 2);
     }
 
     // Not ready after 3 s asks Retry/Cancel; each Retry waits 2 s more.
@@ -315,7 +307,6 @@ private slots:
         QTest::newRow("256") << big << 360;
         QTest::newRow("negative") << negative << 360;
         QTest::newRow("23 values") << QList<qint16>(23, 1) << 360;
-        QTest::newRow("25 values") << QList<qint16>(25, 1) << 360;
         QTest::newRow("scale 0") << good << 0;
     }
     void configDownloadRefusesBeforeSending()
@@ -344,18 +335,6 @@ private slots:
         QCOMPARE(link.port.sentBytes(), bytes({0xFF, 0x0C}) + QByteArray(19, char(0x55)));
         QCOMPARE(link.comm.currentMode(), qint16(0));
         QVERIFY(link.prompt.asked.isEmpty());
-
-        // Silent after five values: those five are kept, the rest are 0.
-        link.pls.silenceAfter(2 + 5);
-        link.prompt.answers = {PromptAnswer::Cancel};
-        expected = expected.mid(0, 5) + QList<qint16>(14, 0);
-        QCOMPARE(link.comm.PLSConfigUpload(&ok), expected);
-        QVERIFY(!ok);
-        QCOMPARE(link.prompt.asked.size(), 2);
-        QCOMPARE(link.prompt.asked[0].title, kLinkTitle);
-        QCOMPARE(link.prompt.asked[1].title, QStringLiteral("PLS Upload"));
-        QCOMPARE(link.prompt.asked[1].text,
-                 QStringLiteral("Not able to Upload Configuration from PLS."));
     }
 };
 
