@@ -90,6 +90,7 @@ private slots:
         QTest::newRow("K7112 Y10") << "Y10" << 50 << "B162";
         QTest::newRow("K7112 I0") << "I0" << 50 << "B192";
         QTest::newRow("K7112 I151.3") << "I151.3" << 50 << "B223.3";
+        QTest::newRow("K7112 X12 not a point") << "X12" << 50 << "X12";
         QTest::newRow("T6210 Y1") << "Y1" << 58 << "B50";
         QTest::newRow("T6212 Y21") << "Y21" << 60 << "B54";
         QTest::newRow("R5110 X20") << "X20" << 65 << "B53";

@@ -74,6 +74,8 @@ private slots:
         QVERIFY(!TB::lookUpCode(content, QStringLiteral("0B"), text));
         QVERIFY(!TB::lookUpCodeFile(m_dir.filePath("none.txt"), QStringLiteral("0A"), text));
         QCOMPARE(text, QStringLiteral("kept"));
+        // A pass that met a comm error records a code that asks for the cable.
+        QVERIFY(TB::correctiveAction(TB::commErrorCodeText()).startsWith(u"Verify connection"));
 
         FakeLink link;
         QCOMPARE(link.comm.FaultDescription(92),
@@ -105,6 +107,7 @@ private slots:
         QTest::newRow("plain") << QByteArray("PUMPCTRL<=05\r\n") << "PUMPCTRL" << 205 << 5 << 0;
         QTest::newRow("mark hex") << QByteArray("NAME0?1:\r\n") << "NAME" << 15 << 26 << 0;
         QTest::newRow("missing") << QByteArray() << "-" << 0 << 0 << 0;
+        QTest::newRow("empty") << QByteArray("") << "-" << 0 << 0 << 0;
         QTest::newRow("short") << QByteArray("<=0\r\n") << "" << 0 << 0 << 5;
         QTest::newRow("not hex") << QByteArray("NAMEzz05\r\n") << "" << 0 << 0 << 13;
     }

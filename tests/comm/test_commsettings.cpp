@@ -34,7 +34,6 @@ private slots:
         QTest::newRow("fraction") << QByteArray("7.6,9600\r\n") << 8 << 9600;
         QTest::newRow("text") << QByteArray("COM3,19200\r\n") << 1 << 19200;
         QTest::newRow("inf") << QByteArray("inf,19200\r\n") << 1 << 19200;
-        QTest::newRow("1e300") << QByteArray("1e300,19200\r\n") << 1 << 19200;
         QTest::newRow("beyond an integer") << QByteArray("40000,9600\r\n") << 1 << 9600;
         QTest::newRow("speed 1e300") << QByteArray("4,1e300\r\n") << 4 << 9600;
     }

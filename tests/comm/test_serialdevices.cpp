@@ -206,13 +206,6 @@ private slots:
         QVERIFY(state.supportWritable());
         QCOMPARE(state.settingsFile(), program.filePath(QStringLiteral("Support/RSPort.cfg")));
         QCOMPARE(state.settingsSaveFile(), program.filePath(QStringLiteral("Support/RSPort.cfg")));
-        // A copy in the user's folder does not shadow a writable program folder.
-        QDir().mkpath(config.filePath(QStringLiteral("kestro")));
-        QFile f(config.filePath(QStringLiteral("kestro/RSPort.cfg")));
-        QVERIFY(f.open(QIODevice::WriteOnly));
-        f.write("7,19200\r\n");
-        f.close();
-        QCOMPARE(state.settingsFile(), program.filePath(QStringLiteral("Support/RSPort.cfg")));
 
         QString error;
         const QString link =
@@ -274,6 +267,27 @@ private slots:
         ::chmod(QFile::encodeName(support).constData(), 0755);
         ::chmod(QFile::encodeName(program.path()).constData(), 0755);
         QCOMPARE(faults, 0);
+    }
+
+    void assignRefusesWhatCannotBeAPort_data()
+    {
+        QTest::addColumn<int>("port");
+        QTest::addColumn<QString>("device");
+        QTest::addColumn<QString>("why");
+        QTest::newRow("port 0") << 0 << "/dev/null" << "between 1 and 99";
+        QTest::newRow("no such device") << 2 << "/nonexistent" << "does not exist";
+        QTest::newRow("plain file") << 2 << "/etc/passwd" << "not a character device";
+    }
+    void assignRefusesWhatCannotBeAPort()
+    {
+        QFETCH(int, port);
+        QFETCH(QString, device);
+        QFETCH(QString, why);
+        QTemporaryDir program;
+        QString error;
+        QVERIFY(SerialDevices::assign(program.path(), port, device, error).isEmpty());
+        QVERIFY2(error.contains(why), qPrintable(error));
+        QVERIFY(QDir(program.filePath(QStringLiteral("Support"))).isEmpty());
     }
 };
 
