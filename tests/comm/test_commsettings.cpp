@@ -29,15 +29,11 @@ private slots:
         QTest::addColumn<int>("port");
         QTest::addColumn<int>("baud");
         QTest::newRow("speed as text") << QByteArray("7,fast\r\n") << 7 << 9600;
-        QTest::newRow("bad speed") << QByteArray("7,4800\r\n") << 7 << 9600;
         QTest::newRow("port 0") << QByteArray("0,19200\r\n") << 1 << 19200;
         QTest::newRow("port 150") << QByteArray("150,9600\r\n") << 99 << 9600;
-        QTest::newRow("negative") << QByteArray("-5,19200\r\n") << 1 << 19200;
         QTest::newRow("fraction") << QByteArray("7.6,9600\r\n") << 8 << 9600;
         QTest::newRow("text") << QByteArray("COM3,19200\r\n") << 1 << 19200;
         QTest::newRow("inf") << QByteArray("inf,19200\r\n") << 1 << 19200;
-        QTest::newRow("nan") << QByteArray("nan,9600\r\n") << 1 << 9600;
-        QTest::newRow("1e300") << QByteArray("1e300,19200\r\n") << 1 << 19200;
         QTest::newRow("beyond an integer") << QByteArray("40000,9600\r\n") << 1 << 9600;
         QTest::newRow("speed 1e300") << QByteArray("4,1e300\r\n") << 4 << 9600;
     }

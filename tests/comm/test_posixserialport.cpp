@@ -88,12 +88,6 @@ private slots:
         QTEST(int(port.lastError()), "error");
         QVERIFY(!port.isOpen());
         QVERIFY2(port.deviceName().contains(target), qPrintable(port.deviceName()));
-        // Open, the name is that of the device in use.
-        makePty(4);
-        QVERIFY(port.open());
-        QVERIFY2(port.deviceName().contains(QStringLiteral("/dev/pts/")) &&
-                     port.deviceName().contains(QStringLiteral("COM4")),
-                 qPrintable(port.deviceName()));
     }
 
     void exchangesBytesAndHoldsTheDeviceAlone()

@@ -192,7 +192,6 @@ const Row kRows[] = {
     {"clear a word", nullptr, "", "pls clear one", 2, "", ""},
     {"clear 256", "", "", "pls clear 256", 4, "", ""},
     {"offset negative", "", "", "pls offset -1", 4, "", ""},
-    {"limit switch busy a while", "--pls-busy-ms 1500", "", "pls clear 1", 0, "!READY", ""},
     {"limit switch stays busy", "--pls-busy-ms 5000", "", "pls setpoint 1 10 20", 3,
      "[WARNING - Communication Error!] Cannot Determine PLS READY Mode Within Target "
      "Board.|stayed busy",

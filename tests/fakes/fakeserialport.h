@@ -24,7 +24,6 @@ public:
 
     Responder responder;
     QList<Sent> sent;
-    bool failOpen = false;
     int openCount = 0;
     // Hang up after this many bytes were sent (-1: never).
     int hangUpAfter = -1;
@@ -48,10 +47,6 @@ public:
     bool open() override
     {
         ++openCount;
-        if (failOpen) {
-            m_error = SerialError::NoSuchDevice;
-            return false;
-        }
         m_open = true;
         return true;
     }
