@@ -278,16 +278,19 @@ private slots:
         QVERIFY(!QFile::exists(link.file(QStringLiteral("prog.lcf"))));
     }
 
-    // The program memory read back follows the board type.
+    // The program memory read back follows the board type. Bytes from FF00H
+    // cannot be addressed (FF is attention): each gets the one read there is,
+    // a new handshake and FF after the first.
     void uploadCoversTheBoardsProgramMemory_data()
     {
         QTest::addColumn<QByteArray>("code");
         QTest::addColumn<QByteArray>("first");
         QTest::addColumn<int>("records");
-        QTest::newRow("50") << QByteArray("2") << QByteArray(":10500000") << 0xB000 / 16;
-        QTest::newRow("51") << QByteArray("3") << QByteArray(":10200000") << 0x6000 / 16;
-        QTest::newRow("52") << QByteArray("4") << QByteArray(":10200000") << 0x2000 / 16;
-        QTest::newRow("55 has none") << QByteArray("7") << QByteArray(":00000001FF") << 0;
+        QTest::addColumn<int>("attentionReads");
+        QTest::newRow("50") << QByteArray("2") << QByteArray(":10500000") << 0xB000 / 16 << 255;
+        QTest::newRow("51") << QByteArray("3") << QByteArray(":10200000") << 0x6000 / 16 << 0;
+        QTest::newRow("52") << QByteArray("4") << QByteArray(":10200000") << 0x2000 / 16 << 0;
+        QTest::newRow("55 has none") << QByteArray("7") << QByteArray(":00000001FF") << 0 << 0;
     }
     void uploadCoversTheBoardsProgramMemory()
     {
@@ -298,6 +301,20 @@ private slots:
         QCOMPARE(lines.size(), records + 2);
         QFETCH(QByteArray, first);
         QVERIFY(lines[0].startsWith(first));
+        QFETCH(int, attentionReads);
+        QCOMPARE(link.port.sentBytes().count(QByteArray::fromHex("ff01ff")), attentionReads);
+    }
+
+    // A byte whose reads never agree ends the read-back after its sixteenth
+    // read, and no image is written.
+    void byteThatNeverAgreesFailsTheUpload()
+    {
+        ProgramLink link;
+        link.board.flickerAt = 0x4005;
+        const QList<QByteArray> lines = link.uploaded("D");
+        QCOMPARE(link.comm.programTransferFault(),
+                 QStringLiteral("reading 4005H: 16 reads did not agree"));
+        QVERIFY(!lines.first().startsWith(':'));
     }
 
     void uploadOfConfiguration()

@@ -20,6 +20,8 @@ public:
     QMap<int, EchoFault> echoFaults;
     // This many read transactions from now get a wrong echo of their high byte.
     int wrongReadEchoes = 0;
+    // A byte whose every read gives another value (a failing memory cell).
+    int flickerAt = -1;
     // Program load (mode byte 03): records LL AH AL data, each answered with
     // its sum; FF between records leaves the mode with 55. Records are
     // counted from 1; the faults below name one of them.
@@ -63,6 +65,8 @@ private:
                 return p.reply(wrongReadEchoes > 0 && wrongReadEchoes-- ? quint8(b ^ 0x5A) : b);
             }
             m_step = 0;
+            if (m_high * 256 + b == flickerAt)
+                return p.reply(quint8(m_flicker++));
             return p.reply(quint8(memory[m_high * 256 + b]));
         case Stage::Write: {
             const bool faulty = echoFaults.contains(m_echoes);
@@ -113,6 +117,7 @@ private:
     QByteArray m_record;
     int m_step = 0;
     int m_high = 0;
+    int m_flicker = 0;
     int m_low = 0;
     int m_echoes = 0;
 };
