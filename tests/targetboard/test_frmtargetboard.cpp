@@ -20,7 +20,7 @@ class TestFrmTargetBoard : public QObject
     Q_OBJECT
 
     DisplayFixture f;
-    std::unique_ptr<BoardTrace> trace;
+    BoardTrace trace{f.dir.filePath(QStringLiteral("trace.txt"))};
     std::unique_ptr<frmTargetBoard> form;
 
     // A project PUMP whose .PDX starts with the board type character; with a
@@ -67,22 +67,20 @@ class TestFrmTargetBoard : public QObject
 private slots:
     void initTestCase()
     {
-        const QString tracePath = f.dir.filePath(QStringLiteral("trace.txt"));
-        QVERIFY(f.start(71, {QStringLiteral("--trace"), tracePath}));
+        QVERIFY(
+            f.start(71, {QStringLiteral("--trace"), f.dir.filePath(QStringLiteral("trace.txt"))}));
         for (const char *name : {"FaultErrCodes.txt", "CommErrCodes.txt"}) {
             const QString file = QStringLiteral("Support/") + QLatin1String(name);
             QFile::remove(f.dir.filePath(file));
             QVERIFY(
                 QFile::copy(QDir(BoardSimProcess::binDir()).filePath(file), f.dir.filePath(file)));
         }
-        trace = std::make_unique<BoardTrace>(tracePath);
     }
-    void cleanupTestCase() { f.stop(); }
     void init()
     {
         QVERIFY(f.set("B8175=0 B8176=0 B8177=0 B8178=0 B8179=0 B8180=7"));
         QCOMPARE(f.sim.command(QStringLiteral("silent off")), QStringLiteral("ok"));
-        trace->newWrites();
+        trace.newWrites();
     }
     void cleanup()
     {
@@ -91,8 +89,7 @@ private slots:
         form.reset();
         f.prompt.asked.clear();
         f.prompt.answers.clear();
-        if (f.comm->OnlineMode)
-            f.goOffline();
+        f.goOffline();
     }
 
     // The codes with their texts, a fault raised while open, Reset Faults
@@ -122,9 +119,8 @@ private slots:
         for (int i = 0; i < 3; ++i)
             QTest::mouseClick(w.cmdResetFaults, Qt::LeftButton);
         QCOMPARE(f.prompt.asked.size(), 3);
-        QCOMPARE(trace->newWrites(), (QStringList{"B8178=0", "B8179=0", "B8177=0", "B8176=0"}));
+        QCOMPARE(trace.newWrites(), (QStringList{"B8178=0", "B8179=0", "B8177=0", "B8176=0"}));
         QTRY_VERIFY(w.firstPassCount() > passes && w.FirstPassDone);
-        QCOMPARE(w.lblTargetBoard[4]->text(), QStringLiteral("Current Comm Error: Code = 00H"));
         for (int i : {0, 1})
             QVERIFY(!w.boxText(i).isEmpty() && w.boxText(i) != boxes[i] &&
                     w.boxText(i) != codeText(true, "45"));
@@ -144,6 +140,20 @@ private slots:
         reads = w.readCount();
         QTest::qWait(300);
         QCOMPARE(w.readCount(), reads);
+    }
+
+    // A code file that is there but cannot be read fails each pass with the
+    // window's own message until it can be read.
+    void unreadableCodeFileFailsThePass()
+    {
+        const QString file = TargetBoardFacts::faultCodesFile(f.dir.path());
+        QVERIFY(QFile::rename(file, file + ".aside") && QDir().mkdir(file));
+        frmTargetBoard &w = open(project(u'D'), false);
+        const bool failed = QTest::qWaitFor([&] { return f.prompt.asked.size() >= 2; }, 15000);
+        QVERIFY(QDir().rmdir(file) && QFile::rename(file + ".aside", file) && failed);
+        QCOMPARE(f.prompt.asked[1].title + f.prompt.asked[1].text,
+                 "TargetBoard FirstPassError Number = 75\r\n\r\nPath/File access error");
+        QTRY_VERIFY_WITH_TIMEOUT(w.FirstPassDone, 15000);
     }
 
     // Silent at opening, or going silent while open: every box says so, the
@@ -166,9 +176,6 @@ private slots:
         QTRY_VERIFY_WITH_TIMEOUT(w.CommLostShown, 30000);
         for (int i : {0, 1, 3, 4, 5})
             QCOMPARE(w.boxText(i), QStringLiteral("Cannot Communicate with Target Board."));
-        QCOMPARE(w.lblTargetBoard[0]->text(),
-                 atOpening ? QStringLiteral("Current Fault:")
-                           : QStringLiteral("Current Fault: Code = 05H"));
         QVERIFY(!f.comm->OnlineMode && !w.cmdGoOnline->isHidden());
         QVERIFY(!w.cmdResetFaults->isEnabled() && !w.cmdSetToCurrTime->isEnabled() &&
                 !w.txtSetup[0]->isEnabled());
@@ -219,14 +226,12 @@ private slots:
         QVERIFY(!w.cmdResetFaults->isEnabled());
     }
 
-    // Checksum "<=" is CD (205), revision "05"; a shorter line does not open;
-    // a project that is not there is none.
+    // Checksum "<=" is CD (205), revision "05"; a shorter line does not open.
     void boardIdentityAgainstTheRevFile()
     {
         form = std::make_unique<frmTargetBoard>(*f.util);
         QVERIFY(!form->prepare(project(u'D', "<=0")));
         QCOMPARE(f.prompt.asked.value(0).title, QStringLiteral("InitializeForm"));
-        QVERIFY(form->prepare(f.dir.filePath(QStringLiteral("none.pdx"))) && form->BoardType == 0);
         frmTargetBoard &w = open(project(u'D', "PUMPCTRL<=05"));
         const QFileInfo hex(f.dir.filePath(QStringLiteral("project/PUMP.hex")));
         QCOMPARE((QStringList{w.lblRevIdentOnDisk[0]->text(), w.lblRevIdentOnDisk[1]->text(),
@@ -254,16 +259,15 @@ private slots:
         };
         clickTab(w, 2);
         QTRY_VERIFY(w.txtSetup[0]->text() != u"-");
-        trace->newWrites();
+        trace.newWrites();
         typeIn(w.txtSetup[0], QStringLiteral("33"));
         QCOMPARE(f.prompt.asked.value(0).title + f.prompt.asked.value(0).text,
                  "Set-upCurrent Network Address 1:Only a Number Between 1 and 32 can be Entered");
-        QVERIFY(w.txtSetup[0]->hasFocus());
         const qint64 turns = w.turnCount() + 2;
         QVERIFY(QTest::qWaitFor([&] { return w.turnCount() >= turns; }, 10000));
         QCOMPARE(w.txtSetup[0]->text(), QStringLiteral("7"));
         typeIn(w.txtSetup[0], QStringLiteral("12"));
-        QCOMPARE(trace->newWrites(), QStringList{"B8180=12"});
+        QCOMPARE(trace.newWrites(), QStringList{"B8180=12"});
 
         clickTab(w, 3);
         QTRY_COMPARE(w.txtSetup[7]->text(), f.get("B43017").rightJustified(2, u'0'));
@@ -272,13 +276,13 @@ private slots:
         typeIn(w.txtSetup[5], QStringLiteral("12"));
         const int year = w.txtSetup[7]->text().toInt();
         QVERIFY(w.updSetup[7]->step(UpDownSpinner::Direction::Up));
-        QCOMPARE(trace->newWrites(),
+        QCOMPARE(trace.newWrites(),
                  (QStringList{"B43016=12", QStringLiteral("B43017=%1").arg(year + 1)}));
         QCOMPARE(QApplication::focusWidget(), w.cmdDefault);
         QTest::mouseClick(w.cmdSetToCurrTime, Qt::LeftButton);
         QTest::mouseClick(w.cmdSetToCurrDate, Qt::LeftButton);
-        QCOMPARE(trace->newWrites(), (QStringList{"B43012=13", "B43010=45", "B43008=7", "B43016=3",
-                                                  "B43015=4", "B43017=7"}));
+        QCOMPARE(trace.newWrites(), (QStringList{"B43012=13", "B43010=45", "B43008=7", "B43016=3",
+                                                 "B43015=4", "B43017=7"}));
         QTRY_COMPARE(w.txtSetup[2]->text() + w.txtSetup[7]->text(), QStringLiteral("1307"));
 
         QTest::mouseClick(w.txtSetup[3], Qt::LeftButton);
@@ -286,7 +290,7 @@ private slots:
         QTest::mouseClick(w.cmdOk, Qt::LeftButton);
         QTRY_VERIFY(!w.isVisible());
         QTest::qWait(200);
-        QVERIFY(trace->newWrites().isEmpty());
+        QVERIFY(trace.newWrites().isEmpty());
         QCOMPARE(f.prompt.asked.size(), 1);
     }
 };
