@@ -125,7 +125,6 @@ private slots:
             QVERIFY(!w.boxText(i).isEmpty() && w.boxText(i) != boxes[i] &&
                     w.boxText(i) != codeText(true, "45"));
         QCOMPARE(w.boxText(3), QStringLiteral("None"));
-        QVERIFY(!w.cmdResetFaults->isEnabled());
 
         qint64 reads = 0;
         {
@@ -226,12 +225,14 @@ private slots:
         QVERIFY(!w.cmdResetFaults->isEnabled());
     }
 
-    // Checksum "<=" is CD (205), revision "05"; a shorter line does not open.
+    // Checksum "<=" is CD (205), revision "05"; a shorter line does not open;
+    // a project that is not there is none.
     void boardIdentityAgainstTheRevFile()
     {
         form = std::make_unique<frmTargetBoard>(*f.util);
         QVERIFY(!form->prepare(project(u'D', "<=0")));
         QCOMPARE(f.prompt.asked.value(0).title, QStringLiteral("InitializeForm"));
+        QVERIFY(form->prepare(f.dir.filePath(QStringLiteral("none.pdx"))) && form->BoardType == 0);
         frmTargetBoard &w = open(project(u'D', "PUMPCTRL<=05"));
         const QFileInfo hex(f.dir.filePath(QStringLiteral("project/PUMP.hex")));
         QCOMPARE((QStringList{w.lblRevIdentOnDisk[0]->text(), w.lblRevIdentOnDisk[1]->text(),
