@@ -46,9 +46,14 @@ struct DisplayFixture {
     }
     void stop() { sim.stop(); }
 
-    bool set(const QString &address, qint64 value)
+    // Sets registers on the board: "W112=345 W526=120".
+    bool set(const QString &assignments)
     {
-        return sim.command(QStringLiteral("set %1 %2").arg(address).arg(value)) == u"ok";
+        for (const QString &a : assignments.split(u' ')) {
+            if (sim.command(QStringLiteral("set ") + QString(a).replace(u'=', u' ')) != u"ok")
+                return false;
+        }
+        return true;
     }
     QString get(const QString &address) { return sim.command(QStringLiteral("get ") + address); }
 

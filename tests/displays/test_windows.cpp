@@ -40,16 +40,6 @@ class TestWindows : public QObject, DisplayFixture
 
     std::unique_ptr<DisplayForm> form;
 
-    // Sets registers on the board: "W112=345 W526=120".
-    bool set(const QString &assignments)
-    {
-        for (const QString &a : assignments.split(u' ')) {
-            if (!DisplayFixture::set(a.section(u'=', 0, 0), a.section(u'=', 1).toLongLong()))
-                return false;
-        }
-        return true;
-    }
-
     // A fresh window, shown, active and cycling as the main window starts it;
     // online when asked, with the machine's spindle count, over a board with
     // these registers set.

@@ -39,8 +39,6 @@ private slots:
                      QVERIFY(chooseMenu(h.w(), {"mnuView", "mnuViewTargetBoardStatus"}));
                  }),
                  0);
-        QCOMPARE(h.dialogs.asked[0].filter, QStringLiteral("Pradex Files(*.pdx)|*.pdx|"));
-        QCOMPARE(h.dialogs.asked[0].initialPath, QString());
         // The window took the program online for the whole application.
         QCOMPARE(h.w().panelText(2), QStringLiteral("ONLINE"));
 
