@@ -2,7 +2,6 @@
 // keeps, the console on stdin, and how it ends.
 #include "fakes/boardsimprocess.h"
 
-#include <QElapsedTimer>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -121,37 +120,6 @@ private slots:
         QCOMPARE(pc.exchange({0xFF, 0x01, 0x00}, 3000), (QList<int>{0x55, 0x55, HungUp}));
         QVERIFY(endsWell(after.process()));
         QCOMPARE(contentOf(trace), QByteArray("FF -> 55\n01 -> 55\n00 -> --\n"));
-
-        BoardSimProcess closed;
-        QVERIFY(closed.start({}));
-        QVERIFY(pc.open(closed.slavePath()));
-        QCOMPARE(pc.exchange({0xFF}), QList<int>{0x55});
-        QCOMPARE(closed.command("close"), QStringLiteral("ok"));
-        QVERIFY(endsWell(closed.process()));
-        QCOMPARE(pc.receive(), HungUp);
-    }
-
-    void silentAndSlow()
-    {
-        BoardSimProcess sim;
-        QVERIFY(sim.start({"--silent", "--frozen"}));
-        Client pc;
-        QVERIFY(pc.open(sim.slavePath()));
-        QCOMPARE(pc.exchange({0xFF}, 300), QList<int>{Timeout});
-        QCOMPARE(sim.command("silent off"), QStringLiteral("ok"));
-        QCOMPARE(sim.command("mode"), QStringLiteral("none")); // the byte was ignored
-        QCOMPARE(sim.command("delay 200"), QStringLiteral("ok"));
-        QElapsedTimer timer;
-        timer.start();
-        QCOMPARE(pc.exchange({0xFF}, 2000), QList<int>{0x55});
-        QVERIFY2(timer.elapsed() >= 195, qPrintable(QString::number(timer.elapsed())));
-
-        BoardSimProcess slow;
-        QVERIFY(slow.start({"--delay-ms", "150", "--wrong-echo-every", "1", "--pace", "9600"}));
-        QVERIFY(pc.open(slow.slavePath()));
-        timer.restart();
-        QCOMPARE(pc.exchange({0xFF, 0x01, 0x00}, 2000), (QList<int>{0x55, 0x55, 0x01}));
-        QVERIFY(timer.elapsed() >= 3 * 145);
     }
 
     void badOptions_data()
