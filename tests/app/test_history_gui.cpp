@@ -5,7 +5,6 @@
 #include "app/frmmdimain.h"
 #include "app/historywiring.h"
 #include "appharness.h"
-#include "displays/frmsetup.h"
 #include "fakes/programrun.h"
 #include "machine/datatransfer.h"
 
@@ -13,6 +12,7 @@
 #include <QMenu>
 #include <QPushButton>
 #include <QTabBar>
+#include <QTabWidget>
 #include <QTableWidget>
 #include <QTest>
 
@@ -32,19 +32,21 @@ private slots:
         QVERIFY(QTest::qWaitForWindowActive(&h.w()));
         QTest::keyClick(&h.w(), Qt::Key_F3);
         QTRY_VERIFY(h.comm->OnlineMode);
+        auto *windowMenu = h.w().findChild<QMenu *>(QStringLiteral("mnuWindow"));
         QTest::keyClick(&h.w(), Qt::Key_W, Qt::AltModifier);
-        QTRY_VERIFY(h.w().mnuWindow->isVisible());
-        QTest::keyClick(h.w().mnuWindow, Qt::Key_2);
-        QTRY_VERIFY(!h.w().mnuWindow->isVisible());
+        QTRY_VERIFY(windowMenu->isVisible());
+        QTest::keyClick(windowMenu, Qt::Key_2);
+        QTRY_VERIFY(!windowMenu->isVisible());
         h.w().activateWindow();
-        auto *setup = qobject_cast<frmSetup *>(h.w().currentChild());
-        QVERIFY(setup);
-        QTest::mouseClick(setup->tbsSetup, Qt::LeftButton, {},
-                          setup->tbsSetup->tabRect(1).center());
-        QTRY_COMPARE(setup->txtSetup[5]->text(), QStringLiteral("9"));
-        QTest::mouseClick(setup->txtSetup[5], Qt::LeftButton, {}, setup->txtSetup[5]->rect().center());
-        QTest::keyClicks(setup->txtSetup[5], QStringLiteral("15"));
-        QTest::mouseClick(setup->cmdDefault, Qt::LeftButton);
+        QWidget *setup = h.w().currentChild();
+        auto *tabs = setup->findChild<QTabBar *>(QStringLiteral("tbsSetup"));
+        auto *field = setup->findChild<QLineEdit *>(QStringLiteral("txtSetup5"));
+        QVERIFY(tabs && field);
+        QTest::mouseClick(tabs, Qt::LeftButton, {}, tabs->tabRect(1).center());
+        QTRY_COMPARE(field->text(), QStringLiteral("9"));
+        QTest::mouseClick(field, Qt::LeftButton, {}, field->rect().center());
+        QTest::keyClicks(field, QStringLiteral("15"));
+        QTest::mouseClick(setup->findChild<QWidget *>(QStringLiteral("cmdDefault")), Qt::LeftButton);
         QTRY_COMPARE(sim.command(QStringLiteral("get B1000")), QStringLiteral("15"));
 
         qputenv("KESTRO_HISTORY", h.w().history().store().path().toUtf8());
@@ -76,16 +78,19 @@ private slots:
         frmHistory *history = h.w().history().historyWindow();
         QVERIFY(history);
         QTRY_VERIFY(history->isVisible());
-        QCOMPARE(history->grdFaults->rowCount(), 3);
-        history->tabHistory->setCurrentIndex(3);
-        QTest::mouseClick(history->txtFaultFilter, Qt::LeftButton);
-        QTest::keyClicks(history->txtFaultFilter, QStringLiteral("1ah"));
-        const History::Table shown = history->shownRows(history->grdFaults);
+        auto *faults = history->findChild<QTableWidget *>(QStringLiteral("grdFaults"));
+        auto *filter = history->findChild<QLineEdit *>(QStringLiteral("txtFaultsFilter"));
+        QTabBar *pages = history->findChild<QTabWidget *>(QStringLiteral("tabHistory"))->tabBar();
+        QCOMPARE(faults->rowCount(), 3);
+        QTest::mouseClick(pages, Qt::LeftButton, {}, pages->tabRect(3).center());
+        QTest::mouseClick(filter, Qt::LeftButton);
+        QTest::keyClicks(filter, QStringLiteral("1ah"));
+        const History::Table shown = history->shownRows(faults);
         QCOMPARE(shown.size(), 2);
         QCOMPARE(shown[1].last(), QStringLiteral("valve"));
 
         const QString csv = h.dir.filePath(QStringLiteral("faults.csv"));
-        QVERIFY(history->exportTable(history->grdFaults, csv));
+        QVERIFY(history->exportTable(faults, csv));
         QFile f(csv);
         QVERIFY(f.open(QIODevice::ReadOnly));
         QCOMPARE(f.readAll(), QByteArray("Time,Source,Code,Text\n2026-03-02 07:00:00,board,1AH,valve\n"));
