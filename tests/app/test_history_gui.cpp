@@ -1,6 +1,7 @@
 // The history from the shown window: a set-up change the operator makes is
 // what the command line lists afterwards, and View > History shows the store
 // offline, filtered as typed.
+#include "app/childform.h"
 #include "app/frmhistory.h"
 #include "app/frmmdimain.h"
 #include "app/historywiring.h"
