@@ -55,17 +55,18 @@ private slots:
         s.programIdentity = QStringLiteral("BLOW 3.1");
         QVERIFY(store.recordShift(s) > 0);
 
-        QVERIFY(store.recordChange({.reg = "W1084",
-                                    .caption = "Pin Chain Blowoff Pins",
-                                    .oldValue = "3",
-                                    .newValue = "5",
-                                    .origin = "command write",
-                                    .accepted = false}) > 0);
+        ChangeRecord write;
+        write.reg = QStringLiteral("W1084");
+        write.caption = QStringLiteral("Pin Chain Blowoff Pins");
+        write.oldValue = QStringLiteral("3");
+        write.newValue = QStringLiteral("5");
+        write.origin = QStringLiteral("command write");
+        QVERIFY(store.recordChange(write) > 0);
         m_now = m_now.addSecs(60);
-        const ChangeRecord download{.caption = "Set-up Data",
-                                    .origin = "window Set-up, Download",
-                                    .accepted = true,
-                                    .items = {{"W1", "A", "1", "2"}, {"W2", "B", "3", "4"}}};
+        ChangeRecord download;
+        download.caption = QStringLiteral("Set-up Data");
+        download.accepted = true;
+        download.items = {{"W1", "A", "1", "2"}, {"W2", "B", "3", "4"}};
         QVERIFY(store.recordChange(download) > 0);
         QVERIFY(store.recordFault({0, {}, FaultSource::Link, 1, QStringLiteral("No reply")}) > 0);
 
