@@ -46,10 +46,8 @@ HistoryWiring::HistoryWiring(ModUtility &util, QMainWindow &window)
     m_sampler = std::make_unique<History::HistorySampler>(*m_recorder, *util.gRSComm,
                                                           util.clock());
     m_sampler->setCommErrorText([&util](int code) {
-        QString text;
-        TargetBoardFacts::lookUpCodeFile(TargetBoardFacts::commErrCodesFile(util.programDir()),
-                                         TargetBoardFacts::codeText(code), text);
-        return text;
+        return TargetBoardFacts::codeFileText(
+            TargetBoardFacts::commErrCodesFile(util.programDir()), code);
     });
     m_audit->setReadListener([this](const QString &add, const QString &value) {
         m_sampler->valueSeen(add, value);

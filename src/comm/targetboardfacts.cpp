@@ -156,6 +156,13 @@ QString commErrCodesFile(const QString &programDir)
     return QDir(programDir).filePath(QStringLiteral("Support/CommErrCodes.txt"));
 }
 
+QString codeFileText(const QString &path, qint64 code)
+{
+    QString text;
+    lookUpCodeFile(path, codeText(code), text);
+    return text;
+}
+
 QString identityRegister(int k)
 {
     return QStringLiteral("B") + QString::number(IdentityFirstByte + k);

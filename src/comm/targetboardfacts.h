@@ -52,6 +52,8 @@ QString codeFileErrorText();
 // Support/FaultErrCodes.txt and Support/CommErrCodes.txt of a program folder.
 QString faultCodesFile(const QString &programDir);
 QString commErrCodesFile(const QString &programDir);
+// The text a code file gives a code, empty when it gives none.
+QString codeFileText(const QString &path, qint64 code);
 
 // The program identity block: ten bytes from 61424, name (8), checksum, revision.
 inline constexpr int IdentityFirstByte = 61424;

@@ -61,18 +61,12 @@ QString MonitorService::now() const
 
 QString MonitorService::faultText(int code) const
 {
-    QString text;
-    TargetBoardFacts::lookUpCodeFile(TargetBoardFacts::faultCodesFile(m_programDir),
-                                     TargetBoardFacts::codeText(code), text);
-    return text;
+    return TargetBoardFacts::codeFileText(TargetBoardFacts::faultCodesFile(m_programDir), code);
 }
 
 QString MonitorService::commErrorText(int code) const
 {
-    QString text;
-    TargetBoardFacts::lookUpCodeFile(TargetBoardFacts::commErrCodesFile(m_programDir),
-                                     TargetBoardFacts::codeText(code), text);
-    return text;
+    return TargetBoardFacts::codeFileText(TargetBoardFacts::commErrCodesFile(m_programDir), code);
 }
 
 void MonitorService::publishEvent(const QString &leaf, const QJsonObject &body)
